@@ -1,0 +1,33 @@
+# Settings that every target of the project shares, as functions on targets.
+
+# Warnings, Qt's strict string and keyword macros, and the sanitizers asked for.
+function(quarn_target_defaults target)
+  target_compile_features(${target} PUBLIC cxx_std_17)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF AUTOMOC ON)
+  target_compile_definitions(${target} PRIVATE
+    QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS QT_NO_FOREACH
+    QT_DISABLE_DEPRECATED_BEFORE=0x050F00)
+  if(MSVC)
+    target_compile_options(${target} PRIVATE /W4 /permissive- $<$<BOOL:${QUARN_WERROR}>:/WX>)
+  else()
+    target_compile_options(${target} PRIVATE
+      -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wno-sign-conversion -Woverloaded-virtual
+      -Wnon-virtual-dtor -Wcast-align -Wundef $<$<BOOL:${QUARN_WERROR}>:-Werror>)
+  endif()
+  if(QUARN_SANITIZERS)
+    target_compile_options(${target} PRIVATE
+      -fsanitize=${QUARN_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=${QUARN_SANITIZERS})
+  endif()
+endfunction()
+
+# Adds a family's sources and public headers to the library; paths are relative to the caller.
+function(quarn_add_family)
+  cmake_parse_arguments(PARSE_ARGV 0 ARG "" "" "HEADERS;SOURCES")
+  foreach(file IN LISTS ARG_HEADERS ARG_SOURCES)
+    target_sources(Quarn PRIVATE "${CMAKE_CURRENT_SOURCE_DIR}/${file}")
+  endforeach()
+  file(RELATIVE_PATH folder "${PROJECT_SOURCE_DIR}/src" "${CMAKE_CURRENT_SOURCE_DIR}")
+  list(TRANSFORM ARG_HEADERS PREPEND "${folder}/")
+  set_property(TARGET Quarn APPEND PROPERTY QUARN_PUBLIC_HEADERS ${ARG_HEADERS})
+endfunction()
