@@ -1,0 +1,40 @@
+#ifndef QUARN_COMPANION_FILEEXCEPTION_H
+#define QUARN_COMPANION_FILEEXCEPTION_H
+
+#include <Quarn/companion/IOException.h>
+
+#include <QFile>
+
+class QFileInfo;
+
+namespace kel {
+
+/** A failure at a file, with the file's name; what() reads "<class name>: <file>: <message>". */
+class QUARN_EXPORT FileException : public IOException
+{
+public:
+    /** The failure that \a file has recorded; the message is the system's reason. */
+    explicit FileException(const QFile& file);
+    FileException(const QFileInfo& info, QFile::FileError error, const QString& message,
+                  const ExceptionQt* cause = nullptr);
+    FileException(const FileException& other);
+    FileException& operator=(const FileException& other);
+    ~FileException() override;
+
+    /** The file's path as its user gave it. */
+    QString fileName() const;
+
+    QFile::FileError error() const;
+
+protected:
+    ExceptionQt* clone() const override;
+    QString className() const override;
+    void printMessage(QTextStream& stream) const override;
+
+private:
+    QString m_fileName;
+    QFile::FileError m_error;
+};
+
+} // namespace kel
+#endif

@@ -1,0 +1,3 @@
+#include <Quarn/companion/kelmNonCopyable.h>
+
+kelmNonCopyable::~kelmNonCopyable() = default;

@@ -1,0 +1,3 @@
+#include <Quarn/companion/kelmObject.h>
+
+kelmObject::~kelmObject() = default;

@@ -1,0 +1,7 @@
+#include <Quarn/interfaces/IRandomAccessIO.h>
+
+namespace kel {
+
+IRandomAccessIO::~IRandomAccessIO() = default;
+
+} // namespace kel

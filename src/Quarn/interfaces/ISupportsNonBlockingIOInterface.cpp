@@ -1,0 +1,7 @@
+#include <Quarn/interfaces/ISupportsNonBlockingIOInterface.h>
+
+namespace kel {
+
+ISupportsNonBlockingIOInterface::~ISupportsNonBlockingIOInterface() = default;
+
+} // namespace kel

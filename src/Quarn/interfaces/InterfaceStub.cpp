@@ -1,0 +1,7 @@
+#include <Quarn/interfaces/InterfaceStub.h>
+
+namespace kel {
+
+InterfaceStub::~InterfaceStub() = default;
+
+} // namespace kel
