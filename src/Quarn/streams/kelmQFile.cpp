@@ -1,0 +1,162 @@
+#include <Quarn/streams/kelmQFile.h>
+
+#include <Quarn/companion/deviceFailure_p.h>
+#include <Quarn/companion/narrow_p.h>
+
+#include <QElapsedTimer>
+#include <QScopedValueRollback>
+#include <QThread>
+
+namespace kel {
+namespace {
+
+constexpr int waitMsecs = 5000;
+constexpr int pauseMsecs = 10;
+
+} // namespace
+
+kelmQFile::kelmQFile(const QString& name) : kelmQFile(name, nullptr)
+{ }
+
+kelmQFile::kelmQFile(QObject* parent) : kelmQFile(QString(), parent)
+{ }
+
+kelmQFile::kelmQFile(const QString& name, QObject* parent)
+    : QFile(name, parent), m_blocking(false), m_runningReads(0), m_lastCount(0), m_closings(0)
+{ }
+
+kelmQFile::~kelmQFile() = default;
+
+bool kelmQFile::atEnd() const
+{
+    if (m_runningReads == 0)
+        return QFile::atEnd();
+    // The buffer of QIODevice is empty when it asks the device for more, so pos() is the device's
+    // position then; what QFile::atEnd() would find in the buffer is just the room for the data.
+    // A pipe or terminal has no position: it is at its end when it answers a read with nothing.
+    return isSequential() ? m_lastCount == 0 : pos() >= size();
+}
+
+void kelmQFile::close()
+{
+    ++m_closings;
+    QFile::close();
+}
+
+int kelmQFile::read(void* data, int maxSize)
+{
+    return narrow(QIODevice::read(static_cast<char*>(data), maxSize));
+}
+
+int kelmQFile::write(const void* data, int size)
+{
+    return narrow(QIODevice::write(static_cast<const char*>(data), size));
+}
+
+void kelmQFile::enableNonBlockingMode(bool enable)
+{
+    m_blocking = !enable;
+}
+
+bool kelmQFile::nonBlocking()
+{
+    return !m_blocking;
+}
+
+bool kelmQFile::readable()
+{
+    return openMode().testFlag(QIODevice::ReadOnly);
+}
+
+bool kelmQFile::writable()
+{
+    return openMode().testFlag(QIODevice::WriteOnly);
+}
+
+void kelmQFile::flush()
+{
+    QFile::flush();
+}
+
+void kelmQFile::finishIO()
+{
+    close();
+}
+
+bool kelmQFile::ioFailureDetected() const
+{
+    return error() != QFileDevice::NoError || isDeviceFailure(errorString());
+}
+
+bool kelmQFile::eofEncountered() const
+{
+    return pos() >= size();
+}
+
+bool kelmQFile::getOutputInfo(quint64&, quint64&, void**) const
+{
+    return false;
+}
+
+bool kelmQFile::getThroughputStats(quint64&, quint64&, quint64&, quint64&) const
+{
+    return false;
+}
+
+qint64 kelmQFile::position() const
+{
+    return pos();
+}
+
+bool kelmQFile::setPosition(qint64 position)
+{
+    return seek(position);
+}
+
+qint64 kelmQFile::streamSize() const
+{
+    return size();
+}
+
+qint64 kelmQFile::readData(char* data, qint64 maxSize)
+{
+    if (maxSize <= 0)
+        return 0; // QIODevice asks for nothing now and then; that must not wait
+    return readWaiting([this, data, maxSize] { return QFile::readData(data, maxSize); });
+}
+
+qint64 kelmQFile::readLineData(char* data, qint64 maxSize)
+{
+    if (maxSize <= 0)
+        return 0;
+    return readWaiting([this, data, maxSize] { return QFile::readLineData(data, maxSize); });
+}
+
+template <typename Attempt>
+qint64 kelmQFile::readWaiting(Attempt attempt)
+{
+    const QScopedValueRollback<int> running(m_runningReads, m_runningReads + 1);
+    const int closings = m_closings;
+    qint64 count = m_lastCount = attempt();
+    while (m_blocking && count <= 0 && isOpen() && !atEnd()) {
+        QElapsedTimer elapsed;
+        elapsed.start();
+        waitForReadyRead(waitMsecs);
+        if (closings != m_closings || !isOpen())
+            break; // data points into a buffer that went away with the file
+        count = m_lastCount = attempt();
+        if (count > 0 || removed())
+            break;
+        if (elapsed.elapsed() < pauseMsecs)
+            QThread::msleep(pauseMsecs); // a wait that returns at once must not become a busy one
+    }
+    return count;
+}
+
+/** Whether the name of this file is gone; a file opened by its handle alone has none to lose. */
+bool kelmQFile::removed() const
+{
+    return !fileName().isEmpty() && !exists();
+}
+
+} // namespace kel

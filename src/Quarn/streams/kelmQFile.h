@@ -1,0 +1,109 @@
+#ifndef QUARN_STREAMS_KELMQFILE_H
+#define QUARN_STREAMS_KELMQFILE_H
+
+#include <Quarn/companion/kelmIOCore.h>
+#include <Quarn/interfaces/IRandomAccessIO.h>
+
+#include <QFile>
+
+#include <atomic>
+
+namespace kel {
+
+/**
+ * \brief A file as a random-access stream: a QFile with the stream interface.
+ *
+ * The class is abstract: derive from it and supply setThroughputStats(). Open it with
+ * QFile::open().
+ *
+ *     class File : public kel::kelmQFile
+ *     {
+ *     public:
+ *         using kelmQFile::kelmQFile;
+ *         void setThroughputStats(quint64, quint64, quint64, quint64) override { }
+ *     };
+ *
+ * \par Two faces
+ * The stream's read(), write(), readAll() and flush() hide Qt's calls of the same names; Qt's are
+ * reached through the device:
+ *
+ *     File file(path);
+ *     file.open(QIODevice::ReadOnly);
+ *     QIODevice& device = file;            // Qt's face
+ *     const QByteArray line = device.readLine();
+ *     kel::IRandomAccessIO& bytes = file;  // the stream's face
+ *     bytes.readBlock(header, sizeof header);
+ *
+ * \par Blocking mode
+ * Off at first. When on, a read that finds nothing although the file is not at its end calls
+ * waitForReadyRead() with 5000 ms and tries again, until data comes, the file reaches its end, is
+ * closed or removed, or blocking is switched off. An ordinary file has its end where its size is,
+ * so nothing ever waits. A class for a file that is still being written overrides atEnd(), to
+ * tell when nothing more will come, and waitForReadyRead(), to wait for growth.
+ *
+ * \par Threads
+ * Those of QFile, but for enableNonBlockingMode() and nonBlocking(), which may be called from any
+ * thread. While waitForReadyRead() runs an event loop, a slot may close the file but must not
+ * read or write it.
+ */
+class QUARN_EXPORT kelmQFile : public QFile,
+                               public virtual kelmIOCore,
+                               public virtual IRandomAccessIO
+{
+    Q_OBJECT
+
+public:
+    explicit kelmQFile(const QString& name);
+    explicit kelmQFile(QObject* parent);
+    kelmQFile(const QString& name, QObject* parent);
+    ~kelmQFile() override;
+
+    using kelmIOCore::read;
+    using kelmIOCore::readAll;
+    using kelmIOCore::readBlock;
+    using kelmIOCore::writeBlock;
+
+    /** Also right in the middle of a read, when QFile counts the room for the data as data. */
+    bool atEnd() const override;
+    void close() override;
+
+    int read(void* data, int maxSize) override;
+    int write(const void* data, int size) override;
+
+    void enableNonBlockingMode(bool enable) override;
+    bool nonBlocking() override;
+    bool readable() override;
+    bool writable() override;
+    void flush() override;
+    /** Closes the file. */
+    void finishIO() override;
+    /** True after a file error or once an error string was set. */
+    bool ioFailureDetected() const override;
+    bool eofEncountered() const override;
+    bool getOutputInfo(quint64& first, quint64& second, void** third) const override;
+    bool getThroughputStats(quint64& first, quint64& second, quint64& third,
+                            quint64& fourth) const override;
+
+    qint64 position() const override;
+    bool setPosition(qint64 position) override;
+    qint64 streamSize() const override;
+
+protected:
+    qint64 readData(char* data, qint64 maxSize) override;
+    qint64 readLineData(char* data, qint64 maxSize) override;
+
+private:
+    Q_DISABLE_COPY(kelmQFile)
+
+    template <typename Attempt>
+    qint64 readWaiting(Attempt attempt);
+    bool removed() const;
+
+    std::atomic<bool> m_blocking;
+    int m_runningReads; // readLineData() reads through readData()
+    qint64 m_lastCount; // what the file answered to the last attempt of a running read
+    int m_closings; // tells a waiting read that the file was closed, even if open again by now
+};
+
+} // namespace kel
+#endif
