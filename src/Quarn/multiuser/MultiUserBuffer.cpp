@@ -1,0 +1,312 @@
+#include <Quarn/multiuser/MultiUserBuffer.h>
+
+#include <Quarn/companion/deviceFailure_p.h>
+#include <Quarn/companion/narrow_p.h>
+#include <Quarn/multiuser/MultiUserReader.h>
+#include <Quarn/multiuser/WriteNotifier_p.h>
+
+#include <QEvent>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <new>
+
+namespace kel {
+namespace {
+
+// QByteArray needs a few bytes for itself below the limit of int.
+constexpr qint64 largestSize = std::numeric_limits<int>::max() - 64;
+
+} // namespace
+
+MultiUserBuffer::MultiUserBuffer(QObject* parent) : MultiUserBuffer(nullptr, parent)
+{ }
+
+MultiUserBuffer::MultiUserBuffer(QByteArray* byteArray, QObject* parent)
+    : QBuffer(byteArray, parent), m_size(QBuffer::size()), m_open(false),
+      m_notifier(new WriteNotifier(this))
+{
+    m_open = QBuffer::open(QIODevice::WriteOnly);
+}
+
+MultiUserBuffer::MultiUserBuffer(const QByteArray& data, QObject* parent)
+    : QBuffer(parent), m_size(0), m_open(false), m_notifier(new WriteNotifier(this))
+{
+    setData(data);
+    m_size = QBuffer::size();
+}
+
+MultiUserBuffer::MultiUserBuffer(const char* data, int size, QObject* parent)
+    : MultiUserBuffer(QByteArray(data, size), parent)
+{
+    m_open = QBuffer::open(QIODevice::WriteOnly);
+}
+
+MultiUserBuffer::~MultiUserBuffer()
+{
+    m_notifier.reset(); // waits for an emission that still runs in another thread
+}
+
+boost::shared_ptr<IRandomAccessIO>
+MultiUserBuffer::createReaderInterface(boost::shared_ptr<MultiUserBuffer> buffer, bool blocking)
+{
+    return boost::shared_ptr<MultiUserReader>(new MultiUserReader(std::move(buffer), blocking));
+}
+
+bool MultiUserBuffer::open(OpenMode mode)
+{
+    if (mode != QIODevice::WriteOnly)
+        return false;
+    const QMutexLocker locker(&m_lock);
+    const bool opened = QBuffer::open(QIODevice::WriteOnly);
+    if (opened) {
+        const QMutexLocker errorLocker(&m_errorMutex);
+        m_errorText.clear();
+    }
+    m_open = opened;
+    return opened;
+}
+
+void MultiUserBuffer::close()
+{
+    const QMutexLocker locker(&m_lock);
+    QBuffer::close(); // forgets the error string
+    {
+        const QMutexLocker errorLocker(&m_errorMutex);
+        if (!m_errorText.isEmpty())
+            QBuffer::setErrorString(m_errorText);
+    }
+    m_open = false;
+}
+
+bool MultiUserBuffer::seek(qint64 position)
+{
+    if (position > largestSize)
+        return false;
+    const QMutexLocker locker(&m_lock);
+    const bool moved = QBuffer::seek(position);
+    publishSize(); // seeking behind the end fills the gap
+    return moved;
+}
+
+bool MultiUserBuffer::reset()
+{
+    const QMutexLocker locker(&m_lock);
+    return QIODevice::reset();
+}
+
+qint64 MultiUserBuffer::size() const
+{
+    return m_size;
+}
+
+bool MultiUserBuffer::canReadLine() const
+{
+    return false;
+}
+
+void MultiUserBuffer::setErrorString(const QString& text)
+{
+    const QMutexLocker errorLocker(&m_errorMutex);
+    // The default text records nothing; remembered, it would look like a failure as soon as the
+    // application's language changes.
+    m_errorText = isDeviceFailure(text) ? text : QString();
+    QBuffer::setErrorString(m_errorText);
+}
+
+int MultiUserBuffer::read(void*, int)
+{
+    return 0;
+}
+
+int MultiUserBuffer::write(const void* data, int size)
+{
+    return narrow(QIODevice::write(static_cast<const char*>(data), size));
+}
+
+void MultiUserBuffer::enableNonBlockingMode(bool)
+{ }
+
+bool MultiUserBuffer::nonBlocking()
+{
+    return true;
+}
+
+bool MultiUserBuffer::readable()
+{
+    return false;
+}
+
+bool MultiUserBuffer::writable()
+{
+    return m_open;
+}
+
+void MultiUserBuffer::flush()
+{ }
+
+void MultiUserBuffer::finishIO()
+{
+    close();
+}
+
+bool MultiUserBuffer::ioFailureDetected() const
+{
+    QString text;
+    {
+        const QMutexLocker errorLocker(&m_errorMutex);
+        text = m_errorText;
+    }
+    return isDeviceFailure(text);
+}
+
+bool MultiUserBuffer::eofEncountered() const
+{
+    return !m_open;
+}
+
+bool MultiUserBuffer::getOutputInfo(quint64&, quint64&, void**) const
+{
+    return false;
+}
+
+void MultiUserBuffer::setThroughputStats(quint64, quint64, quint64, quint64)
+{ }
+
+bool MultiUserBuffer::getThroughputStats(quint64&, quint64&, quint64&, quint64&) const
+{
+    return false;
+}
+
+qint64 MultiUserBuffer::position() const
+{
+    return pos();
+}
+
+bool MultiUserBuffer::setPosition(qint64 position)
+{
+    return seek(position);
+}
+
+qint64 MultiUserBuffer::streamSize() const
+{
+    return size();
+}
+
+bool MultiUserBuffer::event(QEvent* event)
+{
+    if (event->type() == QEvent::ThreadChange)
+        m_notifier->deviceMoves();
+    return QBuffer::event(event);
+}
+
+// QBuffer counts its connections here, to notify by itself while there are any. WriteNotifier
+// does that instead, so the count stays at 0: readers connect from threads of their own, and the
+// count has no lock.
+
+void MultiUserBuffer::connectNotify(const QMetaMethod&)
+{ }
+
+void MultiUserBuffer::disconnectNotify(const QMetaMethod&)
+{ }
+
+qint64 MultiUserBuffer::readData(char*, qint64)
+{
+    return -1;
+}
+
+qint64 MultiUserBuffer::readLineData(char*, qint64)
+{
+    return -1;
+}
+
+qint64 MultiUserBuffer::writeData(const char* data, qint64 length)
+{
+    const QMutexLocker locker(&m_lock);
+    if (length > largestSize - pos())
+        return refuseWrite(QStringLiteral("The buffer is full"));
+    qint64 written = -1;
+    try {
+        written = QBuffer::writeData(data, length);
+    } catch (const std::bad_alloc&) {
+        return refuseWrite(QStringLiteral("Not enough memory for the buffer"));
+    }
+    m_size = QBuffer::size();
+    m_notifier->bytesWritten(written);
+    return written;
+}
+
+qint64 MultiUserBuffer::findLineBreak(qint64 position) const
+{
+    const QMutexLocker locker(&m_lock);
+    const QByteArray& bytes = data();
+    if (position < 0 || position >= bytes.size())
+        return -1;
+    const char* const start = bytes.constData();
+    const void* const found
+        = std::memchr(start + position, '\n', std::size_t(bytes.size() - position));
+    return found ? static_cast<const char*>(found) - start : -1;
+}
+
+bool MultiUserBuffer::canReadLine(qint64 position) const
+{
+    return findLineBreak(position) >= 0;
+}
+
+qint64 MultiUserBuffer::readData(qint64 position, char* data, qint64 maxSize) const
+{
+    if (position < 0)
+        return -1;
+    const QMutexLocker locker(&m_lock);
+    const QByteArray& bytes = QBuffer::data();
+    const qint64 count = std::min(bytes.size() - position, maxSize);
+    if (count > 0)
+        std::memcpy(data, bytes.constData() + position, std::size_t(count));
+    return count;
+}
+
+QByteArray MultiUserBuffer::readData(qint64 position, qint64 maxSize) const
+{
+    if (position < 0)
+        return {};
+    const QMutexLocker locker(&m_lock);
+    const QByteArray& bytes = data();
+    const qint64 count = std::min(bytes.size() - position, maxSize);
+    // Not mid(): that would hand out the array itself where it covers everything, and the next
+    // write would have to copy it first.
+    return count > 0 ? QByteArray(bytes.constData() + position, narrow(count)) : QByteArray();
+}
+
+qint64 MultiUserBuffer::readLineData(qint64 position, char* data, qint64 maxSize) const
+{
+    if (position < 0)
+        return -1;
+    const QMutexLocker locker(&m_lock);
+    const QByteArray& bytes = QBuffer::data();
+    // No further than can be delivered: a long line read in small pieces is searched once in all.
+    const qint64 most = std::min(bytes.size() - position, maxSize - 1);
+    if (most <= 0)
+        return most;
+    const char* const start = bytes.constData() + position;
+    const void* const lineFeed = std::memchr(start, '\n', std::size_t(most));
+    const qint64 count = lineFeed ? static_cast<const char*>(lineFeed) - start + 1 : most;
+    std::memcpy(data, start, std::size_t(count));
+    data[count] = '\0';
+    return count;
+}
+
+/** Makes the size known to those without the lock, and new bytes to the readers. */
+void MultiUserBuffer::publishSize()
+{
+    const qint64 before = m_size.exchange(QBuffer::size());
+    m_notifier->bytesWritten(m_size - before);
+}
+
+qint64 MultiUserBuffer::refuseWrite(const QString& reason)
+{
+    setErrorString(reason);
+    return -1;
+}
+
+} // namespace kel

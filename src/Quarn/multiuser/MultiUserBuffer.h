@@ -1,0 +1,175 @@
+#ifndef QUARN_MULTIUSER_MULTIUSERBUFFER_H
+#define QUARN_MULTIUSER_MULTIUSERBUFFER_H
+
+#include <Quarn/companion/kelmIOCore.h>
+#include <Quarn/interfaces/IRandomAccessIO.h>
+
+#include <QBuffer>
+#include <QRecursiveMutex>
+
+#include <boost/shared_ptr.hpp>
+
+#include <atomic>
+#include <memory>
+
+namespace kel {
+class MultiUserReader;
+class WriteNotifier;
+
+/**
+ * \brief A growing buffer that one producer writes while any number of readers read it.
+ *
+ * Readers are MultiUserReader objects, each with its own position. They reach their end when the
+ * producer has closed the buffer; the contents stay readable after that.
+ *
+ *     boost::shared_ptr<kel::MultiUserBuffer> buffer(new kel::MultiUserBuffer);
+ *     // consumer, in its own thread:
+ *     auto reader = kel::MultiUserBuffer::createReaderInterface(buffer, true);
+ *     // producer:
+ *     buffer->writeBlock(data, size);
+ *     buffer->finishIO();
+ *
+ * For the producer the buffer is a write-only Qt device and a write-only stream. The stream's
+ * read(), write() and readAll() hide Qt's; `QIODevice& device = *buffer;` reaches those of Qt.
+ *
+ * \par Threads
+ * One thread at a time is the producer: it calls open(), write(), seek(), reset(), close() and
+ * everything else that Qt declares. writable(), eofEncountered(), streamSize() and
+ * ioFailureDetected() may be called from any thread, and readers may live in any thread.
+ *
+ * \par Notifications
+ * bytesWritten() and readyRead() come from the event loop of the thread that the buffer lives in,
+ * after the write, whichever thread wrote; one emission may stand for several writes. Without an
+ * event loop running there, waiting readers notice new bytes only every 5 seconds. aboutToClose()
+ * comes from inside close(), with the buffer locked: a slot connected directly must not wait for
+ * another thread that reads. Disconnecting everything from the buffer by `buffer->disconnect()`
+ * takes their notifications from the readers too.
+ *
+ * \par Ownership
+ * Readers made from a boost::shared_ptr keep the buffer alive, and the last one may destroy it in
+ * its own thread. A buffer destroyed while it is open doesn't tell its readers.
+ *
+ * \par Limits
+ * The contents hold just under 2 GiB. A write beyond that, or beyond memory, is refused with -1
+ * and recorded as a failure. The contents are to be changed through this class alone:
+ * QBuffer::setData(), setBuffer() and buffer() go behind the readers' backs.
+ */
+class QUARN_EXPORT MultiUserBuffer : public QBuffer,
+                                     public virtual kelmIOCore,
+                                     public virtual IRandomAccessIO
+{
+    Q_OBJECT
+
+public:
+    /** An empty buffer, open for writing. */
+    explicit MultiUserBuffer(QObject* parent = nullptr);
+
+    /**
+     * Uses the caller's \a byteArray in place, which must outlive the buffer. Open for writing
+     * from position 0: the first writes replace what the array holds.
+     */
+    explicit MultiUserBuffer(QByteArray* byteArray, QObject* parent = nullptr);
+
+    /** Finished contents, a copy of \a data. The buffer starts closed. */
+    explicit MultiUserBuffer(const QByteArray& data, QObject* parent = nullptr);
+
+    /** A copy of \a size bytes at \a data, open for writing from position 0. */
+    MultiUserBuffer(const char* data, int size, QObject* parent = nullptr);
+
+    ~MultiUserBuffer() override;
+
+    /**
+     * A new reader of \a buffer that lives in the calling thread and shares the ownership of the
+     * buffer. With \a blocking its reads wait for data. The result owns the reader.
+     */
+    static boost::shared_ptr<IRandomAccessIO>
+    createReaderInterface(boost::shared_ptr<MultiUserBuffer> buffer, bool blocking);
+
+    using kelmIOCore::read;
+    using kelmIOCore::readAll;
+    using kelmIOCore::readBlock;
+    using kelmIOCore::writeBlock;
+
+    /** Opens for writing from position 0; any mode but exactly WriteOnly is refused. */
+    bool open(OpenMode mode) override;
+
+    /** Declares the contents complete. A failure recorded before stays recorded. */
+    void close() override;
+
+    bool seek(qint64 position) override;
+    bool reset() override;
+    qint64 size() const override;
+
+    /** Always false; readers have canReadLine() of their own. */
+    bool canReadLine() const override;
+
+    /**
+     * Records a failure of the producer: from now on ioFailureDetected() is true here and in
+     * every reader. The producer may call it at any time; open() forgets it.
+     */
+    void setErrorString(const QString& text);
+
+    int read(void* data, int maxSize) override;
+    int write(const void* data, int size) override;
+
+    void enableNonBlockingMode(bool enable) override;
+    bool nonBlocking() override;
+    bool readable() override;
+    bool writable() override;
+    void flush() override;
+    /** Same as close(). */
+    void finishIO() override;
+    bool ioFailureDetected() const override;
+    bool eofEncountered() const override;
+    bool getOutputInfo(quint64& first, quint64& second, void** third) const override;
+    void setThroughputStats(quint64 first, quint64 second, quint64 third, quint64 fourth) override;
+    bool getThroughputStats(quint64& first, quint64& second, quint64& third,
+                            quint64& fourth) const override;
+
+    qint64 position() const override;
+    bool setPosition(qint64 position) override;
+    qint64 streamSize() const override;
+
+protected:
+    friend class MultiUserReader;
+
+    bool event(QEvent* event) override;
+    void connectNotify(const QMetaMethod& signal) override;
+    void disconnectNotify(const QMetaMethod& signal) override;
+
+    qint64 readData(char* data, qint64 maxSize) override;
+    qint64 readLineData(char* data, qint64 maxSize) override;
+    qint64 writeData(const char* data, qint64 length) override;
+
+    // For readers, in any thread. A negative position has nothing: -1, or an empty array.
+
+    /** Index of the first line feed at or after \a position, or -1. */
+    qint64 findLineBreak(qint64 position) const;
+    bool canReadLine(qint64 position) const;
+
+    /** Copies up to \a maxSize bytes from \a position on; negative beyond the end. */
+    qint64 readData(qint64 position, char* data, qint64 maxSize) const;
+    QByteArray readData(qint64 position, qint64 maxSize) const;
+
+    /**
+     * Copies the bytes from \a position up to and including the next line feed, or to the end of
+     * the data, \a maxSize - 1 at most, and a zero byte behind them, which is not counted.
+     */
+    qint64 readLineData(qint64 position, char* data, qint64 maxSize) const;
+
+private:
+    Q_DISABLE_COPY(MultiUserBuffer)
+
+    void publishSize();
+    qint64 refuseWrite(const QString& reason);
+
+    mutable QRecursiveMutex m_lock; // guards the byte array
+    std::atomic<qint64> m_size; // of the byte array, for those without the lock
+    std::atomic<bool> m_open; // set to false after m_size got its last value
+    mutable QMutex m_errorMutex; // guards m_errorText; a leaf, nothing is emitted under it
+    QString m_errorText; // what setErrorString() recorded
+    std::unique_ptr<WriteNotifier> m_notifier;
+};
+
+} // namespace kel
+#endif

@@ -1,0 +1,275 @@
+#include <Quarn/multiuser/MultiUserReader.h>
+
+#include <Quarn/companion/connect.h>
+#include <Quarn/companion/deviceFailure_p.h>
+#include <Quarn/companion/narrow_p.h>
+#include <Quarn/multiuser/MultiUserBuffer.h>
+#include <Quarn/multiuser/ReaderWait_p.h>
+
+namespace kel {
+namespace {
+
+constexpr int waitSliceMsecs = 5000;
+
+} // namespace
+
+MultiUserReader::MultiUserReader(MultiUserBuffer* buffer, bool blocking, QObject* parent)
+    : QIODevice(parent), m_buffer(buffer), m_blocking(blocking), m_seekExpected(false),
+      m_runningWaits(0)
+{
+    start();
+}
+
+MultiUserReader::MultiUserReader(boost::shared_ptr<MultiUserBuffer> buffer, bool blocking,
+                                 QObject* parent)
+    : QIODevice(parent), m_buffer(buffer.get()), m_sharedBuffer(std::move(buffer)),
+      m_blocking(blocking), m_seekExpected(false), m_runningWaits(0)
+{
+    start();
+}
+
+void MultiUserReader::start()
+{
+    QIODevice::open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+    kel::connect(m_buffer, SIGNAL(bytesWritten(qint64)), this, SLOT(onBytesWritten(qint64)));
+    kel::connect(m_buffer, SIGNAL(aboutToClose()), this, SLOT(onBufferClose()));
+}
+
+MultiUserReader::~MultiUserReader()
+{
+    m_sharedBuffer.reset();
+}
+
+const MultiUserBuffer* MultiUserReader::buffer() const
+{
+    return m_buffer;
+}
+
+bool MultiUserReader::isSequential() const
+{
+    return false;
+}
+
+bool MultiUserReader::open(OpenMode mode)
+{
+    QIODevice::open(mode | QIODevice::Unbuffered);
+    return (mode & ~OpenMode(QIODevice::Unbuffered)) == QIODevice::ReadOnly;
+}
+
+void MultiUserReader::close()
+{ }
+
+qint64 MultiUserReader::size() const
+{
+    return m_buffer ? m_buffer->size() : 0;
+}
+
+bool MultiUserReader::seek(qint64 position)
+{
+    // Without a buffer there is nowhere to go. But after a line read QIODevice seeks to where it
+    // is before it reads again, and that read has to find its 0 bytes, not fail.
+    if (!m_buffer && !(m_seekExpected && position == pos()))
+        return false;
+    m_seekExpected = false;
+    return QIODevice::seek(position);
+}
+
+bool MultiUserReader::atEnd() const
+{
+    // In this order: the size has its last value once the buffer is seen closed.
+    return m_buffer && m_buffer->eofEncountered() && pos() >= m_buffer->size();
+}
+
+bool MultiUserReader::reset()
+{
+    return seek(0);
+}
+
+qint64 MultiUserReader::bytesAvailable() const
+{
+    return m_buffer ? m_buffer->size() - pos() : 0;
+}
+
+qint64 MultiUserReader::bytesToWrite() const
+{
+    return -1;
+}
+
+bool MultiUserReader::canReadLine() const
+{
+    return m_buffer && m_buffer->canReadLine(pos());
+}
+
+bool MultiUserReader::waitForReadyRead(int msecs)
+{
+    // A slot that runs in a wait may wait again: each depth has an event loop of its own.
+    if (m_runningWaits == m_waits.size())
+        m_waits.push_back(new ReaderWait(this));
+    ReaderWait* const wait = m_waits[m_runningWaits];
+    ++m_runningWaits;
+    const ReaderWait::Outcome outcome = wait->run(msecs);
+    --m_runningWaits;
+    return outcome == ReaderWait::Written;
+}
+
+bool MultiUserReader::waitForBytesWritten(int)
+{
+    return false;
+}
+
+qint64 MultiUserReader::peek(char* data, qint64 maxSize)
+{
+    return readData(data, maxSize);
+}
+
+QByteArray MultiUserReader::peek(qint64 maxSize)
+{
+    QByteArray result;
+    if (maxSize > 0)
+        copyWaiting([&] {
+            result = m_buffer->readData(pos(), maxSize);
+            return !result.isEmpty();
+        });
+    return result;
+}
+
+int MultiUserReader::read(void* data, int maxSize)
+{
+    return narrow(QIODevice::read(static_cast<char*>(data), maxSize));
+}
+
+int MultiUserReader::write(const void*, int)
+{
+    return 0;
+}
+
+void MultiUserReader::enableNonBlockingMode(bool enable)
+{
+    m_blocking = !enable;
+}
+
+bool MultiUserReader::nonBlocking()
+{
+    return !m_blocking;
+}
+
+bool MultiUserReader::readable()
+{
+    return m_buffer;
+}
+
+bool MultiUserReader::writable()
+{
+    return false;
+}
+
+void MultiUserReader::flush()
+{ }
+
+void MultiUserReader::finishIO()
+{ }
+
+bool MultiUserReader::ioFailureDetected() const
+{
+    return isDeviceFailure(errorString()) || (m_buffer && m_buffer->ioFailureDetected());
+}
+
+bool MultiUserReader::eofEncountered() const
+{
+    return atEnd();
+}
+
+bool MultiUserReader::getOutputInfo(quint64&, quint64&, void**) const
+{
+    return false;
+}
+
+void MultiUserReader::setThroughputStats(quint64, quint64, quint64, quint64)
+{ }
+
+bool MultiUserReader::getThroughputStats(quint64&, quint64&, quint64&, quint64&) const
+{
+    return false;
+}
+
+qint64 MultiUserReader::position() const
+{
+    return pos();
+}
+
+bool MultiUserReader::setPosition(qint64 position)
+{
+    return seek(position);
+}
+
+qint64 MultiUserReader::streamSize() const
+{
+    return size();
+}
+
+void MultiUserReader::onBytesWritten(qint64)
+{
+    endWaits(ReaderWait::Written);
+    Q_EMIT readyRead();
+}
+
+void MultiUserReader::onBufferClose()
+{
+    endWaits(ReaderWait::Closed);
+}
+
+void MultiUserReader::endWaits(int outcome)
+{
+    for (std::size_t depth = 0; depth < m_runningWaits; ++depth)
+        m_waits[depth]->end(ReaderWait::Outcome(outcome));
+}
+
+qint64 MultiUserReader::readData(char* data, qint64 maxSize)
+{
+    qint64 count = 0;
+    if (maxSize > 0)
+        copyWaiting([&] {
+            count = narrow(m_buffer->readData(pos(), data, maxSize));
+            return count > 0;
+        });
+    return count;
+}
+
+qint64 MultiUserReader::readLineData(char* data, qint64 maxSize)
+{
+    if (!m_buffer) {
+        // Tells QIODevice that its position is still right, so that it won't seek.
+        QIODevice::readLineData(data, 0);
+        return 0;
+    }
+    m_seekExpected = true;
+    qint64 count = 0;
+    if (maxSize > 1) // one byte is for the terminator
+        copyWaiting([&] {
+            count = narrow(m_buffer->readLineData(pos(), data, maxSize));
+            return count > 0;
+        });
+    return count;
+}
+
+qint64 MultiUserReader::writeData(const char*, qint64)
+{
+    return -1;
+}
+
+/** Repeats \a copy until it got something, the data ends or, if not blocking, once. */
+template <typename Copy>
+void MultiUserReader::copyWaiting(Copy copy)
+{
+    while (m_buffer && !atEnd()) {
+        if (copy() || !m_blocking)
+            return;
+        // A close() that was under way has ended now that the copy had its turn with the lock,
+        // and its notification may have come before this wait.
+        if (atEnd())
+            return;
+        waitForReadyRead(waitSliceMsecs);
+    }
+}
+
+} // namespace kel

@@ -1,0 +1,149 @@
+#ifndef QUARN_MULTIUSER_MULTIUSERREADER_H
+#define QUARN_MULTIUSER_MULTIUSERREADER_H
+
+#include <Quarn/companion/kelmIOCore.h>
+#include <Quarn/interfaces/IRandomAccessIO.h>
+
+#include <QIODevice>
+#include <QPointer>
+
+#include <boost/shared_ptr.hpp>
+
+#include <vector>
+
+namespace kel {
+class MultiUserBuffer;
+class ReaderWait;
+
+/**
+ * \brief Reads a MultiUserBuffer while its producer is still writing.
+ *
+ * Any number of readers may read one buffer, each with its own position. In blocking mode a read
+ * that finds nothing waits for new bytes and returns 0 only at the end of the data, which is
+ * reached when the producer has closed the buffer; in non-blocking mode it returns at once with
+ * what is there. Applications that prefer signals react to readyRead().
+ *
+ * A reader is a read-only random-access Qt device and a read-only stream. The stream's read() and
+ * readAll() hide Qt's calls of these names; `QIODevice& device = reader;` reaches those of Qt.
+ * It is open from construction on and cannot be closed.
+ *
+ * \par Lines
+ * A line read delivers one byte less than Qt's own devices do: pass a \a maxSize of the longest
+ * line plus 2. A longer line comes in pieces, by QIODevice::readLine() without a size in pieces
+ * of 16383 bytes; the last one ends in a line feed. Only '\\n' ends a line.
+ *
+ * \par Threads
+ * A reader belongs to the thread it lives in. Readers of one buffer may live in different
+ * threads. The buffer's signals come from the event loop of the buffer's thread: without one
+ * running there, a waiting reader notices new bytes only every 5 seconds. Closing is noticed at
+ * once. Waits need a QCoreApplication; without one they poll.
+ *
+ * \par Waiting
+ * Reads and peeks wait in a local event loop, so timers and queued slots of this thread run
+ * meanwhile. A slot may read from the same reader, and wait again; it must not delete the reader.
+ * A wait goes on, and events with it, when QThread::quit() or QCoreApplication::quit() is called
+ * meanwhile: only the producer ends the data.
+ *
+ * \par Ownership
+ * A reader made from a boost::shared_ptr keeps the buffer alive; one made from a plain pointer
+ * doesn't, and answers 0 once the buffer is gone, which must happen in the reader's thread.
+ */
+class QUARN_EXPORT MultiUserReader : public QIODevice,
+                                     public virtual kelmIOCore,
+                                     public virtual IRandomAccessIO
+{
+    Q_OBJECT
+
+public:
+    MultiUserReader(MultiUserBuffer* buffer, bool blocking, QObject* parent = nullptr);
+    MultiUserReader(boost::shared_ptr<MultiUserBuffer> buffer, bool blocking,
+                    QObject* parent = nullptr);
+    ~MultiUserReader() override;
+
+    /** The buffer that is read; null when there never was one or it was destroyed. */
+    const MultiUserBuffer* buffer() const;
+
+    using kelmIOCore::read;
+    using kelmIOCore::readAll;
+    using kelmIOCore::readBlock;
+    using kelmIOCore::writeBlock;
+
+    bool isSequential() const override;
+    /** Takes any \a mode, and answers whether it was ReadOnly. */
+    bool open(OpenMode mode) override;
+    /** Does nothing. */
+    void close() override;
+    qint64 size() const override;
+    /** Accepts any position from 0 on, also beyond the data that is there; false without buffer. */
+    bool seek(qint64 position) override;
+    /** Whether the producer has closed the buffer and everything was read. */
+    bool atEnd() const override;
+    bool reset() override;
+    qint64 bytesAvailable() const override;
+    /** Always -1. */
+    qint64 bytesToWrite() const override;
+    bool canReadLine() const override;
+
+    /**
+     * Waits for the producer's next write, up to \a msecs milliseconds, without limit if
+     * negative. Doesn't look at what is there already.
+     *
+     * \return true when the producer wrote; false when the time has passed or the buffer closed
+     */
+    bool waitForReadyRead(int msecs) override;
+    /** Always false. */
+    bool waitForBytesWritten(int msecs) override;
+
+    /** Like a read, waiting included, but leaves the position where it is. */
+    qint64 peek(char* data, qint64 maxSize);
+    QByteArray peek(qint64 maxSize);
+
+    int read(void* data, int maxSize) override;
+    int write(const void* data, int size) override;
+
+    void enableNonBlockingMode(bool enable) override;
+    bool nonBlocking() override;
+    /** Whether the reader has a buffer. */
+    bool readable() override;
+    bool writable() override;
+    void flush() override;
+    void finishIO() override;
+    /** Whether this reader or its buffer has recorded a failure. */
+    bool ioFailureDetected() const override;
+    bool eofEncountered() const override;
+    bool getOutputInfo(quint64& first, quint64& second, void** third) const override;
+    void setThroughputStats(quint64 first, quint64 second, quint64 third, quint64 fourth) override;
+    bool getThroughputStats(quint64& first, quint64& second, quint64& third,
+                            quint64& fourth) const override;
+
+    qint64 position() const override;
+    bool setPosition(qint64 position) override;
+    qint64 streamSize() const override;
+
+protected Q_SLOTS:
+    virtual void onBytesWritten(qint64 count);
+    virtual void onBufferClose();
+
+protected:
+    qint64 readData(char* data, qint64 maxSize) override;
+    qint64 readLineData(char* data, qint64 maxSize) override;
+    qint64 writeData(const char* data, qint64 length) override;
+
+private:
+    Q_DISABLE_COPY(MultiUserReader)
+
+    void start();
+    template <typename Copy>
+    void copyWaiting(Copy copy);
+    void endWaits(int outcome);
+
+    QPointer<MultiUserBuffer> m_buffer;
+    boost::shared_ptr<MultiUserBuffer> m_sharedBuffer;
+    bool m_blocking;
+    bool m_seekExpected; // after a line read QIODevice seeks to where it is
+    std::vector<ReaderWait*> m_waits; // one for each depth of nested waits, made when needed
+    std::size_t m_runningWaits;
+};
+
+} // namespace kel
+#endif

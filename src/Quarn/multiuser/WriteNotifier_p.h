@@ -1,0 +1,49 @@
+#ifndef QUARN_MULTIUSER_WRITENOTIFIER_P_H
+#define QUARN_MULTIUSER_WRITENOTIFIER_P_H
+
+#include <QtGlobal>
+
+#include <memory>
+
+class QIODevice;
+
+namespace kel {
+
+/**
+ * \brief Emits a device's bytesWritten() and readyRead() from the event loop of its thread.
+ *
+ * Stands in for what QBuffer does itself, which misses notifications: QBuffer counts its
+ * connections without a lock, drops the count to 0 at a wildcard disconnect, and marks the
+ * notification as delivered only after it was emitted, so that a write from another thread in
+ * between is told to nobody.
+ *
+ * Every bytesWritten() call is followed by an emission that begins after it; one emission may
+ * stand for several calls. The device may be destroyed in any thread: the destructor of the
+ * notifier waits for an emission that runs in another one.
+ */
+class WriteNotifier
+{
+public:
+    explicit WriteNotifier(QIODevice* device);
+    WriteNotifier(const WriteNotifier&) = delete;
+    WriteNotifier& operator=(const WriteNotifier&) = delete;
+    ~WriteNotifier();
+
+    /** Adds \a count bytes to the next emission. Any thread; never blocks for long. */
+    void bytesWritten(qint64 count);
+
+    /** Takes a pending emission along; call it when the device is about to change its thread. */
+    void deviceMoves();
+
+private:
+    struct State;
+    class Messenger;
+
+    void post(qint64 count);
+    static void dispose(Messenger* messenger, bool emitting);
+
+    const std::shared_ptr<State> m_state;
+};
+
+} // namespace kel
+#endif
