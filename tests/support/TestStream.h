@@ -1,0 +1,91 @@
+#ifndef QUARN_TESTS_SUPPORT_TESTSTREAM_H
+#define QUARN_TESTS_SUPPORT_TESTSTREAM_H
+
+#include <Quarn/companion/kelmIOCore.h>
+#include <Quarn/interfaces/IRandomAccessIO.h>
+
+#include <QByteArray>
+#include <QStringList>
+
+#include <algorithm>
+#include <limits>
+
+/** A stream over a byte array that can be made short-winded, faulty or dishonest. */
+class TestStream : public virtual kelmIOCore, public virtual kel::IRandomAccessIO
+{
+public:
+    explicit TestStream(const QByteArray& contents = QByteArray()) : bytes(contents) { }
+
+    using kelmIOCore::read;
+    using kelmIOCore::readAll;
+    using kelmIOCore::readBlock;
+    using kelmIOCore::writeBlock;
+
+    QByteArray bytes;
+    int mostAtOnce = std::numeric_limits<int>::max(); // short reads and writes
+    qint64 failAfter = std::numeric_limits<qint64>::max(); // bytes transferred, then -1
+    bool exaggerates = false; // answers one byte more than asked
+    qint64 reportedSize = -1; // if not the real one
+    QStringList calls; // such as "r 0+10"
+
+    int read(void* data, int maxSize) override
+    {
+        calls << QStringLiteral("r %1+%2").arg(m_position).arg(maxSize);
+        const int count = allowed(std::min<qint64>(maxSize, bytes.size() - m_position));
+        if (count > 0)
+            std::copy_n(bytes.constData() + m_position, count, static_cast<char*>(data));
+        return advanced(count, maxSize);
+    }
+    int write(const void* data, int size) override
+    {
+        calls << QStringLiteral("w %1+%2").arg(m_position).arg(size);
+        const int count = allowed(size);
+        if (count > 0) {
+            if (bytes.size() < m_position + count)
+                bytes.append(int(m_position + count - bytes.size()), '\0');
+            std::copy_n(static_cast<const char*>(data), count, bytes.data() + m_position);
+        }
+        return advanced(count, size);
+    }
+    qint64 position() const override { return m_position; }
+    bool setPosition(qint64 position) override
+    {
+        m_position = position;
+        return true;
+    }
+    qint64 streamSize() const override { return reportedSize < 0 ? bytes.size() : reportedSize; }
+
+    void enableNonBlockingMode(bool) override { }
+    bool nonBlocking() override { return true; }
+    bool readable() override { return true; }
+    bool writable() override { return true; }
+    void flush() override { }
+    void finishIO() override { }
+    bool ioFailureDetected() const override { return m_transferred >= failAfter; }
+    bool eofEncountered() const override { return m_position >= bytes.size(); }
+    bool getOutputInfo(quint64&, quint64&, void**) const override { return false; }
+    void setThroughputStats(quint64, quint64, quint64, quint64) override { }
+    bool getThroughputStats(quint64&, quint64&, quint64&, quint64&) const override { return false; }
+
+private:
+    int allowed(qint64 count) const
+    {
+        if (m_transferred >= failAfter)
+            return -1;
+        return int(
+            std::max<qint64>(std::min<qint64>({count, mostAtOnce, failAfter - m_transferred}), 0));
+    }
+    int advanced(int count, int asked)
+    {
+        if (count <= 0)
+            return count;
+        m_position += count;
+        m_transferred += count;
+        return exaggerates ? asked + 1 : count;
+    }
+
+    qint64 m_position = 0;
+    qint64 m_transferred = 0;
+};
+
+#endif
