@@ -4,7 +4,6 @@
 #include <Quarn/companion/narrow_p.h>
 
 #include <QElapsedTimer>
-#include <QScopedValueRollback>
 #include <QThread>
 
 namespace kel {
@@ -22,13 +21,16 @@ kelmQFile::kelmQFile(QObject* parent) : kelmQFile(QString(), parent)
 { }
 
 kelmQFile::kelmQFile(const QString& name, QObject* parent)
-    : QFile(name, parent), m_blocking(false), m_runningReads(0), m_lastCount(0), m_closings(0)
+    : QFile(name, parent), m_blocking(false), m_runningReads(0), m_lastCount(0),
+      m_closeRequested(false)
 { }
 
 kelmQFile::~kelmQFile() = default;
 
 bool kelmQFile::atEnd() const
 {
+    if (m_closeRequested)
+        return true;
     if (m_runningReads == 0)
         return QFile::atEnd();
     // The buffer of QIODevice is empty when it asks the device for more, so pos() is the device's
@@ -37,19 +39,37 @@ bool kelmQFile::atEnd() const
     return isSequential() ? m_lastCount == 0 : pos() >= size();
 }
 
+bool kelmQFile::open(OpenMode mode)
+{
+    finishClosing();
+    return m_runningReads == 0 && QFile::open(mode);
+}
+
 void kelmQFile::close()
 {
-    ++m_closings;
-    QFile::close();
+    // QIODevice crashes when its buffer goes away in the middle of a read.
+    m_closeRequested = m_runningReads > 0;
+    if (!m_closeRequested)
+        QFile::close();
+}
+
+void kelmQFile::finishClosing()
+{
+    if (m_closeRequested && m_runningReads == 0)
+        close();
 }
 
 int kelmQFile::read(void* data, int maxSize)
 {
-    return narrow(QIODevice::read(static_cast<char*>(data), maxSize));
+    finishClosing();
+    const int count = narrow(QIODevice::read(static_cast<char*>(data), maxSize));
+    finishClosing();
+    return count;
 }
 
 int kelmQFile::write(const void* data, int size)
 {
+    finishClosing();
     return narrow(QIODevice::write(static_cast<const char*>(data), size));
 }
 
@@ -65,12 +85,12 @@ bool kelmQFile::nonBlocking()
 
 bool kelmQFile::readable()
 {
-    return openMode().testFlag(QIODevice::ReadOnly);
+    return openMode().testFlag(QIODevice::ReadOnly) && !m_closeRequested;
 }
 
 bool kelmQFile::writable()
 {
-    return openMode().testFlag(QIODevice::WriteOnly);
+    return openMode().testFlag(QIODevice::WriteOnly) && !m_closeRequested;
 }
 
 void kelmQFile::flush()
@@ -135,22 +155,34 @@ qint64 kelmQFile::readLineData(char* data, qint64 maxSize)
 template <typename Attempt>
 qint64 kelmQFile::readWaiting(Attempt attempt)
 {
-    const QScopedValueRollback<int> running(m_runningReads, m_runningReads + 1);
-    const int closings = m_closings;
-    qint64 count = m_lastCount = attempt();
-    while (m_blocking && count <= 0 && isOpen() && !atEnd()) {
+    if (m_closeRequested)
+        return -1;
+    ++m_runningReads;
+    const qint64 count = repeatWaiting(attempt);
+    --m_runningReads;
+    if (m_closeRequested && m_runningReads == 0)
+        QMetaObject::invokeMethod(
+            this, [this] { finishClosing(); }, Qt::QueuedConnection);
+    return count;
+}
+
+template <typename Attempt>
+qint64 kelmQFile::repeatWaiting(Attempt attempt)
+{
+    m_lastCount = attempt();
+    while (m_blocking && m_lastCount <= 0 && isOpen() && !atEnd()) {
         QElapsedTimer elapsed;
         elapsed.start();
         waitForReadyRead(waitMsecs);
-        if (closings != m_closings || !isOpen())
-            break; // data points into a buffer that went away with the file
-        count = m_lastCount = attempt();
-        if (count > 0 || removed())
+        if (m_closeRequested)
+            return 0;
+        m_lastCount = attempt();
+        if (m_lastCount > 0 || removed())
             break;
         if (elapsed.elapsed() < pauseMsecs)
             QThread::msleep(pauseMsecs); // a wait that returns at once must not become a busy one
     }
-    return count;
+    return m_lastCount;
 }
 
 /** Whether the name of this file is gone; a file opened by its handle alone has none to lose. */

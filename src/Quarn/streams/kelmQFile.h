@@ -44,7 +44,7 @@ namespace kel {
  * \par Threads
  * Those of QFile, but for enableNonBlockingMode() and nonBlocking(), which may be called from any
  * thread. While waitForReadyRead() runs an event loop, a slot may close the file but must not
- * read or write it.
+ * read, write or open it.
  */
 class QUARN_EXPORT kelmQFile : public QFile,
                                public virtual kelmIOCore,
@@ -65,6 +65,16 @@ public:
 
     /** Also right in the middle of a read, when QFile counts the room for the data as data. */
     bool atEnd() const override;
+
+    using QFile::open;
+    /** As QFile::open(); refused while a read of this file waits. */
+    bool open(OpenMode mode) override;
+
+    /**
+     * As QFile::close(). While a read of this file waits, it ends that read, and the file is
+     * closed right after it: before read() returns, or from the event loop when Qt's own read was
+     * called.
+     */
     void close() override;
 
     int read(void* data, int maxSize) override;
@@ -97,12 +107,15 @@ private:
 
     template <typename Attempt>
     qint64 readWaiting(Attempt attempt);
+    template <typename Attempt>
+    qint64 repeatWaiting(Attempt attempt);
     bool removed() const;
+    void finishClosing();
 
     std::atomic<bool> m_blocking;
     int m_runningReads; // readLineData() reads through readData()
     qint64 m_lastCount; // what the file answered to the last attempt of a running read
-    int m_closings; // tells a waiting read that the file was closed, even if open again by now
+    bool m_closeRequested; // by a slot that ran while a read waited
 };
 
 } // namespace kel
