@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Builds and tests the library: Qt 6 with GCC, Qt 5 with Clang under the address, leak and undefined
+# behaviour sanitizers, and an installation of both. Sets the machine up first where need be.
+set -euo pipefail
+# shellcheck source=scripts/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+install_missing_packages
+configure_and_build release-qt5
+configure_and_build release "-DQUARN_QT5_BUILD=$project_dir/build/release-qt5"
+configure_and_build asan
+
+status=0
+for preset in asan release; do
+    say "Testing $preset"
+    (cd "$project_dir" && ctest --preset "$preset") || status=1
+done
+exit $status
