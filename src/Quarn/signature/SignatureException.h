@@ -1,0 +1,23 @@
+#ifndef QUARN_SIGNATURE_SIGNATUREEXCEPTION_H
+#define QUARN_SIGNATURE_SIGNATUREEXCEPTION_H
+
+#include <Quarn/companion/IOException.h>
+
+namespace kel {
+
+/** A failure of the cryptography: no usable key, signature or digest. */
+class QUARN_EXPORT SignatureException : public IOException
+{
+public:
+    explicit SignatureException(const QString& message = QString(),
+                                const ExceptionQt* cause = nullptr);
+    SignatureException(const SignatureException& other);
+    SignatureException& operator=(const SignatureException& other);
+    ~SignatureException() override;
+
+protected:
+    ExceptionQt* clone() const override;
+};
+
+} // namespace kel
+#endif
