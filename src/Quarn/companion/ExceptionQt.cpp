@@ -2,6 +2,10 @@
 
 #include <QTextStream>
 
+#include <boost/core/demangle.hpp>
+
+#include <typeinfo>
+
 namespace kel {
 
 ExceptionQt::ExceptionQt(const QString& message, const ExceptionQt* cause)
@@ -46,7 +50,7 @@ ExceptionQt* ExceptionQt::clone() const
 
 QString ExceptionQt::className() const
 {
-    return QStringLiteral("kel::ExceptionQt");
+    return QString::fromStdString(boost::core::demangle(typeid(*this).name()));
 }
 
 void ExceptionQt::printMessage(QTextStream& stream) const

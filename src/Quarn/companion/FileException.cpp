@@ -34,11 +34,6 @@ ExceptionQt* FileException::clone() const
     return new FileException(*this);
 }
 
-QString FileException::className() const
-{
-    return QStringLiteral("kel::FileException");
-}
-
 void FileException::printMessage(QTextStream& stream) const
 {
     stream << m_fileName << QStringLiteral(": ");

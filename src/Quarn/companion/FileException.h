@@ -28,7 +28,6 @@ public:
 
 protected:
     ExceptionQt* clone() const override;
-    QString className() const override;
     void printMessage(QTextStream& stream) const override;
 
 private:

@@ -38,9 +38,4 @@ ExceptionQt* IOException::clone() const
     return new IOException(*this);
 }
 
-QString IOException::className() const
-{
-    return QStringLiteral("kel::IOException");
-}
-
 } // namespace kel

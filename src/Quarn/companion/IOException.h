@@ -20,7 +20,6 @@ public:
 
 protected:
     ExceptionQt* clone() const override;
-    QString className() const override;
 };
 
 } // namespace kel
