@@ -8,9 +8,16 @@
 
 namespace {
 
+constexpr qint64 never = std::numeric_limits<qint64>::max();
+
+QByteArray bytesOf(const unsigned char* data, std::size_t size)
+{
+    return QByteArray(reinterpret_cast<const char*>(data), int(size));
+}
+
 QByteArray contentsOf(kelmBuffer& buffer)
 {
-    return QByteArray(reinterpret_cast<const char*>(buffer.firstByte()), buffer.size());
+    return bytesOf(buffer.firstByte(), std::size_t(buffer.size()));
 }
 
 } // namespace
@@ -21,151 +28,94 @@ class BlockTransferTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void readsBlocks_data();
-    void readsBlocks();
-    void writesBlocks_data();
-    void writesBlocks();
-    void readsToTheEnd_data();
-    void readsToTheEnd();
-    void readsLongStreamsInGrowingChunks();
-    void bufferKeepsItsBytesAndItsSize();
+    void transfersBlocks_data()
+    {
+        QTest::addColumn<TestStream::Manner>("manner");
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("moved");
+        QTest::newRow("at once") << TestStream::Manner{100, never, false} << 10 << 10;
+        QTest::newRow("byte by byte") << TestStream::Manner{1, never, false} << 10 << 10;
+        QTest::newRow("nothing asked") << TestStream::Manner{3, 0, false} << 0 << 0;
+        QTest::newRow("fails halfway") << TestStream::Manner{3, 5, false} << 10 << 5;
+        QTest::newRow("answers too much") << TestStream::Manner{3, never, true} << 10 << 0;
+        QTest::newRow("negative") << TestStream::Manner{3, never, false} << -1 << 0;
+    }
+
+    void transfersBlocks()
+    {
+        QFETCH(TestStream::Manner, manner);
+        QFETCH(int, size);
+        QFETCH(int, moved);
+        const QByteArray bytes = testBytes(10);
+        TestStream source(bytes, manner);
+        QByteArray memory(20, '#');
+        QCOMPARE(source.readBlock(memory.data(), size), moved == size);
+        QCOMPARE(memory.left(moved), bytes.left(moved));
+
+        TestStream again(bytes, manner);
+        kelmBuffer buffer(4, 1);
+        QCOMPARE(again.readBlock(buffer, size), moved == size);
+        QCOMPARE(buffer.size(), std::max(size, 4));
+        QCOMPARE(contentsOf(buffer).left(moved), bytes.left(moved));
+
+        TestStream destination(QByteArray(), manner);
+        QCOMPARE(destination.writeBlock(bytes.constData(), size), moved == size);
+        QVERIFY(destination.bytes.startsWith(bytes.left(moved)));
+    }
+
+    void readsToTheEnd_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<TestStream::Manner>("manner");
+        QTest::addColumn<int>("hint");
+        QTest::newRow("empty") << 0 << TestStream::Manner{100, never, false} << 0;
+        QTest::newRow("a chunk and one") << 16385 << TestStream::Manner{1 << 20, never, false} << 0;
+        QTest::newRow("short reads") << 50000 << TestStream::Manner{777, never, false} << 1;
+        QTest::newRow("large hint")
+            << 50000 << TestStream::Manner{1 << 20, never, false} << 2000000;
+        QTest::newRow("fails halfway") << 50000 << TestStream::Manner{777, 20000, false} << -1;
+    }
+
+    void readsToTheEnd()
+    {
+        QFETCH(int, size);
+        QFETCH(TestStream::Manner, manner);
+        QFETCH(int, hint);
+        const QByteArray bytes = testBytes(size);
+        const QByteArray expected = bytes.left(int(std::min<qint64>(size, manner.failAfter)));
+        std::vector<unsigned char> vector(7, '#');
+        TestStream(bytes, manner).readAll(vector);
+        QCOMPARE(bytesOf(vector.data(), vector.size()), expected);
+
+        kelmBuffer buffer;
+        QCOMPARE(TestStream(bytes, manner).readAll(buffer, hint), int(expected.size()));
+        QCOMPARE(contentsOf(buffer), expected);
+        QCOMPARE(contentsOf(*TestStream(bytes, manner).readAll(hint)), expected);
+    }
+
+    void readsLongStreamsInGrowingChunks()
+    {
+        TestStream stream(QByteArray(64 * 1024 * 1024, 'x'));
+        std::vector<unsigned char> data;
+        stream.readAll(data);
+        QCOMPARE(qint64(data.size()), stream.streamSize());
+        QVERIFY2(stream.calls.size() < 40, qPrintable(QString::number(stream.calls.size())));
+    }
+
+    void bufferKeepsItsBytesAndItsSize()
+    {
+        TestStream stream(testBytes(5));
+        kelmBuffer buffer(100, 64);
+        std::fill_n(buffer.firstByte(), 100, static_cast<unsigned char>('#'));
+        QCOMPARE(stream.read(buffer, 10), 5);
+        QCOMPARE(stream.readAll(buffer, 0), 0);
+        QCOMPARE(buffer.size(), 100);
+        buffer.setSize(200);
+        QCOMPARE(contentsOf(buffer).left(100), testBytes(5) + QByteArray(95, '#'));
+        buffer.setSize(-1);
+        QVERIFY(buffer.size() == 0 && buffer.firstByte());
+    }
 };
-
-void BlockTransferTest::readsBlocks_data()
-{
-    QTest::addColumn<int>("mostAtOnce");
-    QTest::addColumn<qint64>("failAfter");
-    QTest::addColumn<bool>("exaggerates");
-    QTest::addColumn<int>("size");
-    QTest::addColumn<bool>("complete");
-    QTest::addColumn<int>("kept");
-    const qint64 never = std::numeric_limits<qint64>::max();
-    QTest::newRow("at once") << 100 << never << false << 10 << true << 10;
-    QTest::newRow("byte by byte") << 1 << never << false << 10 << true << 10;
-    QTest::newRow("nothing asked") << 3 << qint64(0) << false << 0 << true << 0;
-    QTest::newRow("more than there is") << 3 << never << false << 11 << false << 10;
-    QTest::newRow("fails halfway") << 3 << qint64(5) << false << 10 << false << 5;
-    QTest::newRow("answers too much") << 3 << never << true << 10 << false << 0;
-    QTest::newRow("negative") << 3 << never << false << -1 << false << 0;
-}
-
-void BlockTransferTest::readsBlocks()
-{
-    QFETCH(int, mostAtOnce);
-    QFETCH(qint64, failAfter);
-    QFETCH(bool, exaggerates);
-    QFETCH(int, size);
-    QFETCH(bool, complete);
-    QFETCH(int, kept);
-    const QByteArray bytes = testBytes(10);
-    const auto stream = [&] {
-        auto made = std::make_unique<TestStream>(bytes);
-        made->mostAtOnce = mostAtOnce;
-        made->failAfter = failAfter;
-        made->exaggerates = exaggerates;
-        return made;
-    };
-    QByteArray memory(20, '#');
-    QCOMPARE(stream()->readBlock(memory.data(), size), complete);
-    QCOMPARE(memory.left(kept), bytes.left(kept));
-
-    kelmBuffer buffer(4, 1);
-    QCOMPARE(stream()->readBlock(buffer, size), complete);
-    QCOMPARE(buffer.size(), std::max(size, 4));
-    QCOMPARE(contentsOf(buffer).left(kept), bytes.left(kept));
-}
-
-void BlockTransferTest::writesBlocks_data()
-{
-    readsBlocks_data();
-}
-
-void BlockTransferTest::writesBlocks()
-{
-    QFETCH(int, mostAtOnce);
-    QFETCH(qint64, failAfter);
-    QFETCH(bool, exaggerates);
-    QFETCH(int, size);
-    TestStream stream;
-    stream.mostAtOnce = mostAtOnce;
-    stream.failAfter = failAfter;
-    stream.exaggerates = exaggerates;
-    const QByteArray bytes = testBytes(20);
-    const bool complete = size >= 0 && failAfter >= size && !exaggerates;
-    QCOMPARE(stream.writeBlock(bytes.constData(), size), complete);
-    if (!exaggerates)
-        QCOMPARE(stream.bytes,
-                 bytes.left(int(std::clamp<qint64>(failAfter, 0, std::max(size, 0)))));
-}
-
-void BlockTransferTest::readsToTheEnd_data()
-{
-    QTest::addColumn<int>("size");
-    QTest::addColumn<int>("mostAtOnce");
-    QTest::addColumn<qint64>("failAfter");
-    QTest::addColumn<int>("hint");
-    const qint64 never = std::numeric_limits<qint64>::max();
-    QTest::newRow("empty") << 0 << 100 << never << 0;
-    QTest::newRow("one byte") << 1 << 100 << never << -1;
-    QTest::newRow("a chunk") << 16384 << 1000000 << never << 0;
-    QTest::newRow("a chunk and one") << 16385 << 1000000 << never << 0;
-    QTest::newRow("short reads, small hint") << 50000 << 777 << never << 1;
-    QTest::newRow("hint beyond the end") << 50000 << 1000000 << never << 2000000;
-    QTest::newRow("fails halfway") << 50000 << 777 << qint64(20000) << 0;
-    QTest::newRow("fails at once") << 50000 << 777 << qint64(0) << 0;
-}
-
-void BlockTransferTest::readsToTheEnd()
-{
-    QFETCH(int, size);
-    QFETCH(int, mostAtOnce);
-    QFETCH(qint64, failAfter);
-    QFETCH(int, hint);
-    const QByteArray bytes = testBytes(size);
-    const QByteArray expected = bytes.left(int(std::min<qint64>(size, failAfter)));
-    const auto stream = [&] {
-        auto made = std::make_unique<TestStream>(bytes);
-        made->mostAtOnce = mostAtOnce;
-        made->failAfter = failAfter;
-        return made;
-    };
-    std::vector<unsigned char> vector(7, '#');
-    stream()->readAll(vector);
-    QCOMPARE(QByteArray(reinterpret_cast<const char*>(vector.data()), int(vector.size())),
-             expected);
-
-    kelmBuffer buffer;
-    QCOMPARE(stream()->readAll(buffer, hint), int(expected.size()));
-    QCOMPARE(contentsOf(buffer), expected);
-
-    const boost::shared_ptr<kelmBuffer> made = stream()->readAll(hint);
-    QVERIFY(made);
-    QCOMPARE(contentsOf(*made), expected);
-}
-
-void BlockTransferTest::readsLongStreamsInGrowingChunks()
-{
-    TestStream stream(QByteArray(64 * 1024 * 1024, 'x'));
-    std::vector<unsigned char> data;
-    stream.readAll(data);
-    QCOMPARE(qint64(data.size()), stream.streamSize());
-    QVERIFY2(stream.calls.size() < 40, qPrintable(QString::number(stream.calls.size())));
-}
-
-void BlockTransferTest::bufferKeepsItsBytesAndItsSize()
-{
-    TestStream stream(testBytes(5));
-    kelmBuffer buffer(100, 64);
-    QCOMPARE(buffer.size(), 100);
-    std::fill_n(buffer.firstByte(), 100, static_cast<unsigned char>('#'));
-    QCOMPARE(stream.read(buffer, 10), 5);
-    QCOMPARE(stream.readAll(buffer, 0), 0);
-    buffer.setSize(200);
-    QCOMPARE(contentsOf(buffer).left(100), testBytes(5) + QByteArray(95, '#'));
-    buffer.setSize(-1);
-    QCOMPARE(buffer.size(), 0);
-    QVERIFY(buffer.firstByte());
-}
 
 QUARN_TEST(BlockTransferTest)
 #include "BlockTransferTest.moc"

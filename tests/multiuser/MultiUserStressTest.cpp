@@ -101,92 +101,86 @@ class MultiUserStressTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void everyReaderGetsEveryByte();
-    void noBlockedReadSleepsASlice();
-    void lastReaderDestroysTheBuffer();
-};
-
-void MultiUserStressTest::everyReaderGetsEveryByte()
-{
-    const qint64 size = qint64(4) << 20;
-    Owner owner;
-    SharedBuffer buffer = owner.makeBuffer();
-    Findings findings;
-    std::vector<std::thread> threads;
-    for (unsigned seed = 1; seed <= 16; ++seed)
-        threads.emplace_back([&, seed, buffer]() mutable {
-            Random random(seed);
-            for (int round = 0; round < 20; ++round) {
-                QObject other; // a wildcard disconnect must not silence the readers
-                QObject::connect(buffer.get(), &QIODevice::bytesWritten, &other, [] {});
-                consume(buffer, qint64(random() % 100000), size, random, findings);
-                QObject::disconnect(buffer.get(), nullptr, &other, nullptr);
-            }
-            consume(std::move(buffer), size + 1, size, random, findings);
-        });
-    std::thread producer([buffer = std::move(buffer)] { produce(buffer, size, 99); });
-    producer.join();
-    for (std::thread& thread : threads)
-        thread.join();
-    QCOMPARE(findings.wrongBytes.load(), 0);
-    QCOMPARE(findings.endedEarly.load(), 0);
-    QVERIFY2(findings.longestWait < 4000, "a read slept a whole slice");
-}
-
-/** One byte at a time, each written only when the one before has arrived. */
-void MultiUserStressTest::noBlockedReadSleepsASlice()
-{
-    constexpr int rounds = 20000;
-    Owner owner;
-    const SharedBuffer buffer = owner.makeBuffer();
-    std::atomic<int> received{0};
-    QSemaphore next(1);
-    Findings findings;
-    std::thread consumer([&] {
-        const auto reader = MultiUserBuffer::createReaderInterface(buffer, true);
-        QElapsedTimer elapsed;
-        for (char byte; elapsed.start(), reader->read(&byte, 1) == 1;) {
-            findings.wrongBytes += byte != byteAt(received);
-            findings.longestWait = std::max(findings.longestWait.load(), elapsed.elapsed());
-            ++received;
-            next.release();
-        }
-        next.release();
-    });
-    for (int round = 0; round < rounds; ++round) {
-        next.acquire();
-        const char byte = byteAt(round);
-        buffer->write(&byte, 1);
-    }
-    buffer->finishIO();
-    consumer.join();
-    QCOMPARE(received.load(), rounds);
-    QCOMPARE(findings.wrongBytes.load(), 0);
-    QVERIFY2(findings.longestWait < 4000, "a read slept a whole slice");
-}
-
-/** The owner's event loop still delivers notifications when the buffer goes. */
-void MultiUserStressTest::lastReaderDestroysTheBuffer()
-{
-    Owner owner;
-    Findings findings;
-    for (int round = 0; round < 300; ++round) {
+    void everyReaderGetsEveryByte()
+    {
+        const qint64 size = qint64(4) << 20;
+        Owner owner;
         SharedBuffer buffer = owner.makeBuffer();
+        Findings findings;
         std::vector<std::thread> threads;
-        for (unsigned seed = 1; seed <= 2; ++seed)
-            threads.emplace_back([&findings, seed, buffer]() mutable {
+        for (unsigned seed = 1; seed <= 16; ++seed)
+            threads.emplace_back([&, seed, buffer]() mutable {
                 Random random(seed);
-                consume(std::move(buffer), 20001, 20000, random, findings);
+                for (int round = 0; round < 20; ++round) {
+                    QObject other; // a wildcard disconnect must not silence the readers
+                    QObject::connect(buffer.get(), &QIODevice::bytesWritten, &other, [] {});
+                    consume(buffer, qint64(random() % 100000), size, random, findings);
+                    QObject::disconnect(buffer.get(), nullptr, &other, nullptr);
+                }
+                consume(std::move(buffer), size + 1, size, random, findings);
             });
-        produce(buffer, 20000, unsigned(round + 1));
-        buffer.reset();
+        std::thread producer([buffer = std::move(buffer)] { produce(buffer, size, 99); });
+        producer.join();
         for (std::thread& thread : threads)
             thread.join();
+        QCOMPARE(findings.wrongBytes.load(), 0);
+        QCOMPARE(findings.endedEarly.load(), 0);
+        QVERIFY2(findings.longestWait < 4000, "a read slept a whole slice");
     }
-    QCOMPARE(findings.wrongBytes.load(), 0);
-    QCOMPARE(findings.endedEarly.load(), 0);
-    QVERIFY2(findings.longestWait < 4000, "a read slept a whole slice");
-}
+
+    void noBlockedReadSleepsASlice()
+    {
+        constexpr int rounds = 20000;
+        Owner owner;
+        const SharedBuffer buffer = owner.makeBuffer();
+        std::atomic<int> received{0};
+        QSemaphore next(1);
+        Findings findings;
+        std::thread consumer([&] {
+            const auto reader = MultiUserBuffer::createReaderInterface(buffer, true);
+            QElapsedTimer elapsed;
+            for (char byte; elapsed.start(), reader->read(&byte, 1) == 1;) {
+                findings.wrongBytes += byte != byteAt(received);
+                findings.longestWait = std::max(findings.longestWait.load(), elapsed.elapsed());
+                ++received;
+                next.release();
+            }
+            next.release();
+        });
+        for (int round = 0; round < rounds; ++round) {
+            next.acquire();
+            const char byte = byteAt(round);
+            buffer->write(&byte, 1);
+        }
+        buffer->finishIO();
+        consumer.join();
+        QCOMPARE(received.load(), rounds);
+        QCOMPARE(findings.wrongBytes.load(), 0);
+        QVERIFY2(findings.longestWait < 4000, "a read slept a whole slice");
+    }
+
+    void lastReaderDestroysTheBuffer()
+    {
+        Owner owner;
+        Findings findings;
+        for (int round = 0; round < 300; ++round) {
+            SharedBuffer buffer = owner.makeBuffer();
+            std::vector<std::thread> threads;
+            for (unsigned seed = 1; seed <= 2; ++seed)
+                threads.emplace_back([&findings, seed, buffer]() mutable {
+                    Random random(seed);
+                    consume(std::move(buffer), 20001, 20000, random, findings);
+                });
+            produce(buffer, 20000, unsigned(round + 1));
+            buffer.reset();
+            for (std::thread& thread : threads)
+                thread.join();
+        }
+        QCOMPARE(findings.wrongBytes.load(), 0);
+        QCOMPARE(findings.endedEarly.load(), 0);
+        QVERIFY2(findings.longestWait < 4000, "a read slept a whole slice");
+    }
+};
 
 QUARN_TEST(MultiUserStressTest)
 #include "MultiUserStressTest.moc"

@@ -42,155 +42,145 @@ class MultiUserWaitTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void waitEndsByTimeWriteOrClose();
-    void earlierTimeLimitDoesNotEndALaterWait();
-    void producerInTheSameThreadEndsARead();
-    void nestedReadsShareTheData();
-    void nestedWaitTimesOutByItself();
-    void quittingThreadReadsOn_data();
-    void quittingThreadReadsOn();
-    void closeUnderWayIsNotMissed();
-};
-
-void MultiUserWaitTest::waitEndsByTimeWriteOrClose()
-{
-    MultiUserBuffer buffer("there already", 13);
-    MultiUserReader reader(&buffer, true);
-    QElapsedTimer elapsed;
-    elapsed.start();
-    QVERIFY(!reader.waitForReadyRead(100));
-    QVERIFY2(elapsed.elapsed() >= 90 && elapsed.elapsed() < 3000,
-             qPrintable(QString::number(elapsed.elapsed())));
-    QTimer::singleShot(10, this, [&] { buffer.write("x", 1); });
-    QVERIFY(reader.waitForReadyRead(60000));
-    QTimer::singleShot(10, this, [&] { buffer.close(); });
-    QVERIFY(!reader.waitForReadyRead(-1));
-    QVERIFY(!reader.waitForReadyRead(0));
-    QVERIFY(!reader.waitForBytesWritten(60000));
-}
-
-void MultiUserWaitTest::earlierTimeLimitDoesNotEndALaterWait()
-{
-    MultiUserBuffer buffer;
-    MultiUserReader reader(&buffer, true);
-    QTimer::singleShot(0, this, [&] { buffer.write("x", 1); });
-    QVERIFY(reader.waitForReadyRead(200));
-    QTimer::singleShot(500, this, [&] { buffer.write("y", 1); });
-    QElapsedTimer elapsed;
-    elapsed.start();
-    QVERIFY(reader.waitForReadyRead(-1));
-    QVERIFY(elapsed.elapsed() >= 400);
-}
-
-void MultiUserWaitTest::producerInTheSameThreadEndsARead()
-{
-    MultiUserBuffer buffer;
-    MultiUserReader reader(&buffer, true);
-    int left = 50;
-    QTimer timer;
-    connect(&timer, &QTimer::timeout, this, [&] {
-        buffer.write("line\n", 5);
-        if (--left == 0)
-            buffer.close();
-    });
-    timer.start(1);
-    int lines = 0;
-    while (!static_cast<QIODevice&>(reader).readLine().isEmpty())
-        ++lines;
-    QCOMPARE(lines, 50);
-}
-
-void MultiUserWaitTest::nestedReadsShareTheData()
-{
-    MultiUserBuffer buffer;
-    MultiUserReader reader(&buffer, true);
-    QByteArray inner;
-    bool reading = false;
-    connect(&reader, &QIODevice::readyRead, this, [&] {
-        if (std::exchange(reading, true))
-            return;
-        char data[6]; // more than is there: waits inside the running wait
-        QVERIFY(reader.readBlock(data, 6));
-        inner = QByteArray(data, 6);
-    });
-    QTimer::singleShot(0, this, [&] { buffer.write("abc", 3); });
-    QTimer::singleShot(100, this, [&] { buffer.write("def", 3); });
-    QTimer::singleShot(200, this, [&] { buffer.write("ghi", 3); });
-    const double cpu = cpuSeconds();
-    char outer[4] = {};
-    QCOMPARE(reader.read(outer, 3), 3);
-    QVERIFY2(cpuSeconds() - cpu < 0.1, "the nested wait spins");
-    QCOMPARE(inner, QByteArray("abcdef"));
-    QCOMPARE(QByteArray(outer), QByteArray("ghi"));
-}
-
-void MultiUserWaitTest::nestedWaitTimesOutByItself()
-{
-    MultiUserBuffer buffer;
-    MultiUserReader reader(&buffer, true);
-    bool innerWait = true;
-    QTimer::singleShot(0, this, [&] { innerWait = reader.waitForReadyRead(50); });
-    QTimer::singleShot(300, this, [&] { buffer.write("x", 1); });
-    QVERIFY(reader.waitForReadyRead(60000));
-    QVERIFY(!innerWait);
-}
-
-void MultiUserWaitTest::quittingThreadReadsOn_data()
-{
-    QTest::addColumn<int>("exitCode");
-    QTest::newRow("quit") << 0;
-    QTest::newRow("looks like data") << 1;
-    QTest::newRow("looks like a close") << 2;
-}
-
-void MultiUserWaitTest::quittingThreadReadsOn()
-{
-    QFETCH(int, exitCode);
-    boost::shared_ptr<MultiUserBuffer> buffer(new MultiUserBuffer);
-    bool written = true;
-    QByteArray data;
-    double cpu = 0;
-    Worker worker([&] {
-        MultiUserReader reader(buffer, true);
-        written = reader.waitForReadyRead(300);
-        cpu = -cpuSeconds();
-        char piece[4];
-        for (int count; (count = reader.read(piece, 4)) > 0;)
-            data.append(piece, count);
-        cpu += cpuSeconds();
-    });
-    worker.start();
-    QTimer::singleShot(100, this, [&] { worker.exit(exitCode); });
-    QTimer::singleShot(700, this, [&] { buffer->write("abc", 3); });
-    QTimer::singleShot(900, this, [&] { buffer->close(); });
-    QTRY_VERIFY_WITH_TIMEOUT(worker.isFinished(), 4000);
-    QVERIFY(!written);
-    QCOMPARE(data, QByteArray("abc"));
-    QVERIFY2(cpu < 0.2, "waiting costs time");
-}
-
-/** A slot of aboutToClose() lets a reader look before the buffer counts as closed. */
-void MultiUserWaitTest::closeUnderWayIsNotMissed()
-{
-    boost::shared_ptr<MultiUserBuffer> buffer(new MultiUserBuffer);
-    qint64 slowest = 0;
-    Worker worker([&] {
-        MultiUserReader reader(buffer, true);
+    void waitEndsByTimeWriteOrClose()
+    {
+        MultiUserBuffer buffer("there already", 13);
+        MultiUserReader reader(&buffer, true);
         QElapsedTimer elapsed;
         elapsed.start();
-        char byte;
-        reader.read(&byte, 1);
-        slowest = elapsed.elapsed();
-    });
-    connect(
-        buffer.get(), &QIODevice::aboutToClose, this, [&] { QThread::msleep(200); },
-        Qt::DirectConnection); // comes after the reader's notification, with the buffer still open
-    worker.start();
-    QTest::qWait(100);
-    buffer->close();
-    QTRY_VERIFY_WITH_TIMEOUT(worker.isFinished(), 8000);
-    QVERIFY2(slowest < 4000, "slept a whole slice after the close");
-}
+        QVERIFY(!reader.waitForReadyRead(100));
+        QVERIFY2(elapsed.elapsed() >= 90 && elapsed.elapsed() < 3000,
+                 qPrintable(QString::number(elapsed.elapsed())));
+        QTimer::singleShot(10, this, [&] { buffer.write("x", 1); });
+        QVERIFY(reader.waitForReadyRead(60000));
+        QTimer::singleShot(10, this, [&] { buffer.close(); });
+        QVERIFY(!reader.waitForReadyRead(-1));
+        QVERIFY(!reader.waitForReadyRead(0));
+        QVERIFY(!reader.waitForBytesWritten(60000));
+    }
+
+    void earlierTimeLimitDoesNotEndALaterWait()
+    {
+        MultiUserBuffer buffer;
+        MultiUserReader reader(&buffer, true);
+        QTimer::singleShot(0, this, [&] { buffer.write("x", 1); });
+        QVERIFY(reader.waitForReadyRead(200));
+        QTimer::singleShot(500, this, [&] { buffer.write("y", 1); });
+        QElapsedTimer elapsed;
+        elapsed.start();
+        QVERIFY(reader.waitForReadyRead(-1));
+        QVERIFY(elapsed.elapsed() >= 400);
+    }
+
+    void producerInTheSameThreadEndsARead()
+    {
+        MultiUserBuffer buffer;
+        MultiUserReader reader(&buffer, true);
+        int left = 50;
+        QTimer timer;
+        connect(&timer, &QTimer::timeout, this, [&] {
+            buffer.write("line\n", 5);
+            if (--left == 0)
+                buffer.close();
+        });
+        timer.start(1);
+        int lines = 0;
+        while (!static_cast<QIODevice&>(reader).readLine().isEmpty())
+            ++lines;
+        QCOMPARE(lines, 50);
+    }
+
+    void nestedReadsShareTheData()
+    {
+        MultiUserBuffer buffer;
+        MultiUserReader reader(&buffer, true);
+        QByteArray inner;
+        bool reading = false;
+        connect(&reader, &QIODevice::readyRead, this, [&] {
+            if (std::exchange(reading, true))
+                return;
+            char data[6]; // more than is there: waits inside the running wait
+            QVERIFY(reader.readBlock(data, 6));
+            inner = QByteArray(data, 6);
+        });
+        QTimer::singleShot(0, this, [&] { buffer.write("abc", 3); });
+        QTimer::singleShot(100, this, [&] { buffer.write("def", 3); });
+        QTimer::singleShot(200, this, [&] { buffer.write("ghi", 3); });
+        const double cpu = cpuSeconds();
+        char outer[4] = {};
+        QCOMPARE(reader.read(outer, 3), 3);
+        QVERIFY2(cpuSeconds() - cpu < 0.1, "the nested wait spins");
+        QCOMPARE(inner, QByteArray("abcdef"));
+        QCOMPARE(QByteArray(outer), QByteArray("ghi"));
+    }
+
+    void nestedWaitTimesOutByItself()
+    {
+        MultiUserBuffer buffer;
+        MultiUserReader reader(&buffer, true);
+        bool innerWait = true;
+        QTimer::singleShot(0, this, [&] { innerWait = reader.waitForReadyRead(50); });
+        QTimer::singleShot(300, this, [&] { buffer.write("x", 1); });
+        QVERIFY(reader.waitForReadyRead(60000));
+        QVERIFY(!innerWait);
+    }
+
+    void quittingThreadReadsOn_data()
+    {
+        QTest::addColumn<int>("exitCode");
+        QTest::newRow("quit") << 0;
+        QTest::newRow("looks like data") << 1;
+        QTest::newRow("looks like a close") << 2;
+    }
+
+    void quittingThreadReadsOn()
+    {
+        QFETCH(int, exitCode);
+        boost::shared_ptr<MultiUserBuffer> buffer(new MultiUserBuffer);
+        bool written = true;
+        QByteArray data;
+        double cpu = 0;
+        Worker worker([&] {
+            MultiUserReader reader(buffer, true);
+            written = reader.waitForReadyRead(300);
+            cpu = -cpuSeconds();
+            char piece[4];
+            for (int count; (count = reader.read(piece, 4)) > 0;)
+                data.append(piece, count);
+            cpu += cpuSeconds();
+        });
+        worker.start();
+        QTimer::singleShot(100, this, [&] { worker.exit(exitCode); });
+        QTimer::singleShot(700, this, [&] { buffer->write("abc", 3); });
+        QTimer::singleShot(900, this, [&] { buffer->close(); });
+        QTRY_VERIFY_WITH_TIMEOUT(worker.isFinished(), 4000);
+        QVERIFY(!written);
+        QCOMPARE(data, QByteArray("abc"));
+        QVERIFY2(cpu < 0.2, "waiting costs time");
+    }
+
+    void closeUnderWayIsNotMissed()
+    {
+        boost::shared_ptr<MultiUserBuffer> buffer(new MultiUserBuffer);
+        qint64 slowest = 0;
+        Worker worker([&] {
+            MultiUserReader reader(buffer, true);
+            QElapsedTimer elapsed;
+            elapsed.start();
+            char byte;
+            reader.read(&byte, 1);
+            slowest = elapsed.elapsed();
+        });
+        connect(
+            buffer.get(), &QIODevice::aboutToClose, this, [&] { QThread::msleep(200); },
+            Qt::DirectConnection); // comes after the reader's notification, with the buffer still open
+        worker.start();
+        QTest::qWait(100);
+        buffer->close();
+        QTRY_VERIFY_WITH_TIMEOUT(worker.isFinished(), 8000);
+        QVERIFY2(slowest < 4000, "slept a whole slice after the close");
+    }
+};
 
 QUARN_TEST(MultiUserWaitTest)
 #include "MultiUserWaitTest.moc"

@@ -107,26 +107,349 @@ class SignatureDigestTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void cleanup();
+    void initTestCase()
+    {
+        QVERIFY(write("data", data) && write("changed", data + 'x') && write("none", QByteArray())
+                && write("garbage.sig", "no signature at all"));
+        QVERIFY(openssl("genrsa -out rsa.key 2048"));
+        QVERIFY(openssl("dsaparam -genkey -noout -out dsa.key 1024"));
+        QVERIFY(openssl("ecparam -name prime256v1 -genkey -noout -out ec.key"));
+        for (const QByteArray name : {"rsa", "dsa", "ec"}) {
+            const QByteArray key = name + ".key ";
+            QVERIFY(openssl("pkey -pubout -in " + key + "-out " + name + ".pub"));
+            QVERIFY(openssl("req -x509 -new -key " + key + "-subj /CN=" + name + " -out " + name
+                            + ".crt"));
+            QVERIFY(openssl("dgst -sha1 -sign " + key + "-out " + name + ".sig data"));
+        }
+        QVERIFY(openssl("dgst -sha1 -sign rsa.key -out none.sig none"));
+        QVERIFY(openssl("genpkey -algorithm ed25519 -out ed.key"));
+        QVERIFY(openssl("pkey -in ed.key -pubout -out ed.pub"));
+        QVERIFY(openssl("pkcs8 -topk8 -in ec.key -passout pass:secret -out pkcs8.enc"));
+        QVERIFY(openssl("ec -in ec.key -aes128 -passout pass:secret -out traditional.enc"));
+        m_certificate = parse(read("rsa.crt"));
+    }
 
-    void verifiesFiles_data();
-    void verifiesFiles();
-    void verifiesInPieces();
-    void readsInChunks_data();
-    void readsInChunks();
-    void countsBeyondInt();
-    void reportsMissingItems();
-    void refusesWithoutSha1();
-    void readsPem_data();
-    void readsPem();
-    void refusesCertificateWithoutKey();
-    void survivesDamage();
-    void keepsKeyAndChain_data();
-    void keepsKeyAndChain();
-    void copyOutlivesTheChain();
-    void removesTheKeyAlone();
+    void init()
+    {
+        ERR_clear_error();
+        ERR_raise(ERR_LIB_USER, foreignReason);
+    }
+
+    void cleanup()
+    {
+        QCOMPARE(ERR_GET_REASON(ERR_get_error()), foreignReason);
+        QCOMPARE(ERR_get_error(), 0ul);
+    }
+
+    void verifiesFiles_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QString>("signature");
+        QTest::addColumn<QString>("expected");
+        const auto row = [this](const QByteArray& key, const char* file,
+                                const QByteArray& signature, const char* expected) {
+            QTest::newRow(key + ", " + file + ", " + signature)
+                << path(key) << path(file) << path(signature) << QString::fromLatin1(expected);
+        };
+        for (const QByteArray name : {"rsa", "dsa", "ec"}) {
+            row(name + ".pub", "data", name + ".sig", "true");
+            row(name + ".crt", "data", name + ".sig", "true");
+            row(name + ".pub", "changed", name + ".sig", "false");
+            row(name + ".pub", "data", "garbage.sig", name == "rsa" ? "false" : "OpenSsl error");
+        }
+        row("ed.pub", "data", "rsa.sig", "OpenSsl error");
+        row("rsa.pub", "missing", "none.sig", "true");
+        row("rsa.pub", "missing", "rsa.sig", "false");
+    }
+
+    void verifiesFiles()
+    {
+        QFETCH(QString, key);
+        QFETCH(QString, file);
+        QFETCH(QString, signature);
+        QFETCH(QString, expected);
+        SignatureDigest digest;
+        digest.setPublicKeyFile(key);
+        digest.digest("earlier data", 12);
+        QCOMPARE(outcome([&] { return digest.verify1File(file, signature); }), expected);
+    }
+
+    void verifiesInPieces()
+    {
+        SignatureDigest digest;
+        digest.setPublicKeyFile(path("rsa.pub"));
+        const QByteArray signature = read("rsa.sig");
+        digest.setSignature(signature.constData(), int(signature.size()));
+        QCOMPARE(digest.digest(data.constData(), 3000), 3000);
+        QVERIFY(!digest.verify());
+        digest.digest(data.constData(), 7000);
+        QVERIFY(digest.verify());
+        QCOMPARE(outcome([&] { return digest.digest("x", -1); }),
+                 QStringLiteral("Digest update failed"));
+
+        SignatureDigest copy(digest), assigned;
+        assigned = digest;
+        for (SignatureDigest* const other : {&copy, &assigned}) {
+            QVERIFY(!other->verify());
+            QCOMPARE(other->digestFile(path("data")), 10000);
+            QVERIFY(other->verify());
+        }
+        QVERIFY(digest.verify());
+    }
+
+    void readsInChunks_data()
+    {
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("atEnd");
+        QTest::addColumn<int>("limit");
+        QTest::addColumn<QList<int>>("asked");
+        QTest::newRow("nothing asked for") << 0 << 0 << 0 << QList<int>();
+        QTest::newRow("up to the limit") << 10000 << 1 << 10000 << QList<int>{4096, 4096, 1808};
+        QTest::newRow("up to the end") << 5000 << 0 << -1 << QList<int>{4096, 4096, 4096};
+        QTest::newRow("up to a failure") << 4096 << -1 << 10000 << QList<int>{4096, 4096};
+        QTest::newRow("longer than asked") << 4096 << 4097 << 9000 << QList<int>{4096, 4096};
+    }
+
+    void readsInChunks()
+    {
+        QFETCH(int, size);
+        QFETCH(int, atEnd);
+        QFETCH(int, limit);
+        QFETCH(QList<int>, asked);
+        for (const bool overStream : {false, true}) {
+            const auto source = boost::make_shared<Source>(size, atEnd);
+            SignatureDigest digest;
+            digest.setPublicKeyFile(path("rsa.pub"));
+            digest.setSignatureFile(path("rsa.sig"));
+            QCOMPARE(overStream ? digest.digest(source, limit) : digest.digest(source.get(), limit),
+                     qint64(size));
+            QCOMPARE(source->asked, asked);
+            digest.digest(data.constData(), int(data.size()) - size);
+            QVERIFY(digest.verify());
+        }
+    }
+
+    void countsBeyondInt()
+    {
+        constexpr int most = std::numeric_limits<int>::max();
+        SignatureDigest digest;
+        Source device(most + qint64(5000), 0);
+        QCOMPARE(digest.digest(&device, -1), most);
+        QCOMPARE(digest.digest(&device, -1), 5000);
+        const auto stream = boost::make_shared<Source>(most + qint64(5000), 0);
+        QCOMPARE(digest.digest(stream, -1), most + qint64(5000));
+    }
+
+    void reportsMissingItems()
+    {
+        SignatureDigest digest;
+        const auto verify = [&] { return digest.verify(); };
+        QCOMPARE(outcome(verify), QStringLiteral("Public key expected"));
+        digest.setPublicKeyFile(path("rsa.pub"));
+        QCOMPARE(outcome(verify), QStringLiteral("Empty Signature"));
+        QCOMPARE(digest.digestFile(path("missing")), 0);
+
+        digest.setSignatureFile(path("none.sig"));
+        for (const char* const name : {"missing %1", "none", "."}) {
+            const QString message = QStringLiteral("IO: Could not read ") + path(name);
+            QCOMPARE(outcome([&] { return digest.setSignatureFile(path(name)), true; }), message);
+            QCOMPARE(outcome([&] { return digest.setPublicKeyFile(path(name)), true; }), message);
+            QVERIFY(digest.verify());
+        }
+        QCOMPARE(outcome([&] { return digest.verify1File(path("data"), path("missing")); }),
+                 QStringLiteral("IO: Could not read ") + path("missing"));
+        QVERIFY(!digest.hasSignature());
+        QVERIFY(digest.hasPublicKey());
+    }
+
+    void refusesWithoutSha1()
+    {
+        SignatureDigest digest, assigned;
+        digest.setPublicKeyFile(path("rsa.crt"));
+        digest.setSignatureFile(path("rsa.sig"));
+        QVERIFY(EVP_set_default_properties(nullptr, "provider=none"));
+        const QStringList outcomes{outcome([] { return SignatureDigest(), true; }),
+                                   outcome([&] { return SignatureDigest(digest), true; }),
+                                   outcome([&] { return assigned = digest, true; }),
+                                   outcome([&] { return digest.reset(), true; })};
+        QVERIFY(EVP_set_default_properties(nullptr, ""));
+        for (const QString& message : outcomes)
+            QCOMPARE(message, QStringLiteral("Could not initialize context"));
+
+        QVERIFY(!assigned.hasPublicKey() && assigned.certificateChain().isEmpty());
+        QCOMPARE(outcome([&] { return digest.digest("x", 1); }),
+                 QStringLiteral("Digest update failed"));
+        QCOMPARE(outcome([&] { return digest.verify(); }), QStringLiteral("OpenSsl error"));
+        QVERIFY(verifies(digest));
+    }
+
+    void readsPem_data()
+    {
+        QTest::addColumn<QByteArray>("pem");
+        QTest::addColumn<QString>("result");
+        QTest::addColumn<QByteArray>("chain");
+        const QByteArray key = read("rsa.pub"), rsa = read("rsa.crt"), ec = read("ec.crt");
+        const QByteArray pkcs8 = read("pkcs8.enc"), traditional = read("traditional.enc");
+        const QByteArray lock
+            = "Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC," + QByteArray(32, '0');
+        const QByteArray locked = QByteArray(key).insert(key.indexOf('\n') + 1, lock + "\n\n");
+        const auto finds = [](const char* name, const QByteArray& pem, const char* chain) {
+            QTest::newRow(name) << pem << QStringLiteral("true") << QByteArray(chain);
+        };
+        finds("leading text", QByteArray("-- - \n\n") + QByteArray(600, 'x') + '\n' + key, "ec");
+        finds("CRLF", QByteArray(key).replace("\n", "\r\n"), "ec");
+        finds("several certificates", "1\n" + rsa + "2\n" + ec + rsa, "rsa ec rsa");
+        finds("key behind certificates", ec + ec + key, "ec");
+        finds("key behind encrypted ones", pkcs8 + traditional + locked + key, "ec");
+        finds("key behind a private one", read("ec.key") + key, "ec");
+        finds("certificates amid encrypted keys", pkcs8 + rsa + traditional + ec, "rsa ec");
+        finds("key behind unusable ones", pkcs8.left(200) + '\n' + withUnknownKey(key) + key, "ec");
+        finds("unusable key, certificate", withUnknownKey(key) + rsa, "rsa");
+        finds("damaged block ends the chain", rsa + ec.left(200) + '\n' + ec, "rsa");
+
+        const auto refuses = [](const char* name, const QByteArray& pem) {
+            QTest::newRow(name) << pem << QStringLiteral("Invalid public key") << QByteArray("ec");
+        };
+        refuses("empty", "");
+        refuses("zeros", QByteArray(5000, '\0'));
+        refuses("private keys", read("rsa.key") + pkcs8 + traditional);
+        refuses("begin lines", key.left(key.indexOf('\n') + 1).repeated(1000));
+        refuses("wrong label", QByteArray(key).replace("PUBLIC KEY", "CERTIFICATE"));
+        refuses("wrong end", QByteArray(key).replace("END PUBLIC", "END PRIVATE"));
+        refuses("line missing", QByteArray(key).remove(key.indexOf('\n'), 65));
+        refuses("no base64", QByteArray(rsa).replace(100, 1, "*"));
+        refuses("unknown algorithm", withUnknownKey(rsa) + rsa);
+    }
+
+    void readsPem()
+    {
+        QFETCH(QByteArray, pem);
+        QFETCH(QString, result);
+        QFETCH(QByteArray, chain);
+        SignatureDigest digest;
+        digest.setPublicKeyFile(path("ec.crt"));
+        const QByteArray longer = pem + read("dsa.pub");
+        QCOMPARE(
+            outcome([&] { return digest.setPublicKey(longer.constData(), int(pem.size())), true; }),
+            result);
+        QCOMPARE(commonNames(digest), chain);
+        QVERIFY(verifies(digest, result == QStringLiteral("true") ? "rsa.sig" : "ec.sig"));
+    }
+
+    void refusesCertificateWithoutKey()
+    {
+        const Certificate unusable = parse(withUnknownKey(read("rsa.crt")));
+        QVERIFY(unusable);
+        SignatureDigest digest;
+        digest.setPublicKeyFile(path("ec.crt"));
+        const auto set = [&](auto source) { return digest.setPublicKey(source), true; };
+        const QString refused = QStringLiteral("Invalid public key");
+        QCOMPARE(outcome([&] { return set(unusable.get()); }), refused);
+        QCOMPARE(outcome([&] { return set(QList<X509*>{unusable.get()}); }), refused);
+        QCOMPARE(commonNames(digest), QByteArray("ec"));
+        QVERIFY(verifies(digest, "ec.sig"));
+    }
+
+    void survivesDamage()
+    {
+        ERR_clear_error();
+        SignatureDigest digest;
+        digest.setPublicKeyFile(path("ec.pub"));
+        digest.setSignatureFile(path("ec.sig"));
+        const QByteArray pem = read("ec.crt") + read("ec.pub");
+        for (int i = 0; i < 4 * pem.size(); ++i) {
+            const QByteArray damaged
+                = QByteArray(pem).replace(i / 4, 1, QByteArray(1, "\nA-\xff"[i % 4]));
+            outcome([&] { return digest.setPublicKey(damaged.constData(), -1), true; });
+            outcome([&] { return digest.verify(); });
+            QVERIFY(digest.hasPublicKey());
+            QCOMPARE(ERR_peek_error(), 0ul);
+        }
+        init();
+    }
+
+    void keepsKeyAndChain_data()
+    {
+        QTest::addColumn<QByteArray>("chain");
+        QTest::addColumn<Scenario>("scenario");
+        const auto row = [](const char* name, const char* chain, const Scenario& scenario) {
+            QTest::newRow(name) << QByteArray(chain) << scenario;
+        };
+        row("self-assignment", "rsa ec", [this](SignatureDigest& digest) {
+            digest.setPublicKeyFile(path("rsa.pub"));
+            const SignatureDigest& same = digest;
+            digest = same;
+        });
+        row("assignment from a borrower", "rsa ec", [this](SignatureDigest& digest) {
+            digest.setPublicKeyFile(path("rsa.pub"));
+            const SignatureDigest borrower(digest);
+            digest = borrower;
+        });
+        row("assignment to a borrower", "rsa ec", [](SignatureDigest& digest) {
+            SignatureDigest borrower(digest);
+            borrower = digest;
+        });
+        row("assignment from a borrower of the certificates", "rsa ec",
+            [](SignatureDigest& digest) {
+                SignatureDigest borrower;
+                borrower.setPublicKey(digest.certificateChain());
+                borrower.setPublicKey(X509_get0_pubkey(digest.certificateChain().first()));
+                digest = borrower;
+            });
+        row("own key again", "rsa ec", [](SignatureDigest& digest) {
+            digest.setPublicKey(X509_get0_pubkey(digest.certificateChain().first()));
+        });
+        row("own chain again", "rsa ec",
+            [](SignatureDigest& digest) { digest.setPublicKey(digest.certificateChain()); });
+        row("own first certificate", "rsa", [](SignatureDigest& digest) {
+            digest.setPublicKey(digest.certificateChain().first());
+        });
+        row("key of a certificate of the caller", "rsa", [this](SignatureDigest& digest) {
+            digest.setPublicKey(m_certificate.get());
+            digest.setPublicKey(X509_get0_pubkey(m_certificate.get()));
+        });
+        row("PEM again", "rsa",
+            [this](SignatureDigest& digest) { digest.setPublicKeyFile(path("rsa.crt")); });
+    }
+
+    void keepsKeyAndChain()
+    {
+        QFETCH(Scenario, scenario);
+        SignatureDigest digest;
+        digest.setPublicKey((read("rsa.crt") + read("ec.crt")).constData(), -1);
+        scenario(digest);
+        QTEST(commonNames(digest), "chain");
+        QVERIFY(verifies(digest));
+    }
+
+    void copyOutlivesTheChain()
+    {
+        auto owner = std::make_unique<SignatureDigest>();
+        owner->setPublicKeyFile(path("rsa.crt"));
+        SignatureDigest copy(*owner), assigned;
+        assigned = *owner;
+        owner->setPublicKeyFile(path("ec.crt"));
+        const SignatureDigest later(*owner);
+        owner.reset();
+        QCOMPARE(commonNames(copy), QByteArray("rsa"));
+        QCOMPARE(commonNames(assigned), QByteArray("rsa"));
+        QCOMPARE(commonNames(later), QByteArray("ec"));
+    }
+
+    void removesTheKeyAlone()
+    {
+        SignatureDigest digest;
+        const auto remove = [&](auto... nothing) {
+            digest.setPublicKeyFile(path("rsa.crt"));
+            digest.setPublicKey(nothing...);
+            return !digest.hasPublicKey() && commonNames(digest) == "rsa";
+        };
+        QVERIFY(remove(static_cast<EVP_PKEY*>(nullptr)));
+        QVERIFY(remove(static_cast<X509*>(nullptr)));
+        QVERIFY(remove(QList<X509*>()));
+        QVERIFY(remove(static_cast<const char*>(nullptr), 5));
+    }
 
 private:
     QString path(const QByteArray& name) const
@@ -170,349 +493,6 @@ bool SignatureDigestTest::write(const char* name, const QByteArray& contents) co
 bool SignatureDigestTest::verifies(SignatureDigest& digest, const char* signature) const
 {
     return digest.verify1File(path("data"), path(signature));
-}
-
-void SignatureDigestTest::initTestCase()
-{
-    QVERIFY(write("data", data) && write("changed", data + 'x') && write("none", QByteArray())
-            && write("garbage.sig", "no signature at all"));
-    QVERIFY(openssl("genrsa -out rsa.key 2048"));
-    QVERIFY(openssl("dsaparam -genkey -noout -out dsa.key 1024"));
-    QVERIFY(openssl("ecparam -name prime256v1 -genkey -noout -out ec.key"));
-    for (const QByteArray name : {"rsa", "dsa", "ec"}) {
-        const QByteArray key = name + ".key ";
-        QVERIFY(openssl("pkey -pubout -in " + key + "-out " + name + ".pub"));
-        QVERIFY(
-            openssl("req -x509 -new -key " + key + "-subj /CN=" + name + " -out " + name + ".crt"));
-        QVERIFY(openssl("dgst -sha1 -sign " + key + "-out " + name + ".sig data"));
-    }
-    QVERIFY(openssl("dgst -sha1 -sign rsa.key -out none.sig none"));
-    QVERIFY(openssl("genpkey -algorithm ed25519 -out ed.key"));
-    QVERIFY(openssl("pkey -in ed.key -pubout -out ed.pub"));
-    QVERIFY(openssl("pkcs8 -topk8 -in ec.key -passout pass:secret -out pkcs8.enc"));
-    QVERIFY(openssl("ec -in ec.key -aes128 -passout pass:secret -out traditional.enc"));
-    m_certificate = parse(read("rsa.crt"));
-}
-
-/** Every test runs with an entry of somebody else in OpenSSL's error queue. */
-void SignatureDigestTest::init()
-{
-    ERR_clear_error();
-    ERR_raise(ERR_LIB_USER, foreignReason);
-}
-
-void SignatureDigestTest::cleanup()
-{
-    QCOMPARE(ERR_GET_REASON(ERR_get_error()), foreignReason);
-    QCOMPARE(ERR_get_error(), 0ul);
-}
-
-void SignatureDigestTest::verifiesFiles_data()
-{
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QString>("file");
-    QTest::addColumn<QString>("signature");
-    QTest::addColumn<QString>("expected");
-    const auto row = [this](const QByteArray& key, const char* file, const QByteArray& signature,
-                            const char* expected) {
-        QTest::newRow(key + ", " + file + ", " + signature)
-            << path(key) << path(file) << path(signature) << QString::fromLatin1(expected);
-    };
-    for (const QByteArray name : {"rsa", "dsa", "ec"}) {
-        row(name + ".pub", "data", name + ".sig", "true");
-        row(name + ".crt", "data", name + ".sig", "true");
-        row(name + ".pub", "changed", name + ".sig", "false");
-        row(name + ".pub", "data", "garbage.sig", name == "rsa" ? "false" : "OpenSsl error");
-    }
-    row("ed.pub", "data", "rsa.sig", "OpenSsl error");
-    row("rsa.pub", "missing", "none.sig", "true");
-    row("rsa.pub", "missing", "rsa.sig", "false");
-}
-
-void SignatureDigestTest::verifiesFiles()
-{
-    QFETCH(QString, key);
-    QFETCH(QString, file);
-    QFETCH(QString, signature);
-    QFETCH(QString, expected);
-    SignatureDigest digest;
-    digest.setPublicKeyFile(key);
-    digest.digest("earlier data", 12);
-    QCOMPARE(outcome([&] { return digest.verify1File(file, signature); }), expected);
-}
-
-void SignatureDigestTest::verifiesInPieces()
-{
-    SignatureDigest digest;
-    digest.setPublicKeyFile(path("rsa.pub"));
-    const QByteArray signature = read("rsa.sig");
-    digest.setSignature(signature.constData(), int(signature.size()));
-    QCOMPARE(digest.digest(data.constData(), 3000), 3000);
-    QVERIFY(!digest.verify());
-    digest.digest(data.constData(), 7000);
-    QVERIFY(digest.verify());
-    QCOMPARE(outcome([&] { return digest.digest("x", -1); }),
-             QStringLiteral("Digest update failed"));
-
-    SignatureDigest copy(digest), assigned;
-    assigned = digest;
-    for (SignatureDigest* const other : {&copy, &assigned}) {
-        QVERIFY(!other->verify());
-        QCOMPARE(other->digestFile(path("data")), 10000);
-        QVERIFY(other->verify());
-    }
-    QVERIFY(digest.verify());
-}
-
-void SignatureDigestTest::readsInChunks_data()
-{
-    QTest::addColumn<int>("size");
-    QTest::addColumn<int>("atEnd");
-    QTest::addColumn<int>("limit");
-    QTest::addColumn<QList<int>>("asked");
-    QTest::newRow("nothing asked for") << 0 << 0 << 0 << QList<int>();
-    QTest::newRow("up to the limit") << 10000 << 1 << 10000 << QList<int>{4096, 4096, 1808};
-    QTest::newRow("up to the end") << 5000 << 0 << -1 << QList<int>{4096, 4096, 4096};
-    QTest::newRow("up to a failure") << 4096 << -1 << 10000 << QList<int>{4096, 4096};
-    QTest::newRow("longer than asked") << 4096 << 4097 << 9000 << QList<int>{4096, 4096};
-}
-
-void SignatureDigestTest::readsInChunks()
-{
-    QFETCH(int, size);
-    QFETCH(int, atEnd);
-    QFETCH(int, limit);
-    QFETCH(QList<int>, asked);
-    for (const bool overStream : {false, true}) {
-        const auto source = boost::make_shared<Source>(size, atEnd);
-        SignatureDigest digest;
-        digest.setPublicKeyFile(path("rsa.pub"));
-        digest.setSignatureFile(path("rsa.sig"));
-        QCOMPARE(overStream ? digest.digest(source, limit) : digest.digest(source.get(), limit),
-                 qint64(size));
-        QCOMPARE(source->asked, asked);
-        digest.digest(data.constData(), int(data.size()) - size);
-        QVERIFY(digest.verify());
-    }
-}
-
-void SignatureDigestTest::countsBeyondInt()
-{
-    constexpr int most = std::numeric_limits<int>::max();
-    SignatureDigest digest;
-    Source device(most + qint64(5000), 0);
-    QCOMPARE(digest.digest(&device, -1), most);
-    QCOMPARE(digest.digest(&device, -1), 5000);
-    const auto stream = boost::make_shared<Source>(most + qint64(5000), 0);
-    QCOMPARE(digest.digest(stream, -1), most + qint64(5000));
-}
-
-void SignatureDigestTest::reportsMissingItems()
-{
-    SignatureDigest digest;
-    const auto verify = [&] { return digest.verify(); };
-    QCOMPARE(outcome(verify), QStringLiteral("Public key expected"));
-    digest.setPublicKeyFile(path("rsa.pub"));
-    QCOMPARE(outcome(verify), QStringLiteral("Empty Signature"));
-    QCOMPARE(digest.digestFile(path("missing")), 0);
-
-    digest.setSignatureFile(path("none.sig"));
-    for (const char* const name : {"missing %1", "none", "."}) {
-        const QString message = QStringLiteral("IO: Could not read ") + path(name);
-        QCOMPARE(outcome([&] { return digest.setSignatureFile(path(name)), true; }), message);
-        QCOMPARE(outcome([&] { return digest.setPublicKeyFile(path(name)), true; }), message);
-        QVERIFY(digest.verify());
-    }
-    QCOMPARE(outcome([&] { return digest.verify1File(path("data"), path("missing")); }),
-             QStringLiteral("IO: Could not read ") + path("missing"));
-    QVERIFY(!digest.hasSignature());
-    QVERIFY(digest.hasPublicKey());
-}
-
-void SignatureDigestTest::refusesWithoutSha1()
-{
-    SignatureDigest digest, assigned;
-    digest.setPublicKeyFile(path("rsa.crt"));
-    digest.setSignatureFile(path("rsa.sig"));
-    QVERIFY(EVP_set_default_properties(nullptr, "provider=none"));
-    const QStringList outcomes{outcome([] { return SignatureDigest(), true; }),
-                               outcome([&] { return SignatureDigest(digest), true; }),
-                               outcome([&] { return assigned = digest, true; }),
-                               outcome([&] { return digest.reset(), true; })};
-    QVERIFY(EVP_set_default_properties(nullptr, ""));
-    for (const QString& message : outcomes)
-        QCOMPARE(message, QStringLiteral("Could not initialize context"));
-
-    QVERIFY(!assigned.hasPublicKey() && assigned.certificateChain().isEmpty());
-    QCOMPARE(outcome([&] { return digest.digest("x", 1); }),
-             QStringLiteral("Digest update failed"));
-    QCOMPARE(outcome([&] { return digest.verify(); }), QStringLiteral("OpenSsl error"));
-    QVERIFY(verifies(digest));
-}
-
-void SignatureDigestTest::readsPem_data()
-{
-    QTest::addColumn<QByteArray>("pem");
-    QTest::addColumn<QString>("result");
-    QTest::addColumn<QByteArray>("chain");
-    const QByteArray key = read("rsa.pub"), rsa = read("rsa.crt"), ec = read("ec.crt");
-    const QByteArray pkcs8 = read("pkcs8.enc"), traditional = read("traditional.enc");
-    const QByteArray lock = "Proc-Type: 4,ENCRYPTED\nDEK-Info: AES-128-CBC," + QByteArray(32, '0');
-    const QByteArray locked = QByteArray(key).insert(key.indexOf('\n') + 1, lock + "\n\n");
-    const auto finds = [](const char* name, const QByteArray& pem, const char* chain) {
-        QTest::newRow(name) << pem << QStringLiteral("true") << QByteArray(chain);
-    };
-    finds("leading text", QByteArray("-- - \n\n") + QByteArray(600, 'x') + '\n' + key, "ec");
-    finds("CRLF", QByteArray(key).replace("\n", "\r\n"), "ec");
-    finds("several certificates", "1\n" + rsa + "2\n" + ec + rsa, "rsa ec rsa");
-    finds("key behind certificates", ec + ec + key, "ec");
-    finds("key behind encrypted ones", pkcs8 + traditional + locked + key, "ec");
-    finds("key behind a private one", read("ec.key") + key, "ec");
-    finds("certificates amid encrypted keys", pkcs8 + rsa + traditional + ec, "rsa ec");
-    finds("key behind unusable ones", pkcs8.left(200) + '\n' + withUnknownKey(key) + key, "ec");
-    finds("unusable key, certificate", withUnknownKey(key) + rsa, "rsa");
-    finds("damaged block ends the chain", rsa + ec.left(200) + '\n' + ec, "rsa");
-
-    const auto refuses = [](const char* name, const QByteArray& pem) {
-        QTest::newRow(name) << pem << QStringLiteral("Invalid public key") << QByteArray("ec");
-    };
-    refuses("empty", "");
-    refuses("zeros", QByteArray(5000, '\0'));
-    refuses("private keys", read("rsa.key") + pkcs8 + traditional);
-    refuses("begin lines", key.left(key.indexOf('\n') + 1).repeated(1000));
-    refuses("wrong label", QByteArray(key).replace("PUBLIC KEY", "CERTIFICATE"));
-    refuses("wrong end", QByteArray(key).replace("END PUBLIC", "END PRIVATE"));
-    refuses("line missing", QByteArray(key).remove(key.indexOf('\n'), 65));
-    refuses("no base64", QByteArray(rsa).replace(100, 1, "*"));
-    refuses("unknown algorithm", withUnknownKey(rsa) + rsa);
-}
-
-void SignatureDigestTest::readsPem()
-{
-    QFETCH(QByteArray, pem);
-    QFETCH(QString, result);
-    QFETCH(QByteArray, chain);
-    SignatureDigest digest;
-    digest.setPublicKeyFile(path("ec.crt"));
-    const QByteArray longer = pem + read("dsa.pub");
-    QCOMPARE(
-        outcome([&] { return digest.setPublicKey(longer.constData(), int(pem.size())), true; }),
-        result);
-    QCOMPARE(commonNames(digest), chain);
-    QVERIFY(verifies(digest, result == QStringLiteral("true") ? "rsa.sig" : "ec.sig"));
-}
-
-void SignatureDigestTest::refusesCertificateWithoutKey()
-{
-    const Certificate unusable = parse(withUnknownKey(read("rsa.crt")));
-    QVERIFY(unusable);
-    SignatureDigest digest;
-    digest.setPublicKeyFile(path("ec.crt"));
-    const auto set = [&](auto source) { return digest.setPublicKey(source), true; };
-    const QString refused = QStringLiteral("Invalid public key");
-    QCOMPARE(outcome([&] { return set(unusable.get()); }), refused);
-    QCOMPARE(outcome([&] { return set(QList<X509*>{unusable.get()}); }), refused);
-    QCOMPARE(commonNames(digest), QByteArray("ec"));
-    QVERIFY(verifies(digest, "ec.sig"));
-}
-
-/** Whatever a byte is changed to, there is a key afterwards, and no error left in the queue. */
-void SignatureDigestTest::survivesDamage()
-{
-    ERR_clear_error();
-    SignatureDigest digest;
-    digest.setPublicKeyFile(path("ec.pub"));
-    digest.setSignatureFile(path("ec.sig"));
-    const QByteArray pem = read("ec.crt") + read("ec.pub");
-    for (int i = 0; i < 4 * pem.size(); ++i) {
-        const QByteArray damaged
-            = QByteArray(pem).replace(i / 4, 1, QByteArray(1, "\nA-\xff"[i % 4]));
-        outcome([&] { return digest.setPublicKey(damaged.constData(), -1), true; });
-        outcome([&] { return digest.verify(); });
-        QVERIFY(digest.hasPublicKey());
-        QCOMPARE(ERR_peek_error(), 0ul);
-    }
-    init();
-}
-
-void SignatureDigestTest::keepsKeyAndChain_data()
-{
-    QTest::addColumn<QByteArray>("chain");
-    QTest::addColumn<Scenario>("scenario");
-    const auto row = [](const char* name, const char* chain, const Scenario& scenario) {
-        QTest::newRow(name) << QByteArray(chain) << scenario;
-    };
-    row("self-assignment", "rsa ec", [this](SignatureDigest& digest) {
-        digest.setPublicKeyFile(path("rsa.pub"));
-        const SignatureDigest& same = digest;
-        digest = same;
-    });
-    row("assignment from a borrower", "rsa ec", [this](SignatureDigest& digest) {
-        digest.setPublicKeyFile(path("rsa.pub"));
-        const SignatureDigest borrower(digest);
-        digest = borrower;
-    });
-    row("assignment to a borrower", "rsa ec", [](SignatureDigest& digest) {
-        SignatureDigest borrower(digest);
-        borrower = digest;
-    });
-    row("assignment from a borrower of the certificates", "rsa ec", [](SignatureDigest& digest) {
-        SignatureDigest borrower;
-        borrower.setPublicKey(digest.certificateChain());
-        borrower.setPublicKey(X509_get0_pubkey(digest.certificateChain().first()));
-        digest = borrower;
-    });
-    row("own key again", "rsa ec", [](SignatureDigest& digest) {
-        digest.setPublicKey(X509_get0_pubkey(digest.certificateChain().first()));
-    });
-    row("own chain again", "rsa ec",
-        [](SignatureDigest& digest) { digest.setPublicKey(digest.certificateChain()); });
-    row("own first certificate", "rsa",
-        [](SignatureDigest& digest) { digest.setPublicKey(digest.certificateChain().first()); });
-    row("key of a certificate of the caller", "rsa", [this](SignatureDigest& digest) {
-        digest.setPublicKey(m_certificate.get());
-        digest.setPublicKey(X509_get0_pubkey(m_certificate.get()));
-    });
-    row("PEM again", "rsa",
-        [this](SignatureDigest& digest) { digest.setPublicKeyFile(path("rsa.crt")); });
-}
-
-void SignatureDigestTest::keepsKeyAndChain()
-{
-    QFETCH(Scenario, scenario);
-    SignatureDigest digest;
-    digest.setPublicKey((read("rsa.crt") + read("ec.crt")).constData(), -1);
-    scenario(digest);
-    QTEST(commonNames(digest), "chain");
-    QVERIFY(verifies(digest));
-}
-
-void SignatureDigestTest::copyOutlivesTheChain()
-{
-    auto owner = std::make_unique<SignatureDigest>();
-    owner->setPublicKeyFile(path("rsa.crt"));
-    SignatureDigest copy(*owner), assigned;
-    assigned = *owner;
-    owner->setPublicKeyFile(path("ec.crt"));
-    const SignatureDigest later(*owner);
-    owner.reset();
-    QCOMPARE(commonNames(copy), QByteArray("rsa"));
-    QCOMPARE(commonNames(assigned), QByteArray("rsa"));
-    QCOMPARE(commonNames(later), QByteArray("ec"));
-}
-
-void SignatureDigestTest::removesTheKeyAlone()
-{
-    SignatureDigest digest;
-    const auto remove = [&](auto... nothing) {
-        digest.setPublicKeyFile(path("rsa.crt"));
-        digest.setPublicKey(nothing...);
-        return !digest.hasPublicKey() && commonNames(digest) == "rsa";
-    };
-    QVERIFY(remove(static_cast<EVP_PKEY*>(nullptr)));
-    QVERIFY(remove(static_cast<X509*>(nullptr)));
-    QVERIFY(remove(QList<X509*>()));
-    QVERIFY(remove(static_cast<const char*>(nullptr), 5));
 }
 
 QUARN_TEST(SignatureDigestTest)

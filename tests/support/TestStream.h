@@ -5,6 +5,7 @@
 #include <Quarn/interfaces/IRandomAccessIO.h>
 
 #include <QByteArray>
+#include <QMetaType>
 #include <QStringList>
 
 #include <algorithm>
@@ -14,7 +15,15 @@
 class TestStream : public virtual kelmIOCore, public virtual kel::IRandomAccessIO
 {
 public:
+    struct Manner
+    {
+        int mostAtOnce = std::numeric_limits<int>::max(); // short reads and writes
+        qint64 failAfter = std::numeric_limits<qint64>::max(); // bytes transferred, then -1
+        bool exaggerates = false; // answers one byte more than asked
+    };
+
     explicit TestStream(const QByteArray& contents = QByteArray()) : bytes(contents) { }
+    TestStream(const QByteArray& contents, const Manner& how) : bytes(contents), manner(how) { }
 
     using kelmIOCore::read;
     using kelmIOCore::readAll;
@@ -22,9 +31,7 @@ public:
     using kelmIOCore::writeBlock;
 
     QByteArray bytes;
-    int mostAtOnce = std::numeric_limits<int>::max(); // short reads and writes
-    qint64 failAfter = std::numeric_limits<qint64>::max(); // bytes transferred, then -1
-    bool exaggerates = false; // answers one byte more than asked
+    Manner manner;
     qint64 reportedSize = -1; // if not the real one
     QStringList calls; // such as "r 0+10"
 
@@ -40,19 +47,14 @@ public:
     {
         calls << QStringLiteral("w %1+%2").arg(m_position).arg(size);
         const int count = allowed(size);
-        if (count > 0) {
-            if (bytes.size() < m_position + count)
-                bytes.append(int(m_position + count - bytes.size()), '\0');
+        if (count > 0 && bytes.size() < m_position + count)
+            bytes.append(int(m_position + count - bytes.size()), '\0');
+        if (count > 0)
             std::copy_n(static_cast<const char*>(data), count, bytes.data() + m_position);
-        }
         return advanced(count, size);
     }
     qint64 position() const override { return m_position; }
-    bool setPosition(qint64 position) override
-    {
-        m_position = position;
-        return true;
-    }
+    bool setPosition(qint64 position) override { return m_position = position, true; }
     qint64 streamSize() const override { return reportedSize < 0 ? bytes.size() : reportedSize; }
 
     void enableNonBlockingMode(bool) override { }
@@ -61,7 +63,7 @@ public:
     bool writable() override { return true; }
     void flush() override { }
     void finishIO() override { }
-    bool ioFailureDetected() const override { return m_transferred >= failAfter; }
+    bool ioFailureDetected() const override { return m_transferred >= manner.failAfter; }
     bool eofEncountered() const override { return m_position >= bytes.size(); }
     bool getOutputInfo(quint64&, quint64&, void**) const override { return false; }
     void setThroughputStats(quint64, quint64, quint64, quint64) override { }
@@ -70,22 +72,22 @@ public:
 private:
     int allowed(qint64 count) const
     {
-        if (m_transferred >= failAfter)
-            return -1;
-        return int(
-            std::max<qint64>(std::min<qint64>({count, mostAtOnce, failAfter - m_transferred}), 0));
+        const qint64 left = manner.failAfter - m_transferred;
+        return left <= 0
+                   ? -1
+                   : int(std::max<qint64>(std::min<qint64>({count, manner.mostAtOnce, left}), 0));
     }
     int advanced(int count, int asked)
     {
-        if (count <= 0)
-            return count;
-        m_position += count;
-        m_transferred += count;
-        return exaggerates ? asked + 1 : count;
+        m_position += std::max(count, 0);
+        m_transferred += std::max(count, 0);
+        return count > 0 && manner.exaggerates ? asked + 1 : count;
     }
 
     qint64 m_position = 0;
     qint64 m_transferred = 0;
 };
+
+Q_DECLARE_METATYPE(TestStream::Manner)
 
 #endif
