@@ -237,8 +237,6 @@ private Q_SLOTS:
         Source device(most + qint64(5000), 0);
         QCOMPARE(digest.digest(&device, -1), most);
         QCOMPARE(digest.digest(&device, -1), 5000);
-        const auto stream = boost::make_shared<Source>(most + qint64(5000), 0);
-        QCOMPARE(digest.digest(stream, -1), most + qint64(5000));
     }
 
     void reportsMissingItems()
