@@ -1,0 +1,141 @@
+#include "CommandLine.h"
+
+#include <QCoreApplication>
+#include <QRegularExpression>
+
+#include <limits>
+
+namespace {
+
+constexpr int mostReaders = 64;
+constexpr int longestFollowSeconds = 24 * 60 * 60;
+
+const QString signatureOption = QStringLiteral("signature");
+const QString keyOption = QStringLiteral("key");
+const QString saveOption = QStringLiteral("save");
+const QString readersOption = QStringLiteral("readers");
+const QString followOption = QStringLiteral("follow");
+const QString rateOption = QStringLiteral("rate");
+const QString quietOption = QStringLiteral("quiet");
+
+} // namespace
+
+CommandLine::CommandLine(const QStringList& arguments)
+{
+    declare();
+    const bool parsed = m_parser.parse(arguments);
+    if (m_parser.isSet(QStringLiteral("help")))
+        m_information = m_parser.helpText();
+    else if (m_parser.isSet(QStringLiteral("version")))
+        m_information = QStringLiteral("%1 %2\n").arg(QCoreApplication::applicationName(),
+                                                      QCoreApplication::applicationVersion());
+    else if (!parsed)
+        fail(m_parser.errorText().remove(QRegularExpression(QStringLiteral("\\.$"))));
+    else
+        check();
+}
+
+QString CommandLine::error() const
+{
+    return m_error;
+}
+
+QString CommandLine::information() const
+{
+    return m_information;
+}
+
+Options CommandLine::options() const
+{
+    return m_options;
+}
+
+void CommandLine::declare()
+{
+    m_parser.setApplicationDescription(QStringLiteral(
+        "Relays INPUT to several consumers that read it at the same time, while it still comes "
+        "in:\none counts its lines, one joins late, and others check its signature or save it.\n"
+        "\nExit status: 0 done, and the signature is valid if one was given; 1 the signature does "
+        "not\nmatch; 2 a failure, told in one line. Unless it is 0, nothing is saved."));
+    m_parser.addPositionalArgument(QStringLiteral("INPUT"),
+                                   QStringLiteral("File to relay, - for standard input."));
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
+                                  QStringLiteral("Shows this help."));
+    const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")},
+                                     QStringLiteral("Shows the version."));
+    m_parser.addOptions({
+        help,
+        version,
+        {signatureOption,
+         QStringLiteral("Checks INPUT against the detached SHA-1 signature in FILE."),
+         QStringLiteral("FILE")},
+        {keyOption, QStringLiteral("Public key or certificate for the signature."),
+         QStringLiteral("PEM")},
+        {saveOption,
+         QStringLiteral("Saves INPUT as PATH, once all of it is there and the signature valid."),
+         QStringLiteral("PATH")},
+        {readersOption, QStringLiteral("Adds N more readers, up to %1.").arg(mostReaders),
+         QStringLiteral("N")},
+        {followOption,
+         QStringLiteral("INPUT is still being written: ends when it has not grown for SECONDS."),
+         QStringLiteral("SECONDS")},
+        {rateOption, QStringLiteral("Takes in no more than BYTES a second."),
+         QStringLiteral("BYTES")},
+        {quietOption, QStringLiteral("Shows neither progress nor the final table.")},
+    });
+}
+
+void CommandLine::check()
+{
+    if (m_parser.positionalArguments().size() != 1)
+        fail(QStringLiteral("one INPUT is needed, a file or - for standard input"));
+    else if (m_parser.isSet(signatureOption) != m_parser.isSet(keyOption))
+        fail(QStringLiteral("--signature and --key need each other"));
+    for (const QString& option : {signatureOption, keyOption, saveOption})
+        if (m_parser.isSet(option) && m_parser.value(option).isEmpty())
+            fail(QStringLiteral("--%1 needs the name of a file").arg(option));
+    readOptions();
+    if (m_options.followMsecs > 0 && m_options.input == QLatin1String("-"))
+        fail(QStringLiteral("--follow needs a file, not standard input"));
+}
+
+void CommandLine::readOptions()
+{
+    m_options.input = m_parser.positionalArguments().value(0);
+    m_options.signatureFile = m_parser.value(signatureOption);
+    m_options.keyFile = m_parser.value(keyOption);
+    m_options.saveFile = m_parser.value(saveOption);
+    m_options.quiet = m_parser.isSet(quietOption);
+    m_options.readers = int(number(readersOption, 0, mostReaders));
+    m_options.bytesPerSecond = number(rateOption, 1, std::numeric_limits<int>::max());
+    if (m_parser.isSet(followOption)) {
+        bool isNumber = false;
+        const double seconds = m_parser.value(followOption).toDouble(&isNumber);
+        if (!isNumber || !(seconds >= 0.001 && seconds <= longestFollowSeconds))
+            fail(QStringLiteral("--follow takes seconds, more than 0 and up to %1")
+                     .arg(longestFollowSeconds));
+        else
+            m_options.followMsecs = int(seconds * 1000);
+    }
+}
+
+/** The first error is the one to tell. */
+void CommandLine::fail(const QString& error)
+{
+    if (m_error.isEmpty())
+        m_error = QStringLiteral("%1 (try '%2 --help')")
+                      .arg(error, QCoreApplication::applicationName());
+}
+
+/** The whole number given with \a option, 0 when it was not given or is none. */
+qint64 CommandLine::number(const QString& option, qint64 lowest, qint64 highest)
+{
+    if (!m_parser.isSet(option))
+        return 0;
+    bool isNumber = false;
+    const qint64 value = m_parser.value(option).toLongLong(&isNumber);
+    if (isNumber && value >= lowest && value <= highest)
+        return value;
+    fail(QStringLiteral("--%1 takes a number from %2 to %3").arg(option).arg(lowest).arg(highest));
+    return 0;
+}

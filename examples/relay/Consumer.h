@@ -1,0 +1,67 @@
+#ifndef RELAY_CONSUMER_H
+#define RELAY_CONSUMER_H
+
+#include "Worker.h"
+
+#include <boost/shared_ptr.hpp>
+
+#include <atomic>
+
+class StopSwitch;
+
+namespace kel {
+class IRandomAccessIO;
+class MultiUserBuffer;
+} // namespace kel
+
+/** \brief A thread that reads everything from the shared buffer, whenever it is started. */
+class Consumer : public Worker
+{
+    Q_OBJECT
+
+public:
+    Consumer(const QString& name, boost::shared_ptr<kel::MultiUserBuffer> buffer,
+             const StopSwitch& stop);
+    ~Consumer() override;
+
+    QString name() const;
+
+    /** Bytes taken so far. Any thread. */
+    qint64 bytes() const;
+
+    // Once finished:
+
+    double seconds() const;
+
+    /** Whether it took everything, to the proper end of the input. */
+    bool complete() const;
+
+    /** What went wrong with this consumer itself, in one line; empty when nothing did. */
+    QString failure() const;
+
+    /** What came of it, in a few words. */
+    virtual QString result() const;
+
+protected:
+    /** Takes everything from \a reader, until stopped(). May throw kel::ExceptionQt. */
+    virtual void consume(const boost::shared_ptr<kel::IRandomAccessIO>& reader) = 0;
+
+    void addBytes(qint64 count);
+    bool stopped() const;
+
+private:
+    void run() override;
+
+    const QString m_name;
+    const boost::shared_ptr<kel::MultiUserBuffer> m_buffer;
+    const StopSwitch& m_stop;
+    std::atomic<qint64> m_bytes; // written by this thread alone
+    double m_seconds;
+    bool m_complete;
+    QString m_failure;
+};
+
+/** Whether \a reader has delivered the whole input. */
+bool deliveredAll(const kel::IRandomAccessIO& reader);
+
+#endif

@@ -1,0 +1,19 @@
+#ifndef RELAY_OPTIONS_H
+#define RELAY_OPTIONS_H
+
+#include <QString>
+
+/** What the user asked for. An empty text or a 0 stands for "not asked for". */
+struct Options
+{
+    QString input; // "-" is standard input
+    QString signatureFile;
+    QString keyFile;
+    QString saveFile;
+    int readers = 0;
+    int followMsecs = 0;
+    qint64 bytesPerSecond = 0;
+    bool quiet = false;
+};
+
+#endif

@@ -1,0 +1,217 @@
+#include "Relay.h"
+
+#include "Console.h"
+#include "LineCounter.h"
+#include "PlainReader.h"
+#include "Report.h"
+#include "Saver.h"
+#include "Verifier.h"
+
+#include <Quarn/companion/IOException.h>
+#include <Quarn/multiuser/MultiUserBuffer.h>
+
+#include <QTimer>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+
+namespace {
+
+enum ExitStatus {
+    Done = 0,
+    SignatureMismatch = 1,
+    Failed = 2,
+};
+
+// Where the late reader joins an input of unknown size.
+constexpr qint64 lateReaderBytes = 1024 * 1024;
+
+} // namespace
+
+Relay::Relay(const Options& options)
+    : m_options(options), m_buffer(new kel::MultiUserBuffer),
+      m_producer(m_options, m_buffer, m_stop), m_verifier(nullptr), m_saver(nullptr),
+      m_lateReader(nullptr), m_lateReaderJoined(false), m_runningWorkers(0), m_interruptedBy(0)
+{
+    addConsumers();
+    connect(&m_producer, &Worker::finished, this, [this] {
+        startLateReader();
+        workerFinished(m_producer.failure());
+    });
+    connect(m_buffer.get(), &QIODevice::bytesWritten, this, [this] {
+        const qint64 size = m_producer.inputSize();
+        if (m_buffer->size() >= (size > 0 ? size / 2 : lateReaderBytes))
+            startLateReader();
+    });
+    connect(m_signals.get(), &SignalWatch::caught, this, &Relay::interrupt);
+}
+
+Relay::~Relay() = default;
+
+void Relay::addConsumers()
+{
+    const auto add = [this](auto* consumer) {
+        m_consumers.emplace_back(consumer);
+        return consumer;
+    };
+    if (!m_options.signatureFile.isEmpty())
+        m_verifier = add(new Verifier(m_options, m_buffer, m_stop));
+    // From here on there may be a file to clean up.
+    m_signals = std::make_unique<SignalWatch>();
+    if (!m_options.saveFile.isEmpty()) {
+        m_saver = add(new Saver(m_options.saveFile, m_buffer, m_stop));
+        SignalWatch::setFileToRemove(m_saver->file().fileName());
+    }
+    add(new LineCounter(QStringLiteral("line counter"), m_buffer, m_stop));
+    for (int number = 1; number <= m_options.readers; ++number)
+        add(new PlainReader(QStringLiteral("reader %1").arg(number), m_buffer, m_stop));
+    m_lateReader = add(new PlainReader(QStringLiteral("late reader"), m_buffer, m_stop));
+}
+
+int Relay::run()
+{
+    if (start(m_producer)) {
+        for (const auto& consumer : m_consumers)
+            if (consumer.get() != m_lateReader)
+                startConsumer(*consumer);
+        QTimer progressTimer;
+        connect(&progressTimer, &QTimer::timeout, this, &Relay::showProgress);
+        if (!m_options.quiet)
+            progressTimer.start(m_progress.intervalMsecs());
+        m_loop.exec();
+    }
+    m_producer.join();
+    for (const auto& consumer : m_consumers)
+        consumer->join();
+    return conclude();
+}
+
+int Relay::interruptedBy() const
+{
+    return m_interruptedBy;
+}
+
+/** False, with the failure noted, when the system has no thread left. */
+bool Relay::start(Worker& worker)
+{
+    try {
+        worker.start();
+        ++m_runningWorkers;
+        return true;
+    } catch (const std::system_error& error) {
+        fail(QStringLiteral("cannot start another thread: %1")
+                 .arg(systemReason(error.code().value())));
+        return false;
+    }
+}
+
+void Relay::startConsumer(Consumer& consumer)
+{
+    connect(&consumer, &Worker::finished, this,
+            [this, &consumer] { workerFinished(consumer.failure()); });
+    start(consumer);
+}
+
+void Relay::startLateReader()
+{
+    if (m_lateReaderJoined || m_stop.stopped())
+        return;
+    m_lateReaderJoined = true;
+    startConsumer(*m_lateReader);
+}
+
+void Relay::workerFinished(const QString& failure)
+{
+    if (!failure.isEmpty())
+        fail(failure);
+    --m_runningWorkers;
+    if (m_runningWorkers == 0)
+        m_loop.quit();
+}
+
+void Relay::interrupt(int signal)
+{
+    m_interruptedBy = signal;
+    m_stop.stop();
+}
+
+/** Stops everything. The first reason is the one to tell: others may follow from it. */
+void Relay::fail(const QString& reason)
+{
+    if (m_failure.isEmpty())
+        m_failure = reason;
+    m_stop.stop();
+}
+
+/** The consumer that is behind tells how far everything is. */
+void Relay::showProgress()
+{
+    qint64 done = m_buffer->size();
+    for (const auto& consumer : m_consumers)
+        if (consumer.get() != m_lateReader || m_lateReaderJoined)
+            done = std::min(done, consumer->bytes());
+    if (!m_progress.show(done, m_producer.inputSize()))
+        interrupt(SIGPIPE);
+}
+
+int Relay::conclude()
+{
+    m_progress.clear();
+    if (m_interruptedBy != 0)
+        return Failed;
+    if (!m_failure.isEmpty() || !checkCompleteness()) {
+        Console::fail(m_failure);
+        return Failed;
+    }
+    const bool printed = m_options.quiet || printReport();
+    if (m_verifier && !m_verifier->valid()) {
+        Console::fail(QStringLiteral("the signature %1 does not match %2%3")
+                          .arg(m_options.signatureFile, m_options.input,
+                               m_saver ? QStringLiteral("; nothing was saved") : QString()));
+        return SignatureMismatch;
+    }
+    return printed ? save() : Failed;
+}
+
+bool Relay::checkCompleteness()
+{
+    for (const auto& consumer : m_consumers)
+        if (!consumer->complete() || consumer->bytes() != m_buffer->size())
+            fail(QStringLiteral("the %1 got only %2 of %3 bytes")
+                     .arg(consumer->name())
+                     .arg(consumer->bytes())
+                     .arg(m_buffer->size()));
+    return m_failure.isEmpty();
+}
+
+/** False when it could not be printed; a pipe that was closed counts as an interruption. */
+bool Relay::printReport()
+{
+    Report report;
+    for (const auto& consumer : m_consumers)
+        report.addRow(consumer->name(), consumer->bytes(), consumer->seconds(), consumer->result());
+    const QString verdict
+        = m_verifier ? m_verifier->result() : QStringLiteral("complete, no signature to check");
+    if (Console::print(report.text(verdict)))
+        return true;
+    if (errno == EPIPE)
+        m_interruptedBy = SIGPIPE;
+    else
+        Console::fail(
+            QStringLiteral("cannot write to standard output: %1").arg(systemReason(errno)));
+    return false;
+}
+
+int Relay::save()
+{
+    try {
+        if (m_saver)
+            m_saver->file().replaceTarget();
+        return Done;
+    } catch (const kel::IOException& exception) {
+        Console::fail(exception.message());
+        return Failed;
+    }
+}

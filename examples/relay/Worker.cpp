@@ -1,0 +1,23 @@
+#include "Worker.h"
+
+#include <QEventLoop>
+
+Worker::Worker() = default;
+
+Worker::~Worker() = default;
+
+void Worker::start()
+{
+    m_thread = std::thread([this] {
+        const QEventLoop
+            eventDispatcher; // a thread that Qt didn't start gets it with its first loop
+        run();
+        Q_EMIT finished();
+    });
+}
+
+void Worker::join()
+{
+    if (m_thread.joinable())
+        m_thread.join();
+}

@@ -1,0 +1,60 @@
+#include "CommandLine.h"
+#include "Console.h"
+#include "Relay.h"
+
+#include <Quarn/companion/ExceptionQt.h>
+
+#include <QCoreApplication>
+
+#include <cerrno>
+
+namespace {
+
+constexpr int failed = 2;
+
+int printInformation(const QString& text)
+{
+    if (Console::print(text))
+        return 0;
+    Console::fail(QStringLiteral("cannot write to standard output: %1").arg(systemReason(errno)));
+    return failed;
+}
+
+/** Returns the exit status, and in \a signal what interrupted the relay, if anything. */
+int run(const Options& options, int& signal)
+{
+    try {
+        Relay relay(options);
+        const int status = relay.run();
+        signal = relay.interruptedBy();
+        return status;
+    } catch (const kel::ExceptionQt& exception) {
+        Console::fail(exception.message());
+    } catch (const std::exception& exception) {
+        Console::fail(QString::fromLocal8Bit(exception.what()));
+    }
+    return failed;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    Console::prepare();
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("relay"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(RELAY_VERSION));
+
+    const CommandLine commandLine(QCoreApplication::arguments());
+    if (!commandLine.information().isEmpty())
+        return printInformation(commandLine.information());
+    if (!commandLine.error().isEmpty()) {
+        Console::fail(commandLine.error());
+        return failed;
+    }
+    int signal = 0;
+    const int status = run(commandLine.options(), signal);
+    if (signal != 0)
+        SignalWatch::endProcess(signal);
+    return status;
+}
