@@ -1,9 +1,11 @@
 # Shared by the scripts beside it; source it. Functions for setting up, configuring and building.
+# They print to standard error and leave standard input alone: both other streams belong to the
+# program that a script runs in the end.
 # shellcheck shell=bash
 
 project_dir=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-say() { printf '==> %s\n' "$*"; }
+say() { printf '==> %s\n' "$*" >&2; }
 
 fail() {
     printf '%s: %s\n' "$(basename "$0")" "$*" >&2
@@ -14,7 +16,7 @@ fail() {
 quietly() {
     local log
     log=$(mktemp)
-    if ! "$@" >"$log" 2>&1; then
+    if ! "$@" </dev/null >"$log" 2>&1; then
         cat "$log" >&2
         rm -f "$log"
         return 1
@@ -22,11 +24,16 @@ quietly() {
     rm -f "$log"
 }
 
+# The same, but on a terminal the output is there to watch.
+visibly() {
+    if [ -t 2 ]; then "$@" </dev/null >&2; else quietly "$@"; fi
+}
+
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
         "$@"
     elif command -v sudo >/dev/null; then
-        sudo "$@"
+        if [ -t 2 ]; then sudo "$@"; else sudo -n "$@"; fi # without a terminal nobody can answer
     else
         fail "packages are missing and neither root nor sudo is at hand; install those in scripts/packages.txt"
     fi
@@ -61,6 +68,6 @@ configure_and_build() {
     (
         cd "$project_dir"
         quietly cmake --preset "$preset" "${arguments[@]}" \
-            && quietly cmake --build "build/$preset" ${1:+--target "$@"}
+            && visibly cmake --build "build/$preset" ${1:+--target "$@"}
     ) || fail "preset $preset could not be built"
 }
