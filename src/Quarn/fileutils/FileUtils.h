@@ -1,0 +1,366 @@
+#ifndef QUARN_FILEUTILS_FILEUTILS_H
+#define QUARN_FILEUTILS_FILEUTILS_H
+
+#include <Quarn/quarn_export.h>
+
+#include <QByteArray>
+#include <QDir>
+#include <QFileInfo>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+class QDateTime;
+class QIODevice;
+class QSettings;
+class QWidget;
+
+namespace kel {
+
+/**
+ * \brief File-system helpers for applications: names, folders, whole files, comments, dialogs.
+ *
+ * Every operation is static and keeps no state, so any of them may run on any thread at any time;
+ * the dialogs belong to the thread of the widgets. Paths are in Qt's form, with forward slashes.
+ *
+ * \par Errors
+ * readText(), equalsText(), readBytes(), writeBytes(), fileMustExist() and dirMustExist() throw a
+ * FileException, or an IOException for a text stream's bad status. Nothing else throws.
+ *
+ * \par Text
+ * readText(), equalsText() and copyText() leave the choice of the encoding to QTextStream: Qt 6
+ * takes UTF-8, Qt 5 the locale's encoding; both notice UTF-16 and UTF-32 by a byte order mark.
+ */
+class QUARN_EXPORT FileUtils
+{
+public:
+    /** \name Paths and file names
+     *  Texts in, texts out. The file system is looked at only where it is said. */
+    ///@{
+
+    /**
+     * \a path made absolute: a relative one is taken relative to \a baseDir, and that one to the
+     * working folder.
+     */
+    static QString absoluteFilePath(const QString& baseDir, const QString& path);
+
+    /** The path without links, "." and ".."; the absolute path when the file does not exist. */
+    static QString canonicalFilePath(const QFileInfo& info);
+
+    /** The same for a path that may hold backslashes; null when \a path is empty. */
+    static QString canonicalFilePath(const QString& path);
+
+    /** \a path with a backslash for each slash, as Windows programs want it; nothing is cleaned. */
+    static QString nativePath(const QString& path);
+
+    /**
+     * The Windows form of the path of \a name in the first of \a dirs that holds a file or folder
+     * of that name; of \a name itself when none does. An empty entry is the working folder.
+     */
+    static QString nativePath(const QString& name, const QStringList& dirs);
+
+    /** The same with the folders in one text as in "PATH" on Windows, separated by ";". */
+    static QString nativePath(const QString& name, const QString& searchPath);
+
+    /**
+     * \a name made safe as a file name: each UTF-16 unit but the ASCII letters, the digits and
+     * `,.'!#$%&()[]{}+-=^_~@` becomes an underscore, so a character beyond U+FFFF becomes two.
+     */
+    static QString nativeFileName(const QString& name);
+
+    /**
+     * The server of a network path, `srv` of `\\srv\share`. Null when \a path does not begin with a
+     * backslash, empty when no backslash follows the server.
+     */
+    static QString serverFromUNCPath(const QString& path);
+
+    /** What follows the last dot of the last path element, else an empty text. */
+    static QString extension(const QString& path);
+
+    /** \a path without the extension of its last element and the dot in front of that. */
+    static QString stripExtension(const QString& path);
+
+    /**
+     * \a path with \a newExtension, which comes without its dot, as the extension of its last
+     * element; an empty one just takes the old one away.
+     */
+    static QString replaceExtension(const QString& path, const QString& newExtension);
+    ///@}
+
+    /** \name Special and temporary folders
+     *  Where the system does not know a folder of the user, the answer is the home folder. A folder
+     *  that is answered need not exist. */
+    ///@{
+
+    /** "Desktop" in the home folder when there is one, else the home folder. */
+    static QDir userDesktop();
+
+    /** Where data of this machine goes; Linux: XDG_DATA_HOME, mostly ~/.local/share. */
+    static QDir userLogDir();
+
+    /** Where data goes that follows the user; Linux: XDG_CONFIG_HOME, mostly ~/.config. */
+    static QDir userDataDir();
+
+    static QDir userDocumentsDir();
+
+    /** The recycle bin; Linux: the files folder of the home trash. */
+    static QDir userTrash();
+
+    /**
+     * Whether \a path begins with one of the folders for programs: the two that Windows names, on
+     * Linux /usr and /opt. This compares texts in native form: give nativePath() of a path on
+     * Windows, and mind that "/usrlocal" begins with "/usr". A folder that the system does not
+     * know matches nothing.
+     */
+    static bool inApplicationsDir(const QString& path);
+
+    /**
+     * Creates a folder "temp1", "temp2" and so on in the system's temporary folder, the first that
+     * is free, and returns its absolute path. The folder is new and, on Linux, open to its owner
+     * only: threads and processes that call this at once get different ones. The caller removes it.
+     *
+     * When no folder can be created, the path that is returned names nothing.
+     */
+    static QString createTempDir();
+
+    /**
+     * \return true
+     * \throws FileException "file not found" or "is not a file"
+     */
+    static bool fileMustExist(const QString& path);
+
+    /**
+     * \return true
+     * \throws FileException "directory not found" or "is not a directory"
+     */
+    static bool dirMustExist(const QString& path);
+    ///@}
+
+    /** \name Names that are not taken */
+    ///@{
+
+    /**
+     * Whether \a name counts as taken in \a dir.
+     *
+     * With \a exact, when there is a file or folder of that name. Without, when any visible entry's
+     * name begins with the stem of \a name, which is \a name without its extension, in any letter
+     * case: "report.txt" is taken by "Report.pdf" and "reporting.doc". In the stem * stands for any
+     * text and each of ?, [ and ] for one UTF-16 unit. A name with an empty stem, such as ".cfg",
+     * is always tested exactly; one with a folder in it is only found with \a exact.
+     */
+    static bool exists(const QDir& dir, const QString& name, bool exact);
+
+    /**
+     * A name, relative to \a dir, for which exists() answers false at the moment. Nothing is
+     * created, so somebody else may take it before the caller does.
+     *
+     * In \a pattern "%d" becomes the date as 2024-05-31 and "%t" the time as 13.45 of \a dateTime,
+     * or of now when that is invalid. While the name is taken, 2, 3 and so on are put in front of
+     * its last dot, or at its end when it has none or begins with its only one.
+     *
+     * \a counterFormat puts the counter into words as printf() does, `_%d` for instance: UTF-8 text
+     * with one conversion d, i, u, o, x or X, which may have flags, a width and a precision of up
+     * to 255. Size letters as in `%ld` change nothing, `%%` is a percent sign. Without a conversion
+     * there is just one name to try, and with any other in the text none.
+     *
+     * \return the name; null when all that there are to try are taken
+     */
+    static QString uniqueFileName(const QDir& dir, const QString& pattern,
+                                  const QDateTime& dateTime, const char* counterFormat, bool exact);
+
+    /** The same at the present moment. */
+    static QString uniqueFileName(const QDir& dir, const QString& pattern,
+                                  const char* counterFormat, bool exact);
+    ///@}
+
+    /** \name Deleting, copying, collecting */
+    ///@{
+
+    /**
+     * Deletes a file for good, or a folder with everything in it, hidden entries included. Links
+     * inside a folder and system files are left alone, and so the folder that holds one.
+     *
+     * \return whether everything is gone; after false a folder may be partly emptied
+     */
+    static bool erase(const QFileInfo& info);
+    static bool erase(const QString& path);
+
+    /**
+     * Moves a file or folder to the recycle bin or trash, where the user can restore it. Nothing is
+     * ever deleted for good: what cannot be moved stays where it is. May show the system's dialogs.
+     *
+     * \return whether it was moved
+     */
+    static bool moveToTrash(QFileInfo info);
+
+    /**
+     * Copies up to \a maxBytes bytes from one open device to the other in chunks of at most 16384
+     * bytes. When the source has nothing at the moment, waits up to \a waitMsecs milliseconds for
+     * more, again and again until a wait is in vain; with 0 or less the source is asked again at
+     * once, which keeps a processor busy.
+     *
+     * \return the bytes that \a target accepted
+     */
+    static qint64 copy(QIODevice* source, QIODevice* target, qint64 maxBytes, int waitMsecs);
+
+    /**
+     * The same with files given by their names. They are opened in text mode, so line ends are
+     * converted where the system's differ; give open devices to copy bytes exactly. A target file
+     * is created, or emptied first, even when the source cannot be opened.
+     */
+    static qint64 copy(QIODevice* source, const QString& target, qint64 maxBytes, int waitMsecs);
+    static qint64 copy(const QString& source, QIODevice* target, qint64 maxBytes, int waitMsecs);
+    static qint64 copy(const QString& source, const QString& target, qint64 maxBytes,
+                       int waitMsecs);
+
+    /**
+     * The sizes in bytes of the files that \a dir lists under \a nameFilters (the folder's own when
+     * empty) and \a filters, added up. With \a recursive the folders that are listed are
+     * walked too: \a filters has to include QDir::Dirs, or QDir::AllDirs along with name filters.
+     */
+    static qint64 dirSize(const QDir& dir, const QStringList& nameFilters, QDir::Filters filters,
+                          bool recursive);
+
+    /**
+     * The visible files in \a dir whose names match one of \a nameFilters, all when it is empty.
+     * With \a recursive the files of a sub-folder stand where the folder stands in its parent's
+     * order \a sort. Folders themselves are never in the result.
+     */
+    static QList<QFileInfo> findFiles(const QDir& dir, const QStringList& nameFilters,
+                                      bool recursive, QDir::SortFlags sort);
+
+    /** The same with the filters in one text, separated by ";;" as in "*.jpg;;*.png". */
+    static QList<QFileInfo> findFiles(const QDir& dir, const QString& patterns, bool recursive,
+                                      QDir::SortFlags sort);
+    ///@}
+
+    /** \name Whole files
+     *  Files given by a path are read and written in text mode: line ends are converted where the
+     *  system's differ, and reading drops carriage returns everywhere. */
+    ///@{
+
+    /**
+     * Everything that the open \a device still delivers, as text. The device stays open.
+     *
+     * \throws IOException when the text stream ends in a bad state
+     */
+    static QString readText(QIODevice* device);
+
+    /** \throws FileException when the file cannot be opened or read */
+    static QString readText(const QString& path);
+
+    /** Writes \a text to the open \a device. A failure shows in the device only. */
+    static void copyText(const QString& text, QIODevice* device);
+
+    /** Whether readText() of the device or file is \a text; throws as that does. */
+    static bool equalsText(QIODevice* device, const QString& text);
+    static bool equalsText(const QString& path, const QString& text);
+
+    /** \throws FileException when the file cannot be opened or read */
+    static QByteArray readBytes(const QString& path);
+
+    /**
+     * Makes \a data the whole contents of a file, which is created when missing.
+     *
+     * \return the number of bytes written, at most the largest int; -1 when not all could be
+     *         written, and the file then holds at most the beginning of \a data
+     * \throws FileException when the file cannot be opened
+     */
+    static int writeBytes(const QByteArray& data, const QString& path);
+
+    /**
+     * The comment of the file or folder at \a path; empty when it has none. A comment ends at its
+     * first zero character.
+     */
+    static QString comment(const QString& path);
+
+    /**
+     * Makes \a text the comment of the file or folder at \a path; an empty one takes it away. The
+     * contents, the permissions and the time of the last modification stay as they are. Nothing is
+     * reported, and nothing happens where the caller may not write.
+     *
+     * Windows keeps it in the stream "comment" of an NTFS file. Linux keeps it, in UTF-8, in the
+     * extended attribute user.xdg.comment, which file managers show; where the file system has none
+     * or no room for it, in a file of the same name with ":comment" behind it, in the same folder.
+     */
+    static void comment(const QString& path, const QString& text);
+    ///@}
+
+    /** \name Dialogs
+     *  Each runs Qt's dialog for its purpose, modal to \a parent when there is one, and answers
+     *  whether the user chose something. \a filter is as for QFileDialog, such as "Images (*.png)".
+     *  The forms with settings begin in the folder stored as a text under \a key and store one there
+     *  when the user chose; after a cancelled dialog the settings are unchanged. */
+    ///@{
+
+    /**
+     * Asks for a file to open. \a dir and \a file are the folder and the name to begin with, and
+     * afterwards those of the chosen file. A \a dir that does not exist is made empty even when the
+     * dialog is cancelled.
+     */
+    static bool openFileDialog(QString& dir, QString& file, const QString& caption = QString(),
+                               const QString& filter = QString(), QWidget* parent = nullptr);
+
+    /**
+     * Asks for a file to save to, as openFileDialog() does; an existing one has to be confirmed.
+     * \a selectedFilter is the filter to begin with, and afterwards the one that was selected.
+     */
+    static bool saveFileDialog(QString& dir, QString& file, const QString& caption = QString(),
+                               const QString& filter = QString(), QWidget* parent = nullptr,
+                               QString* selectedFilter = nullptr);
+
+    /** Asks for files to open; \a files are their paths, none when the dialog was cancelled. */
+    static bool openFilesDialog(const QString& dir, QStringList& files,
+                                const QString& caption = QString(),
+                                const QString& filter = QString(), QWidget* parent = nullptr);
+
+    /** Asks for a folder; \a dir is the one to begin with, and afterwards the chosen one. */
+    static bool openDirectoryDialog(QString& dir, const QString& caption = QString(),
+                                    const QString& ignoredText = QString(),
+                                    QWidget* parent = nullptr);
+
+    /**
+     * Asks for a file to open, beginning in the remembered folder, or in \a defaultDir as long as
+     * there is none. \a file is the name to begin with, and afterwards the path of the chosen file.
+     */
+    static bool openFileDialog(QSettings* settings, const QString& key, QString& file,
+                               const QString& caption = QString(),
+                               const QString& filter = QString(), QWidget* parent = nullptr,
+                               QString defaultDir = QString());
+
+    /** Asks for a file to save to, and remembers its folder as openFileDialog() does. */
+    static bool saveFileDialog(QSettings* settings, const QString& key, QString& file,
+                               const QString& caption = QString(),
+                               const QString& filter = QString(), QWidget* parent = nullptr,
+                               QString defaultDir = QString(), QString* selectedFilter = nullptr);
+
+    /**
+     * Asks for files to open, beginning in the remembered folder. That one does not follow the
+     * chosen files: it is stored again as it was, empty when there was none.
+     */
+    static bool openFilesDialog(QSettings* settings, const QString& key, QStringList& files,
+                                const QString& caption = QString(),
+                                const QString& filter = QString(), QWidget* parent = nullptr);
+
+    /** Asks for a folder, beginning in the remembered one, and remembers the chosen one. */
+    static bool openDirectoryDialog(QSettings* settings, const QString& key, QString& dir,
+                                    const QString& caption = QString(),
+                                    const QString& ignoredText = QString(),
+                                    QWidget* parent = nullptr);
+    ///@}
+
+    /**
+     * Shows \a file of the folder \a dir, or \a dir itself when \a file is empty, selected in a
+     * window of the system's file manager. Returns at once; an item that does not exist, or a file
+     * manager that cannot be started, is passed over in silence.
+     */
+    static void showDesktopWindow(const QString& dir, const QString& file = QString());
+
+private:
+    static QString WinFindFolder(int csidl);
+    static void findFiles(const QDir& dir, const QStringList& nameFilters, bool recursive,
+                          QDir::SortFlags sort, QList<QFileInfo>& result);
+};
+
+} // namespace kel
+#endif
