@@ -64,7 +64,7 @@ public:
 
     /**
      * \a name made safe as a file name: each UTF-16 unit but the ASCII letters, the digits and
-     * `,.'!#$%&()[]{}+-=^_~@` becomes an underscore, so a character beyond U+FFFF becomes two.
+     * ``,.'!#$%&()[]{}+-=^_~@`` becomes an underscore, so a character beyond U+FFFF becomes two.
      */
     static QString nativeFileName(const QString& name);
 
@@ -101,6 +101,7 @@ public:
     /** Where data goes that follows the user; Linux: XDG_CONFIG_HOME, mostly ~/.config. */
     static QDir userDataDir();
 
+    /** Linux: the documents folder of user-dirs.dirs, mostly ~/Documents in the user's language. */
     static QDir userDocumentsDir();
 
     /** The recycle bin; Linux: the files folder of the home trash. */
@@ -115,9 +116,9 @@ public:
     static bool inApplicationsDir(const QString& path);
 
     /**
-     * Creates a folder "temp1", "temp2" and so on in the system's temporary folder, the first that
-     * is free, and returns its absolute path. The folder is new and, on Linux, open to its owner
-     * only: threads and processes that call this at once get different ones. The caller removes it.
+     * Creates a folder "temp1", "temp2" and so on in QDir::temp(), the first that is free, and
+     * returns its absolute path. The folder is new and, on Linux, open to its owner only: threads
+     * and processes that call this at once get different ones. The caller removes it.
      *
      * When no folder can be created, the path that is returned names nothing.
      */
@@ -145,8 +146,8 @@ public:
      * With \a exact, when there is a file or folder of that name. Without, when any visible entry's
      * name begins with the stem of \a name, which is \a name without its extension, in any letter
      * case: "report.txt" is taken by "Report.pdf" and "reporting.doc". In the stem * stands for any
-     * text and each of ?, [ and ] for one UTF-16 unit. A name with an empty stem, such as ".cfg",
-     * is always tested exactly; one with a folder in it is only found with \a exact.
+     * text and each of ?, [ and ] for one character. A name with an empty stem, such as ".cfg", is
+     * always tested exactly; one with a folder in it is only found with \a exact.
      */
     static bool exists(const QDir& dir, const QString& name, bool exact);
 
@@ -160,7 +161,7 @@ public:
      *
      * \a counterFormat puts the counter into words as printf() does, `_%d` for instance: UTF-8 text
      * with one conversion d, i, u, o, x or X, which may have flags, a width and a precision of up
-     * to 255. Size letters as in `%ld` change nothing, `%%` is a percent sign. Without a conversion
+     * to 999. Size letters as in `%ld` change nothing, `%%` is a percent sign. Without a conversion
      * there is just one name to try, and with any other in the text none.
      *
      * \return the name; null when all that there are to try are taken
@@ -252,8 +253,10 @@ public:
     /** Writes \a text to the open \a device. A failure shows in the device only. */
     static void copyText(const QString& text, QIODevice* device);
 
-    /** Whether readText() of the device or file is \a text; throws as that does. */
+    /** Whether readText() of the device is \a text, letter case included; throws as that does. */
     static bool equalsText(QIODevice* device, const QString& text);
+
+    /** Whether readText() of the file is \a text, letter case included; throws as that does. */
     static bool equalsText(const QString& path, const QString& text);
 
     /** \throws FileException when the file cannot be opened or read */
@@ -289,8 +292,8 @@ public:
     /** \name Dialogs
      *  Each runs Qt's dialog for its purpose, modal to \a parent when there is one, and answers
      *  whether the user chose something. \a filter is as for QFileDialog, such as "Images (*.png)".
-     *  The forms with settings begin in the folder stored as a text under \a key and store one there
-     *  when the user chose; after a cancelled dialog the settings are unchanged. */
+     *  The forms with settings begin in the folder stored as a text under \a key and store one
+     *  there when the user chose; after a cancelled dialog the settings are unchanged. */
     ///@{
 
     /**
