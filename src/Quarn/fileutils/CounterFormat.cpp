@@ -1,0 +1,47 @@
+#include <Quarn/fileutils/CounterFormat_p.h>
+
+#include <QRegularExpression>
+
+namespace kel {
+
+CounterFormat::CounterFormat(const char* format)
+    : m_valid(format && parse(QString::fromUtf8(format)))
+{ }
+
+QString CounterFormat::text(int number) const
+{
+    return hasConversion()
+               ? m_before + QString::asprintf(m_conversion.constData(), number) + m_after
+               : m_before;
+}
+
+bool CounterFormat::parse(const QString& format)
+{
+    // Three digits of width or precision are more than any file name holds; without a limit a
+    // format could ask for a text of 2 GiB.
+    const QRegularExpression conversion(
+        QStringLiteral("\\G%([-+ #0]*\\d{0,3}(?:\\.\\d{0,3})?)(?:hh?|ll?|[jzt])?([diouxX])"));
+    const QLatin1Char percent('%');
+
+    for (decltype(format.size()) at = 0; at < format.size();) {
+        QString& literal = hasConversion() ? m_after : m_before;
+        const QRegularExpressionMatch match = conversion.match(format, at);
+        if (match.hasMatch()) {
+            if (hasConversion())
+                return false;
+            m_conversion = QString(percent + match.captured(1) + match.captured(2)).toLatin1();
+            at = match.capturedEnd();
+        } else if (format.at(at) != percent) {
+            literal += format.at(at);
+            ++at;
+        } else if (format.mid(at, 2) == QLatin1String("%%")) {
+            literal += percent;
+            at += 2;
+        } else {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace kel
