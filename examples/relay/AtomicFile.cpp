@@ -35,9 +35,7 @@ QString withoutLinks(const QString& path)
 QString nameBeside(const QString& target)
 {
     const quint64 random = QRandomGenerator::system()->generate64();
-    return QStringLiteral("%1/.relay-%2")
-        .arg(QFileInfo(target).path())
-        .arg(random, 16, 16, QLatin1Char('0'));
+    return QFileInfo(target).path() + QStringLiteral("/.relay-") + QString::number(random, 16);
 }
 
 /** Whether the descriptor's data is on the disk; some file systems cannot tell. */

@@ -18,8 +18,7 @@ QString tooLarge(const InputFile& input, const QString& reason, qint64 size)
 {
     return QStringLiteral(
                "cannot relay %1: %2 (%3 bytes; the shared buffer holds just under 2 GiB)")
-        .arg(input.name(), reason)
-        .arg(size);
+        .arg(input.name(), reason, QString::number(size));
 }
 
 } // namespace

@@ -294,7 +294,8 @@ void RelayTest::refuses_data()
     add("follow without time", "--follow 0 data", "--follow takes seconds");
     add("follow standard input", "--follow 1 -", "--follow needs a file");
     add("signature without key", "--signature rsa.sig data", "need each other");
-    add("missing input", "--save copy missing", "missing: No such file or directory");
+    add("missing input", "--save copy 9%1%2", "9%1%2: No such file or directory");
+    add("failing input", "--save copy /proc/self/mem", "/proc/self/mem: Input/output error");
     add("folder as input", "--save copy .", "Is a directory");
     add("input beyond the buffer", "--save copy large", "holds just under 2 GiB");
     add("missing key", "--signature rsa.sig --key missing data", "No such file or directory");
