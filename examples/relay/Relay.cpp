@@ -26,7 +26,7 @@ enum ExitStatus {
 };
 
 // Where the late reader joins an input of unknown size.
-constexpr qint64 lateReaderBytes = 1024 * 1024;
+constexpr qint64 lateReaderBytes = 1 << 20;
 
 } // namespace
 
