@@ -1,0 +1,115 @@
+#include <Quarn/access/AccessTokenKeeper.h>
+
+#include <Quarn/companion/Log.h>
+#include <Quarn/companion/MutexLocker.h>
+#include <Quarn/platform/Logon_p.h>
+#include <Quarn/platform/SecretText_p.h>
+
+#include <algorithm>
+#include <mutex>
+
+namespace kel {
+namespace {
+
+std::mutex instanceMutex; // guards AccessTokenKeeper::m_instance
+
+/** Wipes a password that was passed by value, however the call ends. */
+class Wiper
+{
+public:
+    explicit Wiper(std::wstring& text) : m_text(text) { }
+    Wiper(const Wiper&) = delete;
+    Wiper& operator=(const Wiper&) = delete;
+    ~Wiper() { wipe(m_text); }
+
+private:
+    std::wstring& m_text;
+};
+
+void warnOfPasswordChange(const std::wstring& scope, const std::wstring& user)
+{
+    Log::instance().write(Log::Warning, L"Changing password for: " + scope + L" / " + user
+                                            + L" Is this intended?");
+}
+
+} // namespace
+
+struct AccessTokenKeeper::Entry
+{
+    SecretText password;
+    void* token;
+};
+
+AccessTokenKeeper* AccessTokenKeeper::m_instance = nullptr;
+
+AccessTokenKeeper::AccessTokenKeeper() : m_logonFunctions(logonFunctions())
+{ }
+
+AccessTokenKeeper::~AccessTokenKeeper()
+{
+    for (; !m_tokens.empty(); m_tokens.erase(m_tokens.begin()))
+        m_logonFunctions.close(m_tokens.begin()->second->token);
+}
+
+AccessTokenKeeper* AccessTokenKeeper::instance()
+{
+    const std::lock_guard<std::mutex> lock(instanceMutex);
+    if (!m_instance)
+        m_instance = new AccessTokenKeeper;
+    return m_instance;
+}
+
+void AccessTokenKeeper::killInstance()
+{
+    std::unique_lock<std::mutex> lock(instanceMutex);
+    const std::unique_ptr<AccessTokenKeeper> ending(std::exchange(m_instance, nullptr));
+    lock.unlock();
+}
+
+void* AccessTokenKeeper::getLoggedOnToken(std::wstring scope, std::wstring user,
+                                          std::wstring password)
+{
+    const Wiper wiper(password);
+    const MutexLocker locker(m_lock, true);
+    Tokens::key_type key(std::move(scope), std::move(user));
+    const auto found = m_tokens.find(key);
+    if (found != m_tokens.end() && found->second->password == password)
+        return found->second->token;
+
+    // All that can fail for want of memory comes before the old token is closed.
+    auto renewed = std::make_unique<Entry>(Entry{SecretText(password), invalidToken()});
+    if (found == m_tokens.end()) {
+        Tokens fresh;
+        fresh.emplace(std::move(key), std::move(renewed));
+        return logOn(fresh.extract(fresh.begin()), password);
+    }
+    warnOfPasswordChange(key.first, key.second);
+    m_invalidTokens.push_back(found->second->token);
+    m_logonFunctions.close(found->second->token);
+    Tokens::node_type entry = m_tokens.extract(found);
+    entry.mapped() = std::move(renewed);
+    return logOn(std::move(entry), password);
+}
+
+/** Caches \a entry with the token of a new logon; a logon that fails in any way drops it. */
+void* AccessTokenKeeper::logOn(Tokens::node_type entry, const std::wstring& password)
+{
+    void* token = invalidToken();
+    if (!m_logonFunctions.logOn(entry.key().second, password, &token))
+        return invalidToken();
+    // Windows gives the value of a closed handle out again.
+    m_invalidTokens.erase(std::remove(m_invalidTokens.begin(), m_invalidTokens.end(), token),
+                          m_invalidTokens.end());
+    entry.mapped()->token = token;
+    m_tokens.insert(std::move(entry));
+    return token;
+}
+
+bool AccessTokenKeeper::isTokenValid(void* token) const
+{
+    const MutexLocker locker(m_lock, true);
+    return std::find(m_invalidTokens.begin(), m_invalidTokens.end(), token)
+           == m_invalidTokens.end();
+}
+
+} // namespace kel

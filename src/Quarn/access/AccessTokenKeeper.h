@@ -1,0 +1,91 @@
+#ifndef QUARN_ACCESS_ACCESSTOKENKEEPER_H
+#define QUARN_ACCESS_ACCESSTOKENKEEPER_H
+
+#include <Quarn/companion/Mutex.h>
+#include <Quarn/quarn_export.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kel {
+struct LogonFunctions;
+
+/**
+ * \brief A cache of logon tokens: each user is logged on once, and again when the password changes.
+ *
+ * A token keeps the caller's identity on this machine and presents the user's credentials on
+ * outbound connections: on Windows, what LogonUserW answers for LOGON32_LOGON_NEW_CREDENTIALS.
+ * Elsewhere it only stands for the credentials, which the process keeps until it is closed.
+ *
+ *     AccessTokenKeeper* const keeper = AccessTokenKeeper::instance();
+ *     void* const token = keeper->getLoggedOnToken(L"backup", user, password);
+ *     if (token == INVALID_HANDLE_VALUE)
+ *         return false;
+ *
+ * \par Ownership
+ * The keeper owns every token that it hands out and closes it when another password replaces it,
+ * or with itself. Callers never close one. Whoever holds on to a token asks isTokenValid() before
+ * using it again.
+ *
+ * \par Passwords
+ * They are kept in memory that is left out of core dumps, locked as far as the process may, and
+ * wiped. The strings that the caller keeps are the caller's to wipe.
+ *
+ * \par Threads
+ * Every call may come from any thread, but the destructor and killInstance(), which end the keeper
+ * for all. One logon runs at a time, and other callers wait for it. A password change is written
+ * to the log meanwhile, so the log's stream must not call the keeper.
+ */
+class QUARN_EXPORT AccessTokenKeeper
+{
+public:
+    /** A keeper of its own, which knows nothing of the tokens of others. */
+    AccessTokenKeeper();
+    AccessTokenKeeper(const AccessTokenKeeper&) = delete;
+    AccessTokenKeeper& operator=(const AccessTokenKeeper&) = delete;
+    /** Closes all tokens. */
+    ~AccessTokenKeeper();
+
+    /** The keeper of the process, made by the first call. It lives until killInstance(). */
+    static AccessTokenKeeper* instance();
+
+    /** Destroys the keeper of the process, if there is one; the next instance() is a new one. */
+    static void killInstance();
+
+    /**
+     * The token of \a user, logged on with \a password if it isn't yet. \a scope tells apart
+     * tokens of one user that are to be separate. Scope, user and password are compared exactly,
+     * letter case included.
+     *
+     * A \a password other than the last one closes the user's token in this scope, which is from
+     * then on invalid, writes a warning to the log, and logs on anew. A failed logon leaves nothing
+     * behind, so that the next call tries again.
+     *
+     * \return the token; INVALID_HANDLE_VALUE, which is (void*)-1, when the logon failed
+     * \throws std::bad_alloc when memory is short; no token is lost by it
+     */
+    [[nodiscard]] void* getLoggedOnToken(std::wstring scope, std::wstring user,
+                                         std::wstring password);
+
+    /** False when \a token was closed because of another password; true for everything else. */
+    [[nodiscard]] bool isTokenValid(void* token) const;
+
+private:
+    struct Entry;
+    using Tokens = std::map<std::pair<std::wstring, std::wstring>, std::unique_ptr<Entry>>;
+
+    void* logOn(Tokens::node_type entry, const std::wstring& password);
+
+    static AccessTokenKeeper* m_instance;
+
+    Tokens m_tokens; // by scope and user; each is open
+    std::vector<void*> m_invalidTokens; // replaced and closed
+    mutable Mutex m_lock; // guards both; taken before the log's mutex, held during logons
+    const LogonFunctions& m_logonFunctions;
+};
+
+} // namespace kel
+#endif
