@@ -1,0 +1,151 @@
+#ifndef QUARN_ACCESS_KELFILEACCESS_H
+#define QUARN_ACCESS_KELFILEACCESS_H
+
+#include <Quarn/quarn_export.h>
+
+#include <QByteArray>
+#include <QFile>
+#include <QMutex>
+#include <QString>
+#include <QThread>
+#include <QWaitCondition>
+
+#include <atomic>
+
+namespace kel {
+
+/**
+ * \brief Opens, reads, writes and closes one file, directly or on a worker thread of its own.
+ *
+ * In direct mode, after `open(mode, false)`, every call does its work before it returns. In
+ * threaded mode, after `open(mode, true)`, a call hands its work to the worker thread, which this
+ * object is, and returns at once; readFinished() or writeFinished() tells that it is done.
+ * Every threaded request is one of:
+ *
+ * | Request                                                        | What becomes of it         |
+ * |----------------------------------------------------------------|----------------------------|
+ * | while another one is pending or carried out                    | dropped; open() says false |
+ * | open() of a file that is not closed, anything else if not open | dropped; open() says false |
+ * | on the worker thread: from a directly connected slot           | dropped; open() says false |
+ * | any other, so also the next one of a slot with queued signals  | carried out once           |
+ *
+ * A request made before QThread::start() waits for it. After a threaded open that failed only a
+ * direct open() is accepted; error() tells the reason.
+ *
+ * \par Opening
+ * No signal tells that a threaded open is done, and until it is, a read or a write is dropped. A
+ * program that wants to go on at once opens directly and then switches over: the second open() is
+ * refused, since the file is open, but chooses the mode.
+ * \snippet background-save/main.cpp open
+ * The following write is then sure to be accepted, and so is each one made when the one before
+ * has signalled its end:
+ * \snippet background-save/main.cpp write
+ *
+ * \par Threads
+ * Requests may come from any thread and never block. The signals are emitted on the worker thread;
+ * a slot of an object that lives elsewhere is queued to its thread. exists(), size() and error()
+ * may be called at any time. Direct calls wait for a request that is being carried out.
+ *
+ * \par Ending
+ * Only the destructor ends the worker: quit() and exit() don't, and waiting for it afterwards takes
+ * forever. The destructor lets it carry out what was accepted, waits for that and closes the file.
+ * Delete the object in any queued slot, or call deleteLater(). On the worker thread, in a directly
+ * connected slot, deleting it is a fatal error, as a thread cannot wait for its own end; in a slot
+ * that the worker waits for (Qt::BlockingQueuedConnection) it would wait forever.
+ */
+class QUARN_EXPORT KelFileAccess : public QThread
+{
+    Q_OBJECT
+
+public:
+    /** Neither opens \a fileName nor starts the thread. */
+    explicit KelFileAccess(const QString& fileName, QObject* parent = nullptr);
+    ~KelFileAccess() override;
+
+    /** Stores both; files are accessed as the process's user all the same. */
+    void setUserAndPassword(const QString& user, const QString& password);
+
+    /**
+     * Chooses the mode, whatever the result, and opens the file.
+     *
+     * \return direct: whether the file was opened; threaded: whether the request was accepted
+     */
+    bool open(QIODevice::OpenMode mode, bool threaded);
+    void close();
+
+    /**
+     * Replaces \a target with the next bytes of the file, at most \a maxSize, fewer at its end,
+     * after an error or when memory doesn't suffice. In threaded mode \a target must be left alone
+     * until readFinished().
+     */
+    void read(QByteArray& target, qint64 maxSize);
+
+    /**
+     * Writes all of \a data, as far as the file takes it, past every buffer of the process. In
+     * threaded mode the bytes are shared until writeFinished(), not copied.
+     */
+    void write(const QByteArray& data);
+
+    bool exists() const;
+    /** In bytes; while a request is carried out, that of the file with this name. */
+    qint64 size() const;
+    /** Of the last operation that was carried out; that of a threaded open included. */
+    QFile::FileError error() const;
+
+Q_SIGNALS:
+    /** A threaded read is done; \a bytesRead is the size of the target, 0 after an error too. */
+    void readFinished(qint64 bytesRead);
+    /**
+     * A threaded write is done; \a bytesWritten is less than the size of the data after an error,
+     * -1 when nothing was written.
+     */
+    void writeFinished(qint64 bytesWritten);
+
+private:
+    enum State : qint32 { Closed, Opened, Reading, Writing, OpenFailed };
+    enum Request : qint32 { NoRequest, OpenRequest, CloseRequest, ReadRequest, WriteRequest };
+
+    Q_DISABLE_COPY(KelFileAccess)
+
+    bool impersonate() const;
+    void revertToSelf() const;
+
+    bool isThreaded();
+    void setState(State state);
+    template <typename Store>
+    bool handOver(Request request, State needed, Store store);
+
+    void run() override;
+    Request nextRequest();
+    void carryOut(Request request);
+    void requestDone(State state);
+
+    // With m_fileMutex held:
+    bool openFile(QIODevice::OpenMode mode);
+    void closeFile();
+    QByteArray readFile(qint64 maxSize);
+    qint64 writeFile(const QByteArray& data);
+
+    State m_state; // guarded by m_mutex
+    Request m_request; // guarded by m_mutex; kept until it has been carried out
+    bool m_threaded; // guarded by m_mutex
+    bool m_ending; // guarded by m_mutex
+    const QString m_fileName;
+    QFile m_file; // guarded by m_fileMutex
+    std::atomic<QFile::FileError> m_error; // of m_file
+    // The details of the request: written with m_mutex held while there is none, then the worker's.
+    QIODevice::OpenMode m_openMode;
+    QByteArray* m_pendingBuffer; // borrowed
+    QByteArray m_pendingData;
+    qint64 m_maxSize;
+    QString m_user;
+    QString m_password; // shared with nobody, to be wiped
+    QMutex m_mutex; // a leaf, held for instants
+    // Held while the file is worked on and until m_state tells so, never while a signal is emitted.
+    // Taken before m_mutex.
+    mutable QMutex m_fileMutex;
+    QWaitCondition m_waitCondition; // there is a request, or the worker is to end
+};
+
+} // namespace kel
+#endif

@@ -1,0 +1,60 @@
+#include <Quarn/access/fileTransfer_p.h>
+
+#include <QIODevice>
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+namespace kel {
+namespace {
+
+using Size = decltype(QByteArray().size()); // not the same in Qt 5 and Qt 6
+
+constexpr qint64 firstPiece = 16384;
+constexpr qint64 largestArray = std::numeric_limits<Size>::max() - 64; // Qt's header goes off
+
+bool grow(QByteArray& bytes, qint64 size)
+{
+    try {
+        bytes.resize(Size(size));
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+} // namespace
+
+QByteArray readUpTo(QIODevice& device, qint64 maxSize)
+{
+    const qint64 limit = std::min(maxSize, largestArray);
+    QByteArray bytes;
+    qint64 size = 0;
+    while (size < limit) {
+        const qint64 piece = std::min(limit - size, std::max(size, firstPiece));
+        if (!grow(bytes, size + piece))
+            break;
+        const qint64 count = std::max(device.read(bytes.data() + size, piece), qint64(0));
+        size += count;
+        bytes.resize(Size(size));
+        if (count < piece)
+            break;
+    }
+    return bytes;
+}
+
+qint64 writeAll(QIODevice& device, const QByteArray& data)
+{
+    qint64 written = 0;
+    do {
+        // A short count comes without an error; only the next attempt tells the reason.
+        const qint64 count = device.write(data.constData() + written, data.size() - written);
+        if (count <= 0)
+            return written > 0 ? written : count;
+        written += count;
+    } while (written < data.size());
+    return written;
+}
+
+} // namespace kel

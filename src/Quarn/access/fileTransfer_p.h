@@ -1,0 +1,24 @@
+#ifndef QUARN_ACCESS_FILETRANSFER_P_H
+#define QUARN_ACCESS_FILETRANSFER_P_H
+
+#include <QByteArray>
+
+class QIODevice;
+
+namespace kel {
+
+/**
+ * Reads up to \a maxSize bytes. Unlike QIODevice::read(), memory is taken as bytes come and not
+ * for \a maxSize at once; when it runs out, what has been read is returned and the rest stays.
+ */
+QByteArray readUpTo(QIODevice& device, qint64 maxSize);
+
+/**
+ * Writes \a data to the end or to the first error, which \a device then reports.
+ *
+ * \return the number of bytes written; -1 when an error prevented all of them
+ */
+qint64 writeAll(QIODevice& device, const QByteArray& data);
+
+} // namespace kel
+#endif
