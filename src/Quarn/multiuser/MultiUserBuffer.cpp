@@ -3,6 +3,7 @@
 #include <Quarn/companion/deviceFailure_p.h>
 #include <Quarn/companion/narrow_p.h>
 #include <Quarn/multiuser/MultiUserReader.h>
+#include <Quarn/multiuser/ReaderConnections_p.h>
 #include <Quarn/multiuser/WriteNotifier_p.h>
 
 #include <QEvent>
@@ -25,13 +26,16 @@ MultiUserBuffer::MultiUserBuffer(QObject* parent) : MultiUserBuffer(nullptr, par
 
 MultiUserBuffer::MultiUserBuffer(QByteArray* byteArray, QObject* parent)
     : QBuffer(byteArray, parent), m_size(QBuffer::size()), m_open(false),
-      m_notifier(new WriteNotifier(this))
+      m_readers(std::make_shared<ReaderConnections>(this)),
+      m_notifier(new WriteNotifier(this, m_readers))
 {
     m_open = QBuffer::open(QIODevice::WriteOnly);
 }
 
 MultiUserBuffer::MultiUserBuffer(const QByteArray& data, QObject* parent)
-    : QBuffer(parent), m_size(0), m_open(false), m_notifier(new WriteNotifier(this))
+    : QBuffer(parent), m_size(0), m_open(false),
+      m_readers(std::make_shared<ReaderConnections>(this)),
+      m_notifier(new WriteNotifier(this, m_readers))
 {
     setData(data);
     m_size = QBuffer::size();
@@ -71,7 +75,10 @@ bool MultiUserBuffer::open(OpenMode mode)
 void MultiUserBuffer::close()
 {
     const QMutexLocker locker(&m_lock);
-    QBuffer::close(); // forgets the error string
+    {
+        const ReaderConnections::Emission closing(m_readers, ReaderConnections::AboutToClose);
+        QBuffer::close(); // forgets the error string
+    }
     {
         const QMutexLocker errorLocker(&m_errorMutex);
         if (!m_errorText.isEmpty())

@@ -14,6 +14,7 @@
 
 namespace kel {
 class MultiUserReader;
+class ReaderConnections;
 class WriteNotifier;
 
 /**
@@ -168,6 +169,7 @@ private:
     std::atomic<bool> m_open; // set to false after m_size got its last value
     mutable QMutex m_errorMutex; // guards m_errorText; a leaf, nothing is emitted under it
     QString m_errorText; // what setErrorString() recorded
+    const std::shared_ptr<ReaderConnections> m_readers;
     std::unique_ptr<WriteNotifier> m_notifier;
 };
 

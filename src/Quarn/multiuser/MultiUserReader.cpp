@@ -1,9 +1,9 @@
 #include <Quarn/multiuser/MultiUserReader.h>
 
-#include <Quarn/companion/connect.h>
 #include <Quarn/companion/deviceFailure_p.h>
 #include <Quarn/companion/narrow_p.h>
 #include <Quarn/multiuser/MultiUserBuffer.h>
+#include <Quarn/multiuser/ReaderConnections_p.h>
 #include <Quarn/multiuser/ReaderWait_p.h>
 
 namespace kel {
@@ -31,12 +31,17 @@ MultiUserReader::MultiUserReader(boost::shared_ptr<MultiUserBuffer> buffer, bool
 void MultiUserReader::start()
 {
     QIODevice::open(QIODevice::ReadOnly | QIODevice::Unbuffered);
-    kel::connect(m_buffer, SIGNAL(bytesWritten(qint64)), this, SLOT(onBytesWritten(qint64)));
-    kel::connect(m_buffer, SIGNAL(aboutToClose()), this, SLOT(onBufferClose()));
+    if (m_buffer)
+        m_buffer->m_readers->add(this);
+    else
+        ReaderConnections::connect(nullptr, this);
 }
 
 MultiUserReader::~MultiUserReader()
 {
+    // Not left to the base: another reader may destroy the buffer once this one has no share in it.
+    if (m_buffer)
+        m_buffer->m_readers->remove(this);
     m_sharedBuffer.reset();
 }
 

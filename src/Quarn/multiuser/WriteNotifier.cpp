@@ -1,11 +1,12 @@
 #include <Quarn/multiuser/WriteNotifier_p.h>
 
+#include <Quarn/multiuser/ReaderConnections_p.h>
+
 #include <QCoreApplication>
 #include <QEvent>
 #include <QIODevice>
 #include <QThread>
 
-#include <condition_variable>
 #include <mutex>
 #include <utility>
 
@@ -13,14 +14,16 @@ namespace kel {
 
 struct WriteNotifier::State
 {
+    State(QIODevice* emitter, std::shared_ptr<ReaderConnections> connections)
+        : device(emitter), readers(std::move(connections))
+    { }
+
+    QIODevice* const device; // to be used in an emission that the readers' connections let begin
+    const std::shared_ptr<ReaderConnections> readers;
     std::mutex mutex; // guards all below; a leaf: nothing is called or emitted under it
-    std::condition_variable emissionDone;
-    QIODevice* device = nullptr; // null once the device is being destroyed
     Messenger* messenger = nullptr; // made by the first write
     bool posted = false; // an emission is on its way
     qint64 written = 0; // since the last emission
-    int emissions = 0; // running now, nested ones included; all in one thread
-    QThread* emitter = nullptr;
 };
 
 /**
@@ -45,47 +48,36 @@ private:
     static void deliver(std::shared_ptr<State> state)
     {
         std::unique_lock<std::mutex> lock(state->mutex);
-        if (!state->device || !state->posted)
+        if (!state->posted)
             return;
-        // Before the emission, so that a write from now on is followed by one of its own.
+        // Before the emission begins, so that a write from now on is followed by one of its own,
+        // which readers that come from now on get too.
         state->posted = false;
         const qint64 written = std::exchange(state->written, 0);
-        ++state->emissions;
-        state->emitter = QThread::currentThread();
-        QIODevice* const device = state->device;
         lock.unlock();
 
-        Q_EMIT device->bytesWritten(written);
-        lock.lock();
-        const bool alive = state->device;
-        lock.unlock();
-        if (alive)
-            Q_EMIT device->readyRead();
-
-        lock.lock();
-        if (--state->emissions == 0)
-            state->emissionDone.notify_all();
+        const ReaderConnections::Emission emission(state->readers, ReaderConnections::BytesWritten);
+        if (!emission)
+            return;
+        Q_EMIT state->device->bytesWritten(written);
+        if (state->readers->deviceLives())
+            Q_EMIT state->device->readyRead();
     }
 
     const std::shared_ptr<State> m_state;
 };
 
-WriteNotifier::WriteNotifier(QIODevice* device) : m_state(std::make_shared<State>())
-{
-    m_state->device = device;
-}
+WriteNotifier::WriteNotifier(QIODevice* device, std::shared_ptr<ReaderConnections> readers)
+    : m_device(device), m_state(std::make_shared<State>(device, std::move(readers)))
+{ }
 
 WriteNotifier::~WriteNotifier()
 {
+    m_state->readers->deviceEnds();
     std::unique_lock<std::mutex> lock(m_state->mutex);
-    m_state->device = nullptr;
-    m_state->emissionDone.wait(lock, [this] {
-        return m_state->emissions == 0 || m_state->emitter == QThread::currentThread();
-    });
     Messenger* const messenger = std::exchange(m_state->messenger, nullptr);
-    const bool emitting = m_state->emissions > 0;
     lock.unlock();
-    dispose(messenger, emitting);
+    dispose(messenger);
 }
 
 void WriteNotifier::bytesWritten(qint64 count)
@@ -99,13 +91,11 @@ void WriteNotifier::deviceMoves()
     std::unique_lock<std::mutex> lock(m_state->mutex);
     Messenger* const messenger = std::exchange(m_state->messenger, nullptr);
     const bool pending = std::exchange(m_state->posted, false);
-    const bool emitting = m_state->emissions > 0;
-    QIODevice* const device = m_state->device;
     lock.unlock();
-    dispose(messenger, emitting);
+    dispose(messenger);
     if (pending) // events posted to the device go with it
         QMetaObject::invokeMethod(
-            device, [this] { post(0); }, Qt::QueuedConnection);
+            m_device, [this] { post(0); }, Qt::QueuedConnection);
 }
 
 void WriteNotifier::post(qint64 count)
@@ -116,19 +106,19 @@ void WriteNotifier::post(qint64 count)
         return;
     if (!m_state->messenger) {
         m_state->messenger = new Messenger(m_state);
-        m_state->messenger->moveToThread(m_state->device->thread());
+        m_state->messenger->moveToThread(m_device->thread());
     }
     QCoreApplication::postEvent(m_state->messenger, new QEvent(QEvent::User));
     m_state->posted = true;
 }
 
-/** \a emitting tells that the messenger may be delivering further up in this very thread. */
-void WriteNotifier::dispose(Messenger* messenger, bool emitting)
+void WriteNotifier::dispose(Messenger* messenger) const
 {
     if (!messenger)
         return;
     const QThread* const home = messenger->thread();
-    const bool undisturbed = home == QThread::currentThread() && !emitting;
+    // The messenger may be delivering further up in this very thread.
+    const bool undisturbed = home == QThread::currentThread() && !m_state->readers->emittedHere();
     if (undisturbed || !home || home->isFinished())
         delete messenger;
     else

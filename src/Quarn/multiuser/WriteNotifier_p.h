@@ -8,6 +8,7 @@
 class QIODevice;
 
 namespace kel {
+class ReaderConnections;
 
 /**
  * \brief Emits a device's bytesWritten() and readyRead() from the event loop of its thread.
@@ -24,7 +25,7 @@ namespace kel {
 class WriteNotifier
 {
 public:
-    explicit WriteNotifier(QIODevice* device);
+    WriteNotifier(QIODevice* device, std::shared_ptr<ReaderConnections> readers);
     WriteNotifier(const WriteNotifier&) = delete;
     WriteNotifier& operator=(const WriteNotifier&) = delete;
     ~WriteNotifier();
@@ -40,8 +41,9 @@ private:
     class Messenger;
 
     void post(qint64 count);
-    static void dispose(Messenger* messenger, bool emitting);
+    void dispose(Messenger* messenger) const;
 
+    QIODevice* const m_device;
     const std::shared_ptr<State> m_state;
 };
 
