@@ -11,6 +11,22 @@
 #include <utility>
 
 namespace kel {
+namespace {
+
+/**
+ * Takes an object along when it is deleted itself. QObject::deleteLater() marks the object, without
+ * a lock, and the object's thread may be about to hand it an event.
+ */
+class Undertaker : public QObject
+{
+public:
+    explicit Undertaker(QObject* object) : m_object(object) { }
+
+private:
+    const std::unique_ptr<QObject> m_object;
+};
+
+} // namespace
 
 struct WriteNotifier::State
 {
@@ -116,13 +132,16 @@ void WriteNotifier::dispose(Messenger* messenger) const
 {
     if (!messenger)
         return;
-    const QThread* const home = messenger->thread();
+    QThread* const home = messenger->thread();
     // The messenger may be delivering further up in this very thread.
     const bool undisturbed = home == QThread::currentThread() && !m_state->readers->emittedHere();
-    if (undisturbed || !home || home->isFinished())
+    if (undisturbed || !home || home->isFinished()) {
         delete messenger;
-    else
-        messenger->deleteLater();
+        return;
+    }
+    auto* const undertaker = new Undertaker(messenger);
+    undertaker->moveToThread(home);
+    undertaker->deleteLater();
 }
 
 } // namespace kel
