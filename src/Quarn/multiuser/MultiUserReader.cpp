@@ -6,6 +6,8 @@
 #include <Quarn/multiuser/ReaderConnections_p.h>
 #include <Quarn/multiuser/ReaderWait_p.h>
 
+#include <utility>
+
 namespace kel {
 namespace {
 
@@ -15,7 +17,7 @@ constexpr int waitSliceMsecs = 5000;
 
 MultiUserReader::MultiUserReader(MultiUserBuffer* buffer, bool blocking, QObject* parent)
     : QIODevice(parent), m_buffer(buffer), m_blocking(blocking), m_seekExpected(false),
-      m_runningWaits(0)
+      m_readyReadDue(false), m_emittingReadyRead(false), m_runningWaits(0)
 {
     start();
 }
@@ -23,7 +25,8 @@ MultiUserReader::MultiUserReader(MultiUserBuffer* buffer, bool blocking, QObject
 MultiUserReader::MultiUserReader(boost::shared_ptr<MultiUserBuffer> buffer, bool blocking,
                                  QObject* parent)
     : QIODevice(parent), m_buffer(buffer.get()), m_sharedBuffer(std::move(buffer)),
-      m_blocking(blocking), m_seekExpected(false), m_runningWaits(0)
+      m_blocking(blocking), m_seekExpected(false), m_readyReadDue(false),
+      m_emittingReadyRead(false), m_runningWaits(0)
 {
     start();
 }
@@ -215,7 +218,15 @@ qint64 MultiUserReader::streamSize() const
 void MultiUserReader::onBytesWritten(qint64)
 {
     endWaits(ReaderWait::Written);
-    Q_EMIT readyRead();
+    m_readyReadDue = true;
+    if (m_emittingReadyRead)
+        return; // a slot of it waits: were it called again, each write would nest it deeper
+    m_emittingReadyRead = true;
+    const QPointer<MultiUserReader> alive(this);
+    while (alive && std::exchange(m_readyReadDue, false))
+        Q_EMIT readyRead();
+    if (alive)
+        m_emittingReadyRead = false;
 }
 
 void MultiUserReader::onBufferClose()

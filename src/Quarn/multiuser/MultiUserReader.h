@@ -41,6 +41,7 @@ class ReaderWait;
  * \par Waiting
  * Reads and peeks wait in a local event loop, so timers and queued slots of this thread run
  * meanwhile. A slot may read from the same reader, and wait again; it must not delete the reader.
+ * While a slot of readyRead() runs, readyRead() isn't emitted again, but once after it has returned.
  * A wait goes on, and events with it, when QThread::quit() or QCoreApplication::quit() is called
  * meanwhile: only the producer ends the data.
  *
@@ -141,6 +142,8 @@ private:
     boost::shared_ptr<MultiUserBuffer> m_sharedBuffer;
     bool m_blocking;
     bool m_seekExpected; // after a line read QIODevice seeks to where it is
+    bool m_readyReadDue; // bytes came since the last emission
+    bool m_emittingReadyRead;
     std::vector<ReaderWait*> m_waits; // one for each depth of nested waits, made when needed
     std::size_t m_runningWaits;
 };
