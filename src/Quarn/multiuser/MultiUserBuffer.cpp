@@ -115,10 +115,11 @@ bool MultiUserBuffer::canReadLine() const
 
 void MultiUserBuffer::setErrorString(const QString& text)
 {
-    const QMutexLocker errorLocker(&m_errorMutex);
     // The default text records nothing; remembered, it would look like a failure as soon as the
-    // application's language changes.
-    m_errorText = isDeviceFailure(text) ? text : QString();
+    // application's language changes. Asked before the lock: translators are foreign code.
+    const QString recorded = isDeviceFailure(text) ? text : QString();
+    const QMutexLocker errorLocker(&m_errorMutex);
+    m_errorText = recorded;
     QBuffer::setErrorString(m_errorText);
 }
 
