@@ -116,16 +116,25 @@ void WriteNotifier::deviceMoves()
 
 void WriteNotifier::post(qint64 count)
 {
-    const std::lock_guard<std::mutex> lock(m_state->mutex);
+    std::unique_lock<std::mutex> lock(m_state->mutex);
     m_state->written += count;
-    if (m_state->posted)
-        return;
-    if (!m_state->messenger) {
-        m_state->messenger = new Messenger(m_state);
-        m_state->messenger->moveToThread(m_device->thread());
+    QThread* const home = m_device->thread();
+    Messenger* outdated = nullptr;
+    if (m_state->messenger && m_state->messenger->thread() != home) {
+        // Made by a write from another thread after deviceMoves(), but before the device did.
+        outdated = std::exchange(m_state->messenger, nullptr);
+        m_state->posted = false;
     }
-    QCoreApplication::postEvent(m_state->messenger, new QEvent(QEvent::User));
-    m_state->posted = true;
+    if (!m_state->posted) {
+        if (!m_state->messenger) {
+            m_state->messenger = new Messenger(m_state);
+            m_state->messenger->moveToThread(home);
+        }
+        QCoreApplication::postEvent(m_state->messenger, new QEvent(QEvent::User));
+        m_state->posted = true;
+    }
+    lock.unlock();
+    dispose(outdated);
 }
 
 void WriteNotifier::dispose(Messenger* messenger) const
