@@ -3,6 +3,7 @@
 #include <Quarn/multiuser/MultiUserBuffer.h>
 
 #include <QCoreApplication>
+#include <QEvent>
 #include <QPointer>
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -216,6 +217,34 @@ private Q_SLOTS:
         owner.quit();
         QVERIFY(owner.wait());
         QCOMPARE(elsewhere.load(), 0);
+    }
+
+    void writeDuringAMoveLeavesNoTrace()
+    {
+        class MovingBuffer : public Buffer
+        {
+        protected:
+            bool event(QEvent* event) override
+            {
+                const bool known = Buffer::event(event);
+                if (event->type() == QEvent::ThreadChange) // it still lives in the former thread
+                    std::thread([this] { write("abc", 3); }).join();
+                return known;
+            }
+        };
+        QThread owner;
+        auto* const buffer = new MovingBuffer;
+        connect(&owner, &QThread::finished, buffer, &QObject::deleteLater);
+        std::atomic<QThread*> emittedIn{nullptr};
+        connect(
+            buffer, &QIODevice::bytesWritten, buffer, [&] { emittedIn = QThread::currentThread(); },
+            Qt::DirectConnection);
+        buffer->moveToThread(&owner);
+        owner.start();
+        buffer->write("def", 3);
+        QTRY_COMPARE(emittedIn.load(), &owner);
+        owner.quit();
+        QVERIFY(owner.wait());
     }
 
     void survivesItsEndInASlot()

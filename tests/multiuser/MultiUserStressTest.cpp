@@ -108,17 +108,24 @@ private Q_SLOTS:
         SharedBuffer buffer = owner.makeBuffer();
         Findings findings;
         std::vector<std::thread> threads;
-        for (unsigned seed = 1; seed <= 16; ++seed)
-            threads.emplace_back([&, seed, buffer]() mutable {
+        for (unsigned seed = 1; seed <= 16; ++seed) {
+            // A wildcard disconnect must not silence the readers. These are connected before anything
+            // is written: unlike readers, others must not connect during an emission elsewhere.
+            std::vector<std::unique_ptr<QObject>> others(20);
+            for (std::unique_ptr<QObject>& other : others) {
+                other = std::make_unique<QObject>();
+                QObject::connect(
+                    buffer.get(), &QIODevice::bytesWritten, other.get(), [] {}, Qt::DirectConnection);
+            }
+            threads.emplace_back([&, seed, buffer, others = std::move(others)]() mutable {
                 Random random(seed);
-                for (int round = 0; round < 20; ++round) {
-                    QObject other; // a wildcard disconnect must not silence the readers
-                    QObject::connect(buffer.get(), &QIODevice::bytesWritten, &other, [] {});
+                for (const std::unique_ptr<QObject>& other : others) {
                     consume(buffer, qint64(random() % 100000), size, random, findings);
-                    QObject::disconnect(buffer.get(), nullptr, &other, nullptr);
+                    QObject::disconnect(buffer.get(), nullptr, other.get(), nullptr);
                 }
                 consume(std::move(buffer), size + 1, size, random, findings);
             });
+        }
         std::thread producer([buffer = std::move(buffer)] { produce(buffer, size, 99); });
         producer.join();
         for (std::thread& thread : threads)
@@ -180,6 +187,7 @@ private Q_SLOTS:
         QCOMPARE(findings.endedEarly.load(), 0);
         QVERIFY2(findings.longestWait < 4000, "a read slept a whole slice");
     }
+
 };
 
 QUARN_TEST(MultiUserStressTest)

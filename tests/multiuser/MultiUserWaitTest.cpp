@@ -4,10 +4,12 @@
 #include <Quarn/multiuser/MultiUserReader.h>
 
 #include <QElapsedTimer>
+#include <QSemaphore>
 #include <QTest>
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
 #include <ctime>
 #include <functional>
 
@@ -125,6 +127,34 @@ private Q_SLOTS:
         QVERIFY(!innerWait);
     }
 
+    void readyReadDoesNotNest()
+    {
+        MultiUserBuffer buffer;
+        MultiUserReader reader(&buffer, true);
+        int depth = 0;
+        int deepest = 0;
+        int total = 0;
+        connect(&reader, &QIODevice::readyRead, this, [&] {
+            deepest = std::max(deepest, ++depth);
+            char byte;
+            while (reader.read(&byte, 1) == 1) // waits
+                ++total;
+            --depth;
+        });
+        QTimer timer;
+        int left = 100;
+        connect(&timer, &QTimer::timeout, this, [&] {
+            if (left-- > 0)
+                buffer.write("x", 1);
+            else
+                buffer.close();
+        });
+        timer.start(0);
+        QTRY_COMPARE(total, 100);
+        QTRY_COMPARE(depth, 0);
+        QCOMPARE(deepest, 1);
+    }
+
     void quittingThreadReadsOn_data()
     {
         QTest::addColumn<int>("exitCode");
@@ -180,6 +210,41 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(worker.isFinished(), 8000);
         QVERIFY2(slowest < 4000, "slept a whole slice after the close");
     }
+
+    void readerMadeDuringAnEmissionIsTold()
+    {
+        QSemaphore emitting;
+        QSemaphore proceed;
+        QThread owner;
+        boost::shared_ptr<MultiUserBuffer> buffer(new MultiUserBuffer);
+        buffer->moveToThread(&owner);
+        connect(
+            buffer.get(), &QIODevice::bytesWritten, buffer.get(),
+            [&] {
+                emitting.release();
+                proceed.acquire();
+            },
+            Qt::DirectConnection);
+        owner.start();
+        buffer->write("abc", 3);
+        emitting.acquire();
+        MultiUserReader reader(buffer, true);
+        { // one that goes before it could be connected
+            const MultiUserReader fleeting(buffer, true);
+        }
+        QElapsedTimer elapsed;
+        elapsed.start();
+        QTimer::singleShot(0, this, [&] { buffer->close(); });
+        QVERIFY(!reader.waitForReadyRead(5000));
+        proceed.release(2);
+        QVERIFY(buffer->open(QIODevice::WriteOnly));
+        QTimer::singleShot(0, this, [&] { buffer->write("def", 3); });
+        QVERIFY(reader.waitForReadyRead(5000));
+        QVERIFY2(elapsed.elapsed() < 4000, "the reader was not told");
+        owner.quit();
+        owner.wait();
+    }
+
 };
 
 QUARN_TEST(MultiUserWaitTest)
