@@ -178,17 +178,34 @@ public:
     ///@{
 
     /**
-     * Deletes a file for good, or a folder with everything in it, hidden entries included. Links
-     * inside a folder and system files are left alone, and so the folder that holds one.
+     * Deletes a file for good, or a folder with everything in it, hidden entries included. Entries
+     * go in the order of their names, letter case ignored, and the first that cannot be deleted
+     * ends it. The entry is looked at afresh, whatever \a info remembers of it.
      *
-     * \return whether everything is gone; after false a folder may be partly emptied
+     * | At the path                                    | Result                                  |
+     * |------------------------------------------------|-----------------------------------------|
+     * | a file                                         | true when it is gone                    |
+     * | a link to a file                               | true when the link is gone; file stays  |
+     * | a folder                                       | true when everything is gone            |
+     * | a folder holding a link, pipe, socket, device  | false; the other entries there are gone |
+     * | a link to a folder                             | false; nothing behind it is touched     |
+     * | a link to nowhere, a pipe, the root, nothing   | false                                   |
+     *
+     * Links are never followed, not even one that somebody puts in the place of a folder meanwhile.
+     * On Windows shortcuts and system files count as links do here. In the path of a folder "." and
+     * ".." are resolved as text, as QDir does it. After false a folder may be partly emptied.
      */
     static bool erase(const QFileInfo& info);
     static bool erase(const QString& path);
 
     /**
-     * Moves a file or folder to the recycle bin or trash, where the user can restore it. Nothing is
-     * ever deleted for good: what cannot be moved stays where it is. May show the system's dialogs.
+     * Moves a file or folder to the recycle bin or trash, where the user can restore it; of a link
+     * the link itself. What cannot be moved stays where it is.
+     *
+     * On Linux this is the trash that desktops share, in the home for what lies on the same file
+     * system and else at the top of the file system; nothing is ever copied or deleted for good.
+     * Windows may show its dialogs, also to ask whether to delete what the recycle bin cannot take:
+     * call this from a thread that may show some.
      *
      * \return whether it was moved
      */
@@ -196,18 +213,32 @@ public:
 
     /**
      * Copies up to \a maxBytes bytes from one open device to the other in chunks of at most 16384
-     * bytes. When the source has nothing at the moment, waits up to \a waitMsecs milliseconds for
-     * more, again and again until a wait is in vain; with 0 or less the source is asked again at
-     * once, which keeps a processor busy.
+     * bytes; 0 or less copies nothing, and for all there is give the largest qint64. Both devices
+     * are borrowed and stay open; the target is not flushed.
+     *
+     * When the source has nothing at the moment and is not at its end, waits up to \a waitMsecs
+     * milliseconds for more, again and again until a wait is in vain. With 0 or less there is no
+     * wait: a sequential source is polled until it delivers or ends, which keeps a processor busy.
+     *
+     * The copy ends early when a read fails, a wait is in vain, or a write takes nothing; a device
+     * that answers more than it was asked for has failed. The target then holds what the result
+     * counts, and bytes of the last chunk that were read but not written are lost.
      *
      * \return the bytes that \a target accepted
      */
     static qint64 copy(QIODevice* source, QIODevice* target, qint64 maxBytes, int waitMsecs);
 
     /**
-     * The same with files given by their names. They are opened in text mode, so line ends are
-     * converted where the system's differ; give open devices to copy bytes exactly. A target file
-     * is created, or emptied first, even when the source cannot be opened.
+     * The same with files given by their names. They are opened in text mode: where the system's
+     * line ends differ they are converted on writing, and reading drops carriage returns
+     * everywhere. To copy bytes exactly, give open devices.
+     *
+     * A target file is created, or emptied first, even when the source cannot be opened, and keeps
+     * what was copied when the copy ends early. A file is not copied to itself: the result is 0 and
+     * it stays as it is. A target that cannot be opened accepts nothing, after one chunk was read.
+     *
+     * \return the bytes that the target accepted; for a target file without those that could not be
+     *         flushed at the end, as on a full disk
      */
     static qint64 copy(QIODevice* source, const QString& target, qint64 maxBytes, int waitMsecs);
     static qint64 copy(const QString& source, QIODevice* target, qint64 maxBytes, int waitMsecs);
@@ -215,9 +246,14 @@ public:
                        int waitMsecs);
 
     /**
-     * The sizes in bytes of the files that \a dir lists under \a nameFilters (the folder's own when
-     * empty) and \a filters, added up. With \a recursive the folders that are listed are
-     * walked too: \a filters has to include QDir::Dirs, or QDir::AllDirs along with name filters.
+     * The sizes in bytes of the files that \a dir lists under \a nameFilters and \a filters, added
+     * up. With \a recursive the folders that are listed are walked too, except "." and "..":
+     * \a filters has to include QDir::Dirs, or QDir::AllDirs along with name filters. Without name
+     * filters those of \a dir hold for its own entries.
+     *
+     * Links to folders are followed, unless \a filters has QDir::NoSymLinks, but each folder counts
+     * once, over whatever links it is reached. Skipped is what Qt cannot list: folders that may not
+     * be read or whose path is longer than the system takes, and names of broken UTF-8.
      */
     static qint64 dirSize(const QDir& dir, const QStringList& nameFilters, QDir::Filters filters,
                           bool recursive);
@@ -226,6 +262,9 @@ public:
      * The visible files in \a dir whose names match one of \a nameFilters, all when it is empty.
      * With \a recursive the files of a sub-folder stand where the folder stands in its parent's
      * order \a sort. Folders themselves are never in the result.
+     *
+     * Links to folders are followed, but each folder is walked only where the walk first comes to
+     * it, so no file of it is found twice. Skipped is what dirSize() skips.
      */
     static QList<QFileInfo> findFiles(const QDir& dir, const QStringList& nameFilters,
                                       bool recursive, QDir::SortFlags sort);
@@ -298,15 +337,16 @@ public:
 
     /**
      * Asks for a file to open. \a dir and \a file are the folder and the name to begin with, and
-     * afterwards those of the chosen file. A \a dir that does not exist is made empty even when the
-     * dialog is cancelled.
+     * afterwards those of the chosen file. A \a dir that does not exist is made empty, even when the
+     * dialog is then cancelled; an empty one is the working folder when there is a \a file.
      */
     static bool openFileDialog(QString& dir, QString& file, const QString& caption = QString(),
                                const QString& filter = QString(), QWidget* parent = nullptr);
 
     /**
      * Asks for a file to save to, as openFileDialog() does; an existing one has to be confirmed.
-     * \a selectedFilter is the filter to begin with, and afterwards the one that was selected.
+     * \a selectedFilter, which may be null, is the filter to begin with, and afterwards the one that
+     * was selected.
      */
     static bool saveFileDialog(QString& dir, QString& file, const QString& caption = QString(),
                                const QString& filter = QString(), QWidget* parent = nullptr,
@@ -356,6 +396,10 @@ public:
      * Shows \a file of the folder \a dir, or \a dir itself when \a file is empty, selected in a
      * window of the system's file manager. Returns at once; an item that does not exist, or a file
      * manager that cannot be started, is passed over in silence.
+     *
+     * On Linux the file manager is asked over the session bus, and xdg-open is started for the
+     * folder that holds the item when none answers. The answer comes in the main thread's event
+     * loop, so a program that ends at once shows nothing. A bus is never started or waited for.
      */
     static void showDesktopWindow(const QString& dir, const QString& file = QString());
 
