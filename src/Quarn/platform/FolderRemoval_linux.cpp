@@ -1,0 +1,186 @@
+#include <Quarn/platform/FolderRemoval_p.h>
+
+#include <Quarn/platform/FileDescriptor_linux_p.h>
+
+#include <QFile>
+#include <QString>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+namespace kel {
+namespace {
+
+/** So many levels of a deep tree stay open; those above are found again over "..". */
+constexpr std::size_t openLevels = 64;
+
+struct Entry
+{
+    QByteArray name;
+    bool isFolder;
+};
+
+/** A folder that is being emptied. */
+struct Level
+{
+    FileDescriptor folder;
+    dev_t device = 0;
+    ino_t inode = 0;
+    std::vector<Entry> entries;
+    std::size_t next = 0;
+
+    const QByteArray& currentName() const { return entries[next - 1].name; }
+};
+
+struct CloseDirectory
+{
+    void operator()(DIR* directory) const { ::closedir(directory); }
+};
+
+mode_t typeOf(int folder, const dirent& entry)
+{
+    if (entry.d_type != DT_UNKNOWN)
+        return DTTOIF(entry.d_type);
+    struct stat status;
+    return ::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0
+               ? status.st_mode & S_IFMT
+               : 0;
+}
+
+/** The entries to delete. A folder that cannot be listed has none: it goes when it is empty. */
+std::vector<Entry> list(int folder)
+{
+    std::vector<Entry> entries;
+    FileDescriptor copy(::fcntl(folder, F_DUPFD_CLOEXEC, 0));
+    const std::unique_ptr<DIR, CloseDirectory> directory(::fdopendir(copy.get()));
+    if (!directory)
+        return entries;
+    copy.release();
+    while (const dirent* entry = ::readdir(directory.get())) {
+        const QByteArray name(entry->d_name);
+        if (name == "." || name == "..")
+            continue;
+        const mode_t type = typeOf(folder, *entry);
+        if (type == S_IFREG || type == S_IFDIR)
+            entries.push_back({name, type == S_IFDIR});
+    }
+    return entries;
+}
+
+void sortByName(std::vector<Entry>& entries)
+{
+    std::vector<std::pair<QString, Entry>> keyed;
+    keyed.reserve(entries.size());
+    for (Entry& entry : entries)
+        keyed.emplace_back(QFile::decodeName(entry.name).toLower(), std::move(entry));
+    std::stable_sort(keyed.begin(), keyed.end(),
+                     [](const auto& left, const auto& right) { return left.first < right.first; });
+    std::transform(keyed.begin(), keyed.end(), entries.begin(),
+                   [](auto& pair) { return std::move(pair.second); });
+}
+
+/**
+ * The walk. Every step is taken from an open folder to a name in it, so it cannot be led astray by
+ * a path that changes. It keeps its own stack: the tree may be deeper than the thread's.
+ */
+class Removal
+{
+public:
+    Removal(FileDescriptor parent, const QByteArray& name)
+    {
+        m_levels.emplace_back();
+        m_levels.back().folder = std::move(parent);
+        m_levels.back().entries.push_back({name, true});
+    }
+
+    bool run()
+    {
+        for (;;) {
+            Level& level = m_levels.back();
+            const bool done = level.next == level.entries.size();
+            if (done && m_levels.size() == 1)
+                return true;
+            if (!(done ? leave() : remove(level.entries[level.next++])))
+                return false;
+        }
+    }
+
+private:
+    bool remove(const Entry& entry)
+    {
+        const int folder = m_levels.back().folder.get();
+        if (!entry.isFolder)
+            return ::unlinkat(folder, entry.name.constData(), 0) == 0;
+        FileDescriptor opened(::openat(folder, entry.name.constData(),
+                                       O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        // One that may not be read can still be removed when it is empty.
+        return opened.isOpen() ? enter(std::move(opened)) : removeEmptyFolder(entry.name);
+    }
+
+    bool enter(FileDescriptor folder)
+    {
+        struct stat status;
+        if (::fstat(folder.get(), &status) != 0)
+            return false;
+        Level level;
+        level.device = status.st_dev;
+        level.inode = status.st_ino;
+        level.entries = list(folder.get());
+        level.folder = std::move(folder);
+        sortByName(level.entries);
+        m_levels.push_back(std::move(level));
+        if (m_levels.size() > openLevels + 1)
+            m_levels[m_levels.size() - openLevels - 1].folder = FileDescriptor();
+        return true;
+    }
+
+    bool leave()
+    {
+        const Level left = std::move(m_levels.back());
+        m_levels.pop_back();
+        return reopen(m_levels.back(), left.folder.get())
+               && removeEmptyFolder(m_levels.back().currentName());
+    }
+
+    /** Makes sure that \a level is open; ".." of \a child may lead elsewhere when that was moved. */
+    static bool reopen(Level& level, int child)
+    {
+        if (level.folder.isOpen())
+            return true;
+        FileDescriptor parent(::openat(child, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        struct stat status;
+        if (!parent.isOpen() || ::fstat(parent.get(), &status) != 0 || status.st_dev != level.device
+            || status.st_ino != level.inode)
+            return false;
+        level.folder = std::move(parent);
+        return true;
+    }
+
+    bool removeEmptyFolder(const QByteArray& name)
+    {
+        return ::unlinkat(m_levels.back().folder.get(), name.constData(), AT_REMOVEDIR) == 0;
+    }
+
+    std::vector<Level> m_levels;
+};
+
+} // namespace
+
+bool removeFolder(const QString& path)
+{
+    const QByteArray native = QFile::encodeName(path);
+    const auto slash = native.lastIndexOf('/');
+    const QByteArray name = native.mid(slash + 1);
+    if (slash < 0 || name.isEmpty())
+        return false;
+    FileDescriptor parent(
+        ::open(native.left(slash + 1).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    return parent.isOpen() && Removal(std::move(parent), name).run();
+}
+
+} // namespace kel

@@ -1,0 +1,25 @@
+#ifndef QUARN_PLATFORM_FOLDERREMOVAL_P_H
+#define QUARN_PLATFORM_FOLDERREMOVAL_P_H
+
+class QString;
+
+namespace kel {
+
+/**
+ * Deletes the folder at \a path, which is absolute and clean, with everything in it.
+ *
+ * The entries of a folder are deleted in the order of their names, letter case ignored: regular
+ * files, hidden ones too, and sub-folders in the same way. Left alone are symbolic links and
+ * whatever is neither file nor folder; the folder that holds one stays. The first entry that stays
+ * ends it all, with what comes behind it untouched.
+ *
+ * Links are never followed, not even one that takes the place of a folder meanwhile; a \a path that
+ * is a link is refused, and so is the root. What others create meanwhile stays, and so its folder.
+ * The depth of the tree and the bytes of the names don't matter.
+ *
+ * \return whether the folder is gone
+ */
+bool removeFolder(const QString& path);
+
+} // namespace kel
+#endif

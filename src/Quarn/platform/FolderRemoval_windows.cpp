@@ -1,0 +1,89 @@
+#include <Quarn/platform/FolderRemoval_p.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <windows.h>
+
+#include <memory>
+#include <vector>
+
+namespace kel {
+namespace {
+
+struct CloseFolder
+{
+    using pointer = HANDLE;
+    void operator()(HANDLE handle) const { ::CloseHandle(handle); }
+};
+using FolderHandle = std::unique_ptr<HANDLE, CloseFolder>;
+
+/**
+ * Opens the folder at \a path itself, not what a link there leads to. As long as it is open, nobody
+ * can rename, delete or replace the folder, since deleting is not shared; so its path stays true.
+ */
+FolderHandle hold(const QString& path)
+{
+    // With this prefix the system takes a path of any length.
+    const bool network = path.startsWith(QLatin1String("//"));
+    const QString native
+        = network ? QStringLiteral("//?/UNC/") + path.mid(2) : QStringLiteral("//?/") + path;
+    const std::wstring name = QDir::toNativeSeparators(native).toStdWString();
+    const HANDLE handle = ::CreateFileW(
+        name.c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    if (handle == INVALID_HANDLE_VALUE)
+        return nullptr;
+    FolderHandle folder(handle);
+    BY_HANDLE_FILE_INFORMATION information;
+    const bool known = ::GetFileInformationByHandle(handle, &information);
+    const bool link = known && (information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT);
+    return known && !link ? std::move(folder) : nullptr;
+}
+
+/** A folder that is being emptied. */
+struct Level
+{
+    QString path;
+    FolderHandle folder;
+    QFileInfoList entries;
+    int next = 0;
+};
+
+bool enter(std::vector<Level>& levels, const QString& path)
+{
+    Level level{path, hold(path), QFileInfoList()};
+    if (!level.folder)
+        return false;
+    level.entries = QDir(path).entryInfoList(QDir::Dirs | QDir::Files | QDir::NoSymLinks
+                                             | QDir::Hidden | QDir::NoDotAndDotDot);
+    levels.push_back(std::move(level));
+    return true;
+}
+
+} // namespace
+
+bool removeFolder(const QString& path)
+{
+    if (QDir(path).isRoot())
+        return false;
+    std::vector<Level> levels;
+    bool going = enter(levels, path);
+    while (going && !levels.empty()) {
+        Level& level = levels.back();
+        if (level.next < level.entries.size()) {
+            const QFileInfo entry = level.entries.at(level.next++);
+            going = entry.isDir() ? enter(levels, entry.absoluteFilePath())
+                                  : QFile::remove(entry.absoluteFilePath());
+        } else {
+            level.folder.reset();
+            // Of a link that takes the folder's place now, this removes the link only.
+            going = QDir().rmdir(level.path);
+            levels.pop_back();
+        }
+    }
+    return going;
+}
+
+} // namespace kel
