@@ -1,0 +1,24 @@
+#include <Quarn/platform/Trash_p.h>
+
+#include <QDir>
+#include <QString>
+
+#include <windows.h>
+
+#include <shellapi.h>
+
+namespace kel {
+
+bool moveToTrash(const QString& path)
+{
+    // The shell takes a list of names, each with a zero behind it and one more at the end, and
+    // finds nothing under a name with forward slashes.
+    const std::wstring names = (QDir::toNativeSeparators(path) + QChar(u'\0')).toStdWString();
+    SHFILEOPSTRUCTW operation = {};
+    operation.wFunc = FO_DELETE;
+    operation.pFrom = names.c_str();
+    operation.fFlags = FOF_ALLOWUNDO;
+    return ::SHFileOperationW(&operation) == 0;
+}
+
+} // namespace kel
