@@ -1,0 +1,122 @@
+#include <Quarn/fileutils/FileUtils.h>
+
+#include <Quarn/platform/FileIdentity_p.h>
+
+#include <QSet>
+
+#include <vector>
+
+namespace kel {
+namespace {
+
+/** The folders that a walk came to, so that links neither repeat one nor lead in a circle. */
+class Visited
+{
+public:
+    /** Whether \a folder is new. One without identity, such as a resource, cannot be a link's. */
+    bool add(const QString& folder)
+    {
+        const QByteArray identity = fileIdentity(folder);
+        const auto before = m_identities.size();
+        m_identities.insert(identity);
+        return identity.isEmpty() || m_identities.size() > before;
+    }
+
+private:
+    QSet<QByteArray> m_identities;
+};
+
+/** A folder whose entries a walk goes through. */
+struct Level
+{
+    QFileInfoList entries;
+    int next = 0;
+};
+
+/** \a dir without the listing that it may remember, and shared with nobody. */
+QDir fresh(const QDir& dir)
+{
+    QDir copy(dir.path());
+    copy.setNameFilters(dir.nameFilters());
+    copy.setFilter(dir.filter());
+    copy.setSorting(dir.sorting());
+    return copy;
+}
+
+QFileInfoList list(const QDir& dir, const QStringList& nameFilters, QDir::Filters filters)
+{
+    return nameFilters.isEmpty() ? dir.entryInfoList(filters, QDir::NoSort)
+                                 : dir.entryInfoList(nameFilters, filters, QDir::NoSort);
+}
+
+bool isDots(const QFileInfo& entry)
+{
+    const QString name = entry.fileName();
+    return name == QLatin1String(".") || name == QLatin1String("..");
+}
+
+} // namespace
+
+qint64 FileUtils::dirSize(const QDir& dir, const QStringList& nameFilters, QDir::Filters filters,
+                          bool recursive)
+{
+    qint64 size = 0;
+    Visited visited;
+    std::vector<QDir> pending{fresh(dir)};
+    while (!pending.empty()) {
+        const QDir folder = pending.back();
+        pending.pop_back();
+        if (!visited.add(folder.path()))
+            continue;
+        const QFileInfoList entries = list(folder, nameFilters, filters);
+        for (const QFileInfo& entry : entries) {
+            if (entry.isFile())
+                size += entry.size();
+            else if (recursive && entry.isDir() && !isDots(entry))
+                pending.emplace_back(entry.absoluteFilePath());
+        }
+    }
+    return size;
+}
+
+QList<QFileInfo> FileUtils::findFiles(const QDir& dir, const QStringList& nameFilters,
+                                      bool recursive, QDir::SortFlags sort)
+{
+    QList<QFileInfo> result;
+    findFiles(dir, nameFilters, recursive, sort, result);
+    return result;
+}
+
+QList<QFileInfo> FileUtils::findFiles(const QDir& dir, const QString& patterns, bool recursive,
+                                      QDir::SortFlags sort)
+{
+    return findFiles(dir, patterns.split(QStringLiteral(";;"), Qt::SkipEmptyParts), recursive,
+                     sort);
+}
+
+void FileUtils::findFiles(const QDir& dir, const QStringList& nameFilters, bool recursive,
+                          QDir::SortFlags sort, QList<QFileInfo>& result)
+{
+    Visited visited;
+    std::vector<Level> levels;
+    const auto enter = [&](const QDir& folder) {
+        if (visited.add(folder.path()))
+            levels.push_back({folder.entryInfoList(
+                nameFilters, QDir::Files | QDir::AllDirs | QDir::NoDotAndDotDot, sort)});
+    };
+    enter(fresh(dir));
+    while (!levels.empty()) {
+        Level& level = levels.back();
+        if (level.next == level.entries.size()) {
+            levels.pop_back();
+            continue;
+        }
+        const QFileInfo entry = level.entries.at(level.next++);
+        if (!entry.isDir())
+            result.append(entry);
+        else if (recursive)
+            enter(QDir(entry.absoluteFilePath()));
+    }
+}
+
+} // namespace kel
