@@ -115,7 +115,8 @@ private Q_SLOTS:
             for (std::unique_ptr<QObject>& other : others) {
                 other = std::make_unique<QObject>();
                 QObject::connect(
-                    buffer.get(), &QIODevice::bytesWritten, other.get(), [] {}, Qt::DirectConnection);
+                    buffer.get(), &QIODevice::bytesWritten, other.get(), [] {},
+                    Qt::DirectConnection);
             }
             threads.emplace_back([&, seed, buffer, others = std::move(others)]() mutable {
                 Random random(seed);
@@ -187,7 +188,6 @@ private Q_SLOTS:
         QCOMPARE(findings.endedEarly.load(), 0);
         QVERIFY2(findings.longestWait < 4000, "a read slept a whole slice");
     }
-
 };
 
 QUARN_TEST(MultiUserStressTest)

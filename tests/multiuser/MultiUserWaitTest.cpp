@@ -244,7 +244,6 @@ private Q_SLOTS:
         owner.quit();
         owner.wait();
     }
-
 };
 
 QUARN_TEST(MultiUserWaitTest)

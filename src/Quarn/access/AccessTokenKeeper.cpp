@@ -42,8 +42,7 @@ struct AccessTokenKeeper::Entry
 
 AccessTokenKeeper* AccessTokenKeeper::m_instance = nullptr;
 
-AccessTokenKeeper::AccessTokenKeeper() : m_logonFunctions(logonFunctions())
-{ }
+AccessTokenKeeper::AccessTokenKeeper() : m_logonFunctions(logonFunctions()) { }
 
 AccessTokenKeeper::~AccessTokenKeeper()
 {

@@ -127,8 +127,7 @@ bool KelFileAccess::impersonate() const
     return true;
 }
 
-void KelFileAccess::revertToSelf() const
-{ }
+void KelFileAccess::revertToSelf() const { }
 
 bool KelFileAccess::isThreaded()
 {

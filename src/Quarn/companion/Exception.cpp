@@ -2,11 +2,9 @@
 
 namespace kel {
 
-Exception::Exception(const std::string& text) : m_text(text)
-{ }
+Exception::Exception(const std::string& text) : m_text(text) { }
 
-Exception::Exception(const Exception& other) : std::exception(other), m_text(other.m_text)
-{ }
+Exception::Exception(const Exception& other) : std::exception(other), m_text(other.m_text) { }
 
 Exception& Exception::operator=(const Exception& other)
 {

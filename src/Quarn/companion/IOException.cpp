@@ -24,8 +24,7 @@ IOException::IOException(const QString& message, const ExceptionQt* cause)
     : ExceptionQt(message, cause)
 { }
 
-IOException::IOException(QTextStream::Status status) : ExceptionQt(messageOf(status))
-{ }
+IOException::IOException(QTextStream::Status status) : ExceptionQt(messageOf(status)) { }
 
 IOException::IOException(const IOException& other) = default;
 

@@ -21,8 +21,7 @@ constexpr qint64 largestSize = std::numeric_limits<int>::max() - 64;
 
 } // namespace
 
-MultiUserBuffer::MultiUserBuffer(QObject* parent) : MultiUserBuffer(nullptr, parent)
-{ }
+MultiUserBuffer::MultiUserBuffer(QObject* parent) : MultiUserBuffer(nullptr, parent) { }
 
 MultiUserBuffer::MultiUserBuffer(QByteArray* byteArray, QObject* parent)
     : QBuffer(byteArray, parent), m_size(QBuffer::size()), m_open(false),
@@ -133,8 +132,7 @@ int MultiUserBuffer::write(const void* data, int size)
     return narrow(QIODevice::write(static_cast<const char*>(data), size));
 }
 
-void MultiUserBuffer::enableNonBlockingMode(bool)
-{ }
+void MultiUserBuffer::enableNonBlockingMode(bool) { }
 
 bool MultiUserBuffer::nonBlocking()
 {
@@ -151,8 +149,7 @@ bool MultiUserBuffer::writable()
     return m_open;
 }
 
-void MultiUserBuffer::flush()
-{ }
+void MultiUserBuffer::flush() { }
 
 void MultiUserBuffer::finishIO()
 {
@@ -179,8 +176,7 @@ bool MultiUserBuffer::getOutputInfo(quint64&, quint64&, void**) const
     return false;
 }
 
-void MultiUserBuffer::setThroughputStats(quint64, quint64, quint64, quint64)
-{ }
+void MultiUserBuffer::setThroughputStats(quint64, quint64, quint64, quint64) { }
 
 bool MultiUserBuffer::getThroughputStats(quint64&, quint64&, quint64&, quint64&) const
 {
@@ -213,11 +209,9 @@ bool MultiUserBuffer::event(QEvent* event)
 // does that instead, so the count stays at 0: readers connect from threads of their own, and the
 // count has no lock.
 
-void MultiUserBuffer::connectNotify(const QMetaMethod&)
-{ }
+void MultiUserBuffer::connectNotify(const QMetaMethod&) { }
 
-void MultiUserBuffer::disconnectNotify(const QMetaMethod&)
-{ }
+void MultiUserBuffer::disconnectNotify(const QMetaMethod&) { }
 
 qint64 MultiUserBuffer::readData(char*, qint64)
 {

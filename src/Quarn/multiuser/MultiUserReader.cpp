@@ -64,8 +64,7 @@ bool MultiUserReader::open(OpenMode mode)
     return (mode & ~OpenMode(QIODevice::Unbuffered)) == QIODevice::ReadOnly;
 }
 
-void MultiUserReader::close()
-{ }
+void MultiUserReader::close() { }
 
 qint64 MultiUserReader::size() const
 {
@@ -171,11 +170,9 @@ bool MultiUserReader::writable()
     return false;
 }
 
-void MultiUserReader::flush()
-{ }
+void MultiUserReader::flush() { }
 
-void MultiUserReader::finishIO()
-{ }
+void MultiUserReader::finishIO() { }
 
 bool MultiUserReader::ioFailureDetected() const
 {
@@ -192,8 +189,7 @@ bool MultiUserReader::getOutputInfo(quint64&, quint64&, void**) const
     return false;
 }
 
-void MultiUserReader::setThroughputStats(quint64, quint64, quint64, quint64)
-{ }
+void MultiUserReader::setThroughputStats(quint64, quint64, quint64, quint64) { }
 
 bool MultiUserReader::getThroughputStats(quint64&, quint64&, quint64&, quint64&) const
 {

@@ -9,11 +9,9 @@
 
 namespace kel {
 
-QRandomAccessIO::QRandomAccessIO(QObject* parent) : QBuffer(parent)
-{ }
+QRandomAccessIO::QRandomAccessIO(QObject* parent) : QBuffer(parent) { }
 
-QRandomAccessIO::QRandomAccessIO(QByteArray* bytes, QObject* parent) : QBuffer(bytes, parent)
-{ }
+QRandomAccessIO::QRandomAccessIO(QByteArray* bytes, QObject* parent) : QBuffer(bytes, parent) { }
 
 QRandomAccessIO::~QRandomAccessIO() = default;
 
@@ -73,8 +71,7 @@ bool QRandomAccessIO::writeBlock(const void* data, int size)
     return write(data, size) != 0;
 }
 
-void QRandomAccessIO::enableNonBlockingMode(bool)
-{ }
+void QRandomAccessIO::enableNonBlockingMode(bool) { }
 
 bool QRandomAccessIO::nonBlocking()
 {
@@ -91,11 +88,9 @@ bool QRandomAccessIO::writable()
     return true;
 }
 
-void QRandomAccessIO::flush()
-{ }
+void QRandomAccessIO::flush() { }
 
-void QRandomAccessIO::finishIO()
-{ }
+void QRandomAccessIO::finishIO() { }
 
 bool QRandomAccessIO::ioFailureDetected() const
 {
@@ -112,8 +107,7 @@ bool QRandomAccessIO::getOutputInfo(quint64&, quint64&, void**) const
     return false;
 }
 
-void QRandomAccessIO::setThroughputStats(quint64, quint64, quint64, quint64)
-{ }
+void QRandomAccessIO::setThroughputStats(quint64, quint64, quint64, quint64) { }
 
 bool QRandomAccessIO::getThroughputStats(quint64&, quint64&, quint64&, quint64&) const
 {

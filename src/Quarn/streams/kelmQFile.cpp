@@ -14,11 +14,9 @@ constexpr int pauseMsecs = 10;
 
 } // namespace
 
-kelmQFile::kelmQFile(const QString& name) : kelmQFile(name, nullptr)
-{ }
+kelmQFile::kelmQFile(const QString& name) : kelmQFile(name, nullptr) { }
 
-kelmQFile::kelmQFile(QObject* parent) : kelmQFile(QString(), parent)
-{ }
+kelmQFile::kelmQFile(QObject* parent) : kelmQFile(QString(), parent) { }
 
 kelmQFile::kelmQFile(const QString& name, QObject* parent)
     : QFile(name, parent), m_blocking(false), m_runningReads(0), m_lastCount(0),
