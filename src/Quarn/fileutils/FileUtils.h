@@ -63,8 +63,10 @@ public:
     static QString nativePath(const QString& name, const QString& searchPath);
 
     /**
-     * \a name made safe as a file name: each UTF-16 unit but the ASCII letters, the digits and
-     * ``,.'!#$%&()[]{}+-=^_~@`` becomes an underscore, so a character beyond U+FFFF becomes two.
+     * \a name made safe as a file name: each UTF-16 unit becomes an underscore, so a character
+     * beyond U+FFFF becomes two, but for the ASCII letters, the digits and these:
+     *
+     *     , . ' ! # $ % & ( ) [ ] { } + - = ^ _ ~ @
      */
     static QString nativeFileName(const QString& name);
 

@@ -42,9 +42,16 @@ class WriteNotifier;
  * bytesWritten() and readyRead() come from the event loop of the thread that the buffer lives in,
  * after the write, whichever thread wrote; one emission may stand for several writes. Without an
  * event loop running there, waiting readers notice new bytes only every 5 seconds. aboutToClose()
- * comes from inside close(), with the buffer locked: a slot connected directly must not wait for
- * another thread that reads. Disconnecting everything from the buffer by `buffer->disconnect()`
- * takes their notifications from the readers too.
+ * comes from inside close(), with the buffer locked.
+ *
+ * Readers may be made and destroyed at any time. Other objects are to be connected before the
+ * producer starts, unless they live in the buffer's thread: a connection that is made while another
+ * thread emits is a race inside Qt. `buffer->disconnect()` takes their notifications from the readers
+ * too.
+ *
+ * \par Slots
+ * A slot that is connected directly must not wait for another thread that reads the buffer or gives
+ * up its share in it, and must not read from a blocking reader until the end of the data.
  *
  * \par Ownership
  * Readers made from a boost::shared_ptr keep the buffer alive, and the last one may destroy it in
