@@ -39,7 +39,7 @@ fetch_sources() {
 build() {
     # -fno-builtin: the compiler expands small memcpy() calls in place, unseen by the sanitizer.
     local flags="-O1 -g1 -fno-builtin -fno-omit-frame-pointer" feature off=()
-    for feature in concurrent dbus glib gui icu network printsupport sql testlib widgets xml; do
+    for feature in concurrent dbus gui icu network printsupport sql testlib widgets xml; do
         off+=("-DFEATURE_$feature=OFF")
     done
     quietly cmake -S "$work/source" -B "$work/build" -G Ninja \
@@ -47,7 +47,7 @@ build() {
         "-DCMAKE_C_FLAGS=$flags" "-DCMAKE_CXX_FLAGS=$flags" \
         -DFEATURE_sanitizer=ON -DFEATURE_sanitize_thread=ON -DECM_ENABLE_SANITIZERS=thread \
         -DBUILD_WITH_PCH=OFF -DQT_HOST_PATH=/usr -DQT_BUILD_TESTS=OFF -DQT_BUILD_EXAMPLES=OFF \
-        "${off[@]}"
+        -DFEATURE_glib=ON "${off[@]}" # QtGui, which is not built here, needs its symbols
     quietly nice cmake --build "$work/build" --target Core
 }
 
@@ -59,7 +59,8 @@ exec 9>"$cache/lock"
 flock 9
 if [ ! -d "$cache/lib" ]; then
     if [ ! -d "$work/source" ]; then
-        command -v dpkg-source >/dev/null || quietly as_root apt-get install -y dpkg-dev
+        dpkg-query -s dpkg-dev libglib2.0-dev >/dev/null 2>&1 \
+            || quietly as_root apt-get install -y dpkg-dev libglib2.0-dev
         say "Fetching the sources of Qt $version"
         (fetch_sources)
     fi

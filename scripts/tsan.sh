@@ -12,6 +12,7 @@ qt=$("$project_dir/scripts/tsan-qt.sh")
 configure_and_build tsan
 
 export LD_LIBRARY_PATH=$qt
+export QT_NO_GLIB=1 # nobody sees what GLib's event loop does either
 export TSAN_OPTIONS="halt_on_error=1 die_after_fork=0" # QProcess forks, and harmlessly so
 launch=()
 # The sanitizer of GCC 12 can't place its memory where addresses vary by more bits than that.

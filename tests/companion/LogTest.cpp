@@ -8,7 +8,6 @@
 #include <cwchar>
 #include <iomanip>
 #include <sstream>
-#include <thread>
 
 using kel::Log;
 
@@ -45,21 +44,6 @@ private Q_SLOTS:
         const QRegularExpression format(QStringLiteral(
             "^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\[warning\\] straße\n$"));
         QVERIFY2(format.match(text).hasMatch(), qPrintable(text));
-    }
-
-    void keepsLinesWhole()
-    {
-        std::vector<std::thread> threads;
-        for (int i = 0; i < 4; ++i)
-            threads.emplace_back([] {
-                for (int n = 0; n < 200; ++n)
-                    Log::instance().write(Log::Warning, L"begin and end");
-            });
-        for (std::thread& thread : threads)
-            thread.join();
-        const QStringList lines = QString::fromStdWString(m_stream.str()).split(QLatin1Char('\n'));
-        const QRegularExpression format(QStringLiteral("^\\S+ \\S+ \\[warning\\] begin and end$"));
-        QCOMPARE(lines.filter(format).size(), 800);
     }
 
     void aTextCannotForgeALine()
