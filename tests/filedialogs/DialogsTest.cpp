@@ -10,6 +10,8 @@
 #include <QTest>
 #include <QTimer>
 
+#include <tuple>
+
 using namespace kel;
 
 namespace {
@@ -18,63 +20,35 @@ namespace {
  * Stands for the user at the next file dialog: notes where it begins, then enters names and
  * confirms, or cancels when there are none. A dialog that is still there after a while is closed.
  */
-class User : public QObject
+class User : public QTimer
 {
 public:
-    explicit User(const QStringList& entered, const QString& chosenFilter = QString())
-        : m_entered(entered), m_filter(chosenFilter)
+    explicit User(const QStringList& entered = {}, const QString& chosenFilter = {})
     {
-        connect(&m_timer, &QTimer::timeout, this, &User::look);
-        m_timer.start(10);
+        connect(this, &QTimer::timeout, this, [=] {
+            auto* const dialog = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+            if (!dialog || (m_looks++ > 0 && m_looks < 500))
+                return;
+            if (m_looks > 1)
+                return dialog->reject();
+            auto* const name = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
+            startPath = dialog->directory().absolutePath() + QLatin1Char('/') + name->text();
+            startFilter = dialog->selectedNameFilter();
+            dialog->selectNameFilter(chosenFilter);
+            name->setText(QStringLiteral("\"%1\"").arg(entered.join(QStringLiteral("\" \""))));
+            entered.isEmpty() ? dialog->reject() : static_cast<QDialog*>(dialog)->accept();
+        });
+        start(10);
     }
 
-    QString startFolder;
-    QString startName;
+    QString startPath;
     QString startFilter;
-    bool foldersOnly = false;
 
 private:
-    void look()
-    {
-        const QWidgetList widgets = QApplication::topLevelWidgets();
-        for (QWidget* const widget : widgets) {
-            auto* const dialog = qobject_cast<QFileDialog*>(widget);
-            if (!dialog || !dialog->isVisible())
-                continue;
-            if (m_answered && ++m_looks > 500)
-                dialog->reject();
-            else if (!m_answered)
-                answer(dialog);
-        }
-    }
-
-    void answer(QFileDialog* dialog)
-    {
-        m_answered = true;
-        auto* const name = dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
-        startFolder = dialog->directory().absolutePath();
-        startName = name->text();
-        startFilter = dialog->selectedNameFilter();
-        foldersOnly = dialog->testOption(QFileDialog::ShowDirsOnly);
-        if (!m_filter.isEmpty())
-            dialog->selectNameFilter(m_filter);
-        if (m_entered.isEmpty()) {
-            dialog->reject();
-            return;
-        }
-        name->setText(m_entered.size() == 1
-                          ? m_entered.first()
-                          : QLatin1Char('"') + m_entered.join(QStringLiteral("\" \""))
-                                + QLatin1Char('"'));
-        static_cast<QDialog*>(dialog)->accept();
-    }
-
-    const QStringList m_entered;
-    const QString m_filter;
-    QTimer m_timer;
-    bool m_answered = false;
     int m_looks = 0;
 };
+
+enum Kind { Open, Save, SeveralFiles, Folder };
 
 const QString key = QStringLiteral("folder");
 
@@ -86,172 +60,106 @@ class DialogsTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void init() { m_settings->clear(); }
-    void beginsWhereAsked_data();
-    void beginsWhereAsked();
-    void remembersTheFolder_data();
-    void remembersTheFolder();
-    void passesTheFilterOn();
-    void asksForSeveralFiles();
-    void asksForFolders();
-    void cleanupTestCase() { QDir::setCurrent(m_before); }
+    void initTestCase()
+    {
+        QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_folder.path());
+        QVERIFY(QDir().mkpath(path("data")) && QDir().mkpath(path("other")));
+        for (const char* const name : {"a.txt", "data/a.txt", "other/b.txt", "other/c.txt"})
+            QVERIFY(QFile(path(name)).open(QIODevice::WriteOnly));
+        QVERIFY(QDir::setCurrent(m_folder.path()));
+        m_settings = std::make_unique<QSettings>(path("settings.ini"), QSettings::IniFormat);
+    }
+
+    void beginsWhereAsked()
+    {
+        const QString a = QStringLiteral("a.txt");
+        const std::tuple<QString, QString, QString> rows[] = {{path("data"), {}, path("data/")},
+                                                              {path("data"), a, path("data/a.txt")},
+                                                              {{}, a, path("a.txt")},
+                                                              {path("none"), a, path("a.txt")}};
+        for (const bool save : {false, true}) {
+            for (auto [dir, file, start] : rows) {
+                const QString dirThen = QFileInfo::exists(dir) ? dir : QString();
+                const QString fileThen = file;
+                const User user;
+                QVERIFY(!(save ? FileUtils::saveFileDialog(dir, file)
+                               : FileUtils::openFileDialog(dir, file)));
+                QCOMPARE(user.startPath, start);
+                QVERIFY(dir == dirThen && file == fileThen);
+            }
+        }
+    }
+
+    void remembersTheFolder()
+    {
+        for (const Kind kind : {Open, Save}) {
+            const QString name
+                = QString::fromLatin1(kind == Open ? "other/b.txt" : "other/new.txt");
+            m_settings->clear();
+            QCOMPARE(ask(kind, {}), "data/a.txt: cancelled a.txt, nothing");
+            QCOMPARE(ask(kind, {name}), "data/a.txt: " + name.toLatin1() + ", other");
+            QCOMPARE(ask(kind, {}), "other/a.txt: cancelled a.txt, other");
+        }
+        m_settings->setValue(key, path("data"));
+        QCOMPARE(ask(Folder, {QStringLiteral("other")}), "data/: other, other");
+        QCOMPARE(ask(Folder, {}), "other/: cancelled a.txt, other");
+        // After several files the folder stays as it was.
+        m_settings->setValue(key, path("data"));
+        QCOMPARE(ask(SeveralFiles, {}), "data/: cancelled , data");
+        QCOMPARE(ask(SeveralFiles, {QStringLiteral("other/b.txt"), QStringLiteral("other/c.txt")}),
+                 "data/: other/b.txt other/c.txt, data");
+        m_settings->clear();
+        QVERIFY(ask(SeveralFiles, {QStringLiteral("other/b.txt")}).endsWith(": other/b.txt, "));
+    }
+
+    void passesTheFilterOn()
+    {
+        const QString texts = QStringLiteral("Texts (*.txt)");
+        const QString all = QStringLiteral("All (*)");
+        QString dir = path("data");
+        QString file = QStringLiteral("new");
+        QString selected = all;
+        const User user({file}, texts);
+        QVERIFY(FileUtils::saveFileDialog(dir, file, QString(), texts + QStringLiteral(";;") + all,
+                                          nullptr, &selected));
+        QVERIFY(user.startFilter == all && selected == texts);
+    }
 
 private:
     QString path(const char* name) const { return m_folder.filePath(QString::fromLatin1(name)); }
-    bool ask(bool save, QString& dir, QString& file)
+
+    /** Where the dialog began, its answer, and the folder remembered afterwards. */
+    QByteArray ask(Kind kind, const QStringList& names)
     {
-        return save ? FileUtils::saveFileDialog(dir, file) : FileUtils::openFileDialog(dir, file);
-    }
-    bool askWithSettings(bool save, QString& file, const QString& defaultDir)
-    {
+        QStringList entered;
+        for (const QString& name : names)
+            entered << m_folder.filePath(name);
+        const User user(entered);
         const QString none;
-        return save ? FileUtils::saveFileDialog(m_settings.get(), key, file, none, none, nullptr,
-                                                defaultDir)
-                    : FileUtils::openFileDialog(m_settings.get(), key, file, none, none, nullptr,
-                                                defaultDir);
+        const QString data = path("data");
+        QString file = QStringLiteral("a.txt");
+        QStringList files;
+        QSettings* const settings = m_settings.get();
+        const bool chosen
+            = kind == Open
+                  ? FileUtils::openFileDialog(settings, key, file, none, none, nullptr, data)
+              : kind == Save
+                  ? FileUtils::saveFileDialog(settings, key, file, none, none, nullptr, data)
+              : kind == Folder ? FileUtils::openDirectoryDialog(settings, key, file)
+                               : FileUtils::openFilesDialog(settings, key, files);
+        if (kind == SeveralFiles)
+            file = files.join(QLatin1Char(' '));
+        const QString remembered = settings->value(key, QStringLiteral("nothing")).toString();
+        return QStringLiteral("%1: %2%3, %4")
+            .arg(user.startPath, chosen ? none : QStringLiteral("cancelled "), file, remembered)
+            .remove(m_folder.path() + QLatin1Char('/'))
+            .toLatin1();
     }
 
     QTemporaryDir m_folder;
-    QString m_before;
     std::unique_ptr<QSettings> m_settings;
 };
-
-void DialogsTest::initTestCase()
-{
-    QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
-    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_folder.path());
-    m_before = QDir::currentPath();
-    for (const char* const name : {"data", "other", "work"})
-        QVERIFY(QDir().mkpath(path(name)));
-    for (const char* const name : {"data/a.txt", "other/b.txt", "other/c.txt", "work/a.txt"})
-        QVERIFY(QFile(path(name)).open(QIODevice::WriteOnly));
-    QVERIFY(QDir::setCurrent(path("work")));
-    m_settings = std::make_unique<QSettings>(path("settings.ini"), QSettings::IniFormat);
-}
-
-void DialogsTest::beginsWhereAsked_data()
-{
-    QTest::addColumn<QString>("dir");
-    QTest::addColumn<QString>("file");
-    QTest::addColumn<QString>("startFolder");
-    QTest::addColumn<QString>("dirAfterwards");
-    const QString a = QStringLiteral("a.txt");
-    QTest::newRow("folder") << path("data") << QString() << path("data") << path("data");
-    QTest::newRow("folder and file") << path("data") << a << path("data") << path("data");
-    QTest::newRow("file") << QString() << a << path("work") << QString();
-    QTest::newRow("missing folder") << path("none") << a << path("work") << QString();
-}
-
-void DialogsTest::beginsWhereAsked()
-{
-    QFETCH(QString, startFolder);
-    for (const bool save : {false, true}) {
-        QFETCH(QString, dir);
-        QFETCH(QString, file);
-        const QString proposed = file;
-        const User user({});
-        QVERIFY(!ask(save, dir, file));
-        QCOMPARE(user.startFolder, startFolder);
-        QCOMPARE(user.startName, proposed);
-        QTEST(dir, "dirAfterwards");
-        QCOMPARE(file, proposed);
-    }
-}
-
-void DialogsTest::remembersTheFolder_data()
-{
-    QTest::addColumn<bool>("save");
-    QTest::addColumn<QString>("name");
-    QTest::newRow("open") << false << QStringLiteral("b.txt");
-    QTest::newRow("save") << true << QStringLiteral("new.txt");
-}
-
-void DialogsTest::remembersTheFolder()
-{
-    QFETCH(bool, save);
-    QFETCH(QString, name);
-    QString file = QStringLiteral("a.txt");
-    {
-        const User user({});
-        QVERIFY(!askWithSettings(save, file, path("data")));
-        QCOMPARE(user.startFolder, path("data"));
-        QCOMPARE(file, QStringLiteral("a.txt"));
-        QVERIFY(!m_settings->contains(key));
-    }
-    {
-        const User user({path("other/") + name});
-        QVERIFY(askWithSettings(save, file, path("data")));
-        QCOMPARE(file, path("other/") + name);
-        QCOMPARE(m_settings->value(key), QVariant(path("other")));
-    }
-    const User user({});
-    file.clear();
-    QVERIFY(!askWithSettings(save, file, path("data")));
-    QCOMPARE(user.startFolder, path("other"));
-}
-
-void DialogsTest::passesTheFilterOn()
-{
-    const QString texts = QStringLiteral("Texts (*.txt)");
-    const QString all = QStringLiteral("All (*)");
-    QString dir = path("data");
-    QString file = QStringLiteral("new");
-    QString selected = all;
-    const User user({file}, texts);
-    QVERIFY(FileUtils::saveFileDialog(dir, file, QString(), texts + QStringLiteral(";;") + all,
-                                      nullptr, &selected));
-    QCOMPARE(user.startFilter, all);
-    QCOMPARE(selected, texts);
-}
-
-void DialogsTest::asksForSeveralFiles()
-{
-    QStringList files{QStringLiteral("before")};
-    {
-        const User user({});
-        QVERIFY(!FileUtils::openFilesDialog(m_settings.get(), key, files));
-        QCOMPARE(files, QStringList());
-        QVERIFY(!m_settings->contains(key));
-    }
-    {
-        const User user({path("other/b.txt"), path("other/c.txt")});
-        QVERIFY(FileUtils::openFilesDialog(m_settings.get(), key, files));
-        QCOMPARE(files, QStringList({path("other/b.txt"), path("other/c.txt")}));
-        QCOMPARE(m_settings->value(key), QVariant(QString()));
-        QVERIFY(m_settings->contains(key));
-    }
-    m_settings->setValue(key, path("data"));
-    const User user({path("other/b.txt")});
-    QVERIFY(FileUtils::openFilesDialog(m_settings.get(), key, files));
-    QCOMPARE(user.startFolder, path("data"));
-    QCOMPARE(m_settings->value(key), QVariant(path("data")));
-}
-
-void DialogsTest::asksForFolders()
-{
-    QString dir = path("data");
-    {
-        const User user({});
-        QVERIFY(!FileUtils::openDirectoryDialog(dir));
-        QCOMPARE(user.startFolder, path("data"));
-        QVERIFY(user.foldersOnly);
-        QCOMPARE(dir, path("data"));
-    }
-    {
-        const User user({path("other")});
-        m_settings->setValue(key, path("work"));
-        QVERIFY(FileUtils::openDirectoryDialog(m_settings.get(), key, dir));
-        QCOMPARE(user.startFolder, path("work"));
-        QCOMPARE(dir, path("other"));
-        QCOMPARE(m_settings->value(key), QVariant(path("other")));
-    }
-    dir = path("data");
-    const User user({});
-    QVERIFY(!FileUtils::openDirectoryDialog(m_settings.get(), key, dir));
-    QCOMPARE(user.startFolder, path("other"));
-    QCOMPARE(dir, path("data"));
-}
 
 QUARN_TEST(DialogsTest)
 #include "DialogsTest.moc"
