@@ -76,9 +76,10 @@ private Q_SLOTS:
             const TemporaryFolder top;
             const QByteArray folder = top.root() + "/t/folder";
             const QByteArray link = top.root() + "/link";
+            createEntries(top.root() + "/t", files); // go first, while the folder is swapped
             createEntries(folder, files);
             createEntries(top.root() + "/victim", files);
-            createEntries(top.root(), {"link>victim"});
+            createEntries(top.root(), {"link>" + top.root() + "/victim"});
             std::atomic<bool> done{false};
             std::thread swapper([&] {
                 while (!done)
