@@ -55,38 +55,47 @@ QDBusMessage showItems(const QString& item)
     return message;
 }
 
-/** Waits for the answers of the bus and of the file manager, and opens the folder on a failure. */
+/**
+ * Waits for the bus to answer the greeting, then asks the file manager and waits for its answer, and
+ * opens the folder on a failure. One call at a time: QtDBus frees those that are still on their way
+ * when a connection closes, although they are in use.
+ */
 class Answers : public QObject
 {
 public:
-    Answers(const QString& connection, const QString& folder, const QDBusPendingCall& greeted,
-            const QDBusPendingCall& shown, QObject* owner)
-        : QObject(owner), m_connection(connection), m_folder(folder), m_greeted(greeted),
-          m_shown(shown)
+    Answers(const QString& connection, const QString& item, const QDBusPendingCall& greeted,
+            QObject* owner)
+        : QObject(owner), m_connection(connection), m_item(item)
     {
-        connect(&m_greeted, &QDBusPendingCallWatcher::finished, this, [this] {
-            if (m_greeted.isError())
-                finish();
+        await(greeted, [this] {
+            await(QDBusConnection(m_connection).asyncCall(showItems(m_item)),
+                  [this] { finish(true); });
         });
-        connect(&m_shown, &QDBusPendingCallWatcher::finished, this, &Answers::finish);
     }
 
 private:
-    void finish()
+    template <typename Next>
+    void await(const QDBusPendingCall& call, Next next)
     {
-        disconnect(&m_greeted, nullptr, this, nullptr);
-        disconnect(&m_shown, nullptr, this, nullptr);
-        // A bus that wakes up late must not show the item beside the folder.
+        auto* const watcher = new QDBusPendingCallWatcher(call, this);
+        connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher, next] {
+            if (watcher->isError())
+                finish(false);
+            else
+                next();
+        });
+    }
+
+    void finish(bool shown)
+    {
         QDBusConnection::disconnectFromPeer(m_connection);
-        if (m_greeted.isError() || m_shown.isError())
-            openFolder(m_folder);
+        if (!shown)
+            openFolder(QFileInfo(m_item).absolutePath());
         deleteLater();
     }
 
     const QString m_connection;
-    const QString m_folder;
-    QDBusPendingCallWatcher m_greeted;
-    QDBusPendingCallWatcher m_shown;
+    const QString m_item;
 };
 
 /** What still waits when the process ends or the library is unloaded goes with this. */
@@ -123,8 +132,7 @@ void showInFileManager(const QString& item)
         return;
     }
     const QDBusPendingCall greeted = bus.asyncCall(greeting(), greetingMsecs);
-    const QDBusPendingCall shown = bus.asyncCall(showItems(item));
-    const auto await = [=] { new Answers(name, folder, greeted, shown, answersOwner()); };
+    const auto await = [=] { new Answers(name, item, greeted, answersOwner()); };
     if (application->thread() == QThread::currentThread())
         await();
     else
