@@ -47,7 +47,12 @@ QString InputFile::failure() const
 
 QString InputFile::name() const
 {
-    return m_path == QLatin1String("-") ? QStringLiteral("standard input") : m_path;
+    return nameOf(m_path);
+}
+
+QString InputFile::nameOf(const QString& path)
+{
+    return path == QLatin1String("-") ? QStringLiteral("standard input") : path;
 }
 
 qint64 InputFile::readData(char* data, qint64 maxSize)

@@ -26,8 +26,10 @@ public:
     /** Why there is nothing more to read; empty at the proper end. */
     virtual QString failure() const;
 
-    /** The input's name in messages. */
     QString name() const;
+
+    /** The name in messages of the input that \a path leads to. */
+    static QString nameOf(const QString& path);
 
     void setThroughputStats(quint64, quint64, quint64, quint64) override { }
 

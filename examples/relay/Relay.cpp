@@ -1,6 +1,7 @@
 #include "Relay.h"
 
 #include "Console.h"
+#include "InputFile.h"
 #include "LineCounter.h"
 #include "PlainReader.h"
 #include "Report.h"
@@ -168,7 +169,7 @@ int Relay::conclude()
     const bool printed = m_options.quiet || printReport();
     if (m_verifier && !m_verifier->valid()) {
         Console::fail(QStringLiteral("the signature %1 does not match %2%3")
-                          .arg(m_options.signatureFile, m_options.input,
+                          .arg(m_options.signatureFile, InputFile::nameOf(m_options.input),
                                m_saver ? QStringLiteral("; nothing was saved") : QString()));
         return SignatureMismatch;
     }

@@ -103,6 +103,8 @@ private Q_SLOTS:
         check("rsa.sig --key ec.pub data", false);
         check("rsa.sig --key rsa.pub damaged", false);
         check("rsa.sig --key rsa.pub empty", false);
+        check("rsa.sig --key rsa.pub -", false);
+        QVERIFY(m_error.endsWith("rsa.sig does not match standard input; nothing was saved\n"));
     }
 
     void refuses()
