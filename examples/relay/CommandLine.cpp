@@ -57,8 +57,9 @@ void CommandLine::declare()
         "in:\none counts its lines, one joins late, and others check its signature or save it.\n"
         "\nExit status: 0 done, and the signature is valid if one was given; 1 the signature does "
         "not\nmatch; 2 a failure, told in one line. Unless it is 0, nothing is saved."));
-    m_parser.addPositionalArgument(QStringLiteral("INPUT"),
-                                   QStringLiteral("File to relay, - for standard input."));
+    m_parser.addPositionalArgument(
+        QStringLiteral("INPUT"),
+        QStringLiteral("File to relay, - for standard input; less than 2 GiB."));
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Shows this help."));
     const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")},

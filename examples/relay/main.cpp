@@ -1,3 +1,7 @@
+// Relays a file, a pipe or a growing file to consumers that read it at the same time through one
+// shared buffer: --help tells what they do, Relay.h how they come together. It also builds outside
+// the library's tree: cmake -S . -B build -DCMAKE_PREFIX_PATH=(where Quarn is installed)
+
 #include "CommandLine.h"
 #include "Console.h"
 #include "Relay.h"
