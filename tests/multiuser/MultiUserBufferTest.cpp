@@ -169,6 +169,23 @@ private Q_SLOTS:
         QTRY_COMPARE(written.count(), 4);
     }
 
+    void notifiesAfterAMove()
+    {
+        QThread owner;
+        auto* const buffer = new Buffer;
+        connect(&owner, &QThread::finished, buffer, &QObject::deleteLater);
+        std::atomic<QThread*> emittedIn{nullptr};
+        connect(
+            buffer, &QIODevice::bytesWritten, buffer, [&] { emittedIn = QThread::currentThread(); },
+            Qt::DirectConnection);
+        buffer->write("123", 3); // on its way when the buffer moves
+        buffer->moveToThread(&owner);
+        owner.start();
+        QTRY_COMPARE(emittedIn.load(), &owner);
+        owner.quit();
+        QVERIFY(owner.wait());
+    }
+
     void writeDuringAMoveLeavesNoTrace()
     {
         class MovingBuffer : public Buffer
@@ -189,11 +206,8 @@ private Q_SLOTS:
         connect(
             buffer, &QIODevice::bytesWritten, buffer, [&] { emittedIn = QThread::currentThread(); },
             Qt::DirectConnection);
-        buffer->write("123", 3); // on its way when the buffer moves
         buffer->moveToThread(&owner);
         owner.start();
-        QTRY_COMPARE(emittedIn.load(), &owner);
-        emittedIn = nullptr;
         buffer->write("def", 3);
         QTRY_COMPARE(emittedIn.load(), &owner);
         owner.quit();

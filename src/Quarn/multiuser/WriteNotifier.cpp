@@ -56,16 +56,16 @@ protected:
     {
         if (event->type() != QEvent::User)
             return QObject::event(event);
-        deliver(m_state); // a copy: the slots may end the device, and this messenger with it
+        deliver(m_state, this); // a copy: the slots may end the device, and this messenger with it
         return true;
     }
 
 private:
-    static void deliver(std::shared_ptr<State> state)
+    static void deliver(std::shared_ptr<State> state, const Messenger* messenger)
     {
         std::unique_lock<std::mutex> lock(state->mutex);
-        if (!state->posted)
-            return;
+        if (!state->posted || state->messenger != messenger)
+            return; // one that was replaced is in a thread that the device has left
         // Before the emission begins, so that a write from now on is followed by one of its own,
         // which readers that come from now on get too.
         state->posted = false;
