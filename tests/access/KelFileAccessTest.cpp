@@ -1,4 +1,5 @@
 #include "support/TestRegistry.h"
+#include "support/testBytes.h"
 
 #include <Quarn/access/KelFileAccess.h>
 
@@ -9,250 +10,173 @@
 #include <QtEndian>
 
 #include <atomic>
+#include <csignal>
 #include <limits>
-#include <memory>
+#include <sys/resource.h>
 
-using namespace kel;
+using kel::KelFileAccess;
 
-namespace {
-
-constexpr qint64 largest = std::numeric_limits<qint64>::max();
-
-std::atomic<int> warnings{0};
-
-void countWarnings(QtMsgType type, const QMessageLogContext&, const QString&)
-{
-    warnings += type != QtDebugMsg;
-}
-
-/** Opens the file at once, for threaded use. */
-bool openForWorker(KelFileAccess& access, QIODevice::OpenMode mode)
-{
-    const bool opened = access.open(mode, false);
-    access.open(mode, true);
-    return opened;
-}
-
-} // namespace
-
-/** Both modes, which requests are accepted, and how the worker ends. */
+/** Both modes, which requests are accepted, full disks, and how the worker ends. */
 class KelFileAccessTest : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void readsUpToTheLimit_data();
-    void readsUpToTheLimit();
-    void directModeHoldsNothingBack();
-    void keepsARequestUntilTheStart();
-    void failedOpenRefusesAllButDirect();
-    void acceptsTheNextRequestOfEverySlot();
-    void refusesDirectSlots();
-    void endsInEveryState_data();
-    void endsInEveryState();
+    void init() { QFile::remove(m_path); }
 
-private:
-    void fill(const QByteArray& bytes);
-    QByteArray content() const;
+    void readsUpToTheLimit()
+    {
+        constexpr qint64 all = std::numeric_limits<qint64>::max();
+        const std::pair<int, qint64> cases[]
+            = {{10, 4}, {10, 100}, {0, all}, {16385, all}, {5000000, all}};
+        for (const auto& [size, limit] : cases) {
+            const QByteArray bytes = testBytes(size);
+            KelFileAccess access(m_path);
+            qint64 read = -1; // set in this thread; a QSignalSpy would work in that of the worker
+            connect(&access, &KelFileAccess::readFinished, this, [&](qint64 n) { read = n; });
+            access.start();
+            QVERIFY(access.open(QIODevice::WriteOnly, false));
+            access.write(bytes);
+            QVERIFY(content() == bytes && access.size() == size); // nothing is held back
+            access.close();
+            QByteArray target("old");
+            QVERIFY(access.open(QIODevice::ReadOnly, false));
+            access.read(target, limit);
+            QCOMPARE(target, bytes.left(int(qMin(limit, qint64(size)))));
+            access.close();
+            QVERIFY(openForWorker(access, QIODevice::ReadOnly));
+            target = "old";
+            access.read(target, limit);
+            QTRY_COMPARE(read, qMin(limit, qint64(size)));
+            QCOMPARE(target, bytes.left(int(read)));
+        }
+    }
 
-    QTemporaryDir m_folder;
-    QString m_path;
-};
+    void keepsARequestAndRefusesOthers()
+    {
+        KelFileAccess access(m_path);
+        QList<qint64> reads;
+        connect(&access, &KelFileAccess::readFinished, this, [&](qint64 n) { reads << n; });
+        QVERIFY(access.open(QIODevice::ReadOnly, true));
+        QVERIFY(!access.open(QIODevice::WriteOnly, true)); // one is pending
+        access.start();
+        QTRY_COMPARE(access.error(), QFile::OpenError);
+        QByteArray target("old");
+        access.read(target, 10);
+        QVERIFY(!access.open(QIODevice::WriteOnly, true)); // only a direct one after a failure
+        QVERIFY(openForWorker(access, QIODevice::ReadWrite));
+        QVERIFY(!access.open(QIODevice::WriteOnly, true)); // it is open
+        access.read(target, 10);
+        QTRY_COMPARE(reads, QList<qint64>{0});
+    }
 
-void KelFileAccessTest::initTestCase()
-{
-    QVERIFY(m_folder.isValid());
-}
-
-void KelFileAccessTest::init()
-{
-    m_path = m_folder.filePath(QString::fromLatin1(QTest::currentTestFunction()));
-    QFile::remove(m_path);
-}
-
-void KelFileAccessTest::fill(const QByteArray& bytes)
-{
-    QFile file(m_path);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-}
-
-QByteArray KelFileAccessTest::content() const
-{
-    QFile file(m_path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void KelFileAccessTest::readsUpToTheLimit_data()
-{
-    QTest::addColumn<int>("size");
-    QTest::addColumn<qint64>("maxSize");
-    QTest::newRow("less than there is") << 10 << qint64(4);
-    QTest::newRow("more than there is") << 10 << qint64(100);
-    QTest::newRow("all of an empty file") << 0 << largest;
-    QTest::newRow("one piece and a byte") << 16385 << largest;
-    QTest::newRow("many pieces") << 5000000 << largest;
-}
-
-void KelFileAccessTest::readsUpToTheLimit()
-{
-    QFETCH(int, size);
-    QFETCH(qint64, maxSize);
-    QByteArray bytes(size, 'x');
-    for (int i = 0; i < size; ++i)
-        bytes[i] = char(i % 251);
-    fill(bytes);
-    const QByteArray expected = bytes.left(int(qMin(maxSize, qint64(size))));
-
-    KelFileAccess access(m_path);
-    QByteArray target("old");
-    QVERIFY(access.open(QIODevice::ReadOnly, false));
-    access.read(target, maxSize);
-    QCOMPARE(target, expected);
-    access.close();
-
-    target = "old";
-    qint64 read = -1; // set in this thread; a QSignalSpy would work in that of the worker
-    connect(&access, &KelFileAccess::readFinished, this, [&](qint64 count) { read = count; });
-    QVERIFY(openForWorker(access, QIODevice::ReadOnly));
-    access.start();
-    access.read(target, maxSize);
-    QTRY_COMPARE(read, qint64(expected.size()));
-    QCOMPARE(target, expected);
-}
-
-void KelFileAccessTest::directModeHoldsNothingBack()
-{
-    KelFileAccess access(m_path);
-    QVERIFY(!access.exists());
-    QVERIFY(access.open(QIODevice::ReadWrite, false));
-    access.write("hello");
-    QCOMPARE(content(), QByteArray("hello")); // not held back in a buffer
-    QCOMPARE(access.size(), qint64(5));
-    access.close();
-    QByteArray target;
-    QVERIFY(access.open(QIODevice::ReadOnly, false));
-    access.read(target, 2);
-    access.read(target, 10);
-    QCOMPARE(target, QByteArray("llo"));
-}
-
-void KelFileAccessTest::keepsARequestUntilTheStart()
-{
-    KelFileAccess access(m_path);
-    QVERIFY(access.open(QIODevice::WriteOnly, true));
-    QVERIFY(!access.open(QIODevice::WriteOnly, true)); // one is pending
-    QVERIFY(!access.exists());
-    access.start();
-    QTRY_VERIFY(access.exists());
-    QVERIFY(!access.open(QIODevice::WriteOnly, true)); // busy or open
-}
-
-void KelFileAccessTest::failedOpenRefusesAllButDirect()
-{
-    KelFileAccess access(m_path);
-    QList<qint64> reads;
-    connect(&access, &KelFileAccess::readFinished, this, [&](qint64 count) { reads << count; });
-    access.start();
-    QVERIFY(access.open(QIODevice::ReadOnly, true));
-    QTRY_COMPARE(access.error(), QFile::OpenError);
-    QByteArray target("old");
-    access.read(target, 10);
-    QVERIFY(!access.open(QIODevice::ReadOnly, true));
-    fill("there");
-    QVERIFY(openForWorker(access, QIODevice::ReadOnly));
-    access.read(target, 10);
-    QTRY_COMPARE(reads, QList<qint64>{5});
-    QCOMPARE(target, QByteArray("there"));
-}
-
-/** 100000 requests, each made on the signal of the one before: in order, none lost or repeated. */
-void KelFileAccessTest::acceptsTheNextRequestOfEverySlot()
-{
-    constexpr int count = 100000;
-    const QtMessageHandler handler = qInstallMessageHandler(countWarnings);
-    QByteArray data(4, '\0');
-    QEventLoop loop; // QTRY_COMPARE would sleep after each request
-    QTimer::singleShot(60000, &loop, &QEventLoop::quit);
-
-    KelFileAccess access(m_path);
-    qint32 written = 0;
-    const auto writeNext = [&] {
-        qToBigEndian(written, data.data());
+    /** Many requests, each made on the signal of the one before: in order, none lost or twice. */
+    void acceptsTheNextRequestOfEverySlot()
+    {
+        constexpr int size = 4 * 100000;
+        QEventLoop loop; // QTRY_COMPARE would sleep after each request
+        QTimer::singleShot(60000, &loop, &QEventLoop::quit);
+        KelFileAccess access(m_path);
+        QByteArray data(4, '\0'), expected;
+        connect(&access, &KelFileAccess::writeFinished, this, [&] {
+            expected += data;
+            qToBigEndian(qint32(expected.size()), data.data());
+            expected.size() < size ? access.write(data) : loop.quit();
+        });
+        access.start();
+        QVERIFY(openForWorker(access, QIODevice::WriteOnly));
         access.write(data);
-    };
-    connect(&access, &KelFileAccess::writeFinished, this, [&] {
-        if (++written < count)
-            writeNext();
-        else
-            loop.quit();
-    });
-    access.start();
-    QVERIFY(openForWorker(access, QIODevice::WriteOnly));
-    writeNext();
-    loop.exec();
-    qInstallMessageHandler(handler);
-    QCOMPARE(warnings.load(), 0);
-    const QByteArray bytes = content();
-    QCOMPARE(bytes.size(), 4 * count);
-    for (int i = 0; i < count; ++i)
-        QCOMPARE(qFromBigEndian<qint32>(bytes.constData() + 4 * i), i);
-}
+        loop.exec();
+        QVERIFY(expected.size() == size && content() == expected);
+    }
 
-void KelFileAccessTest::refusesDirectSlots()
-{
-    KelFileAccess access(m_path);
-    QVERIFY(openForWorker(access, QIODevice::ReadWrite));
-    std::atomic<int> finished{0};
-    std::atomic<bool> opened{true};
-    connect(
-        &access, &KelFileAccess::writeFinished, this,
-        [&] {
+    void refusesDirectSlots()
+    {
+        KelFileAccess access(m_path);
+        QVERIFY(openForWorker(access, QIODevice::ReadWrite));
+        std::atomic<int> finished{0}, opened{0};
+        const auto slot = [&] {
             access.write("again");
             access.close();
-            opened = access.open(QIODevice::ReadOnly, true);
-            access.size();
-            ++finished;
-        },
-        Qt::DirectConnection);
-    access.start();
-    access.write("hello");
-    QTRY_COMPARE(finished.load(), 1);
-    QVERIFY(!opened);
-    access.write("there"); // neither was the close() accepted
-    QTRY_COMPARE(finished.load(), 2);
-    QCOMPARE(content(), QByteArray("hellothere"));
-}
+            opened += access.open(QIODevice::ReadOnly, true);
+            finished += access.size() > 0;
+        };
+        connect(&access, &KelFileAccess::writeFinished, this, slot, Qt::DirectConnection);
+        access.start();
+        access.write("hello");
+        QTRY_COMPARE(finished.load(), 1);
+        access.write("there"); // neither was the close() accepted
+        QTRY_COMPARE(finished.load(), 2);
+        QVERIFY(opened == 0 && content() == "hellothere");
+    }
 
-void KelFileAccessTest::endsInEveryState_data()
-{
-    QTest::addColumn<QString>("state");
-    for (const char* state : {"never started", "idle", "writing", "asked to quit", "in a slot"})
-        QTest::newRow(state) << QString::fromLatin1(state);
-}
+    void reportsAFullDisk()
+    {
+        const auto written = [this](const QString& path, int size) {
+            KelFileAccess access(path);
+            qint64 count = 0;
+            connect(&access, &KelFileAccess::writeFinished, this, [&](qint64 n) { count = n; });
+            openForWorker(access, QIODevice::WriteOnly);
+            access.write(QByteArray(size, 'x'));
+            access.start();
+            return QTest::qWaitFor([&] { return count != 0 && access.error() != QFile::NoError; })
+                       ? count
+                       : 0;
+        };
+        for (const int size : {5, 1000000}) // fits in a buffer, or doesn't
+            QCOMPARE(written(QStringLiteral("/dev/full"), size), qint64(-1));
+        rlimit before;
+        QCOMPARE(getrlimit(RLIMIT_FSIZE, &before), 0);
+        const rlimit limit = {1000, before.rlim_max};
+        const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+        setrlimit(RLIMIT_FSIZE, &limit);
+        const qint64 partly = written(m_path, 1500);
+        setrlimit(RLIMIT_FSIZE, &before);
+        std::signal(SIGXFSZ, handler);
+        QCOMPARE(partly, qint64(1000));
+    }
 
-void KelFileAccessTest::endsInEveryState()
-{
-    QFETCH(QString, state);
-    const QByteArray data(20000000, 'x');
-    const bool started = state != QLatin1String("never started");
-    const bool writes = started && state != QLatin1String("idle");
-    auto access = std::make_unique<KelFileAccess>(m_path);
-    QVERIFY(openForWorker(*access, QIODevice::WriteOnly));
-    if (state == QLatin1String("in a slot"))
-        connect(access.get(), &KelFileAccess::writeFinished, this, [&] { access.reset(); });
-    if (writes)
-        access->write(QByteArray(data.constData(), data.size())); // a temporary will do
-    if (started)
-        access->start();
-    if (state == QLatin1String("asked to quit"))
-        access->quit();
-    if (state == QLatin1String("in a slot"))
-        QTRY_VERIFY(!access);
-    access.reset();
-    QCOMPARE(content(), writes ? data : QByteArray(""));
-}
+    void endsInEveryState()
+    {
+        const QByteArray data(20000000, 'x');
+        for (const QByteArray& state :
+             QList<QByteArray>{"new", "idle", "writing", "quit", "slot"}) {
+            auto access = std::make_unique<KelFileAccess>(m_path);
+            QVERIFY(openForWorker(*access, QIODevice::WriteOnly));
+            const bool writes = state != "new" && state != "idle";
+            if (writes)
+                access->write(QByteArray(data.constData(), data.size())); // a temporary will do
+            if (state == "slot") // ended by its own signal
+                connect(access.get(), &KelFileAccess::writeFinished, this, [&] { access.reset(); });
+            if (state != "new")
+                access->start();
+            if (state == "quit")
+                access->quit();
+            if (state == "slot")
+                QTRY_VERIFY(!access);
+            access.reset();
+            QVERIFY2(content() == (writes ? data : QByteArray()), state.constData());
+        }
+    }
+
+private:
+    /** Opens the file at once, for threaded use. */
+    static bool openForWorker(KelFileAccess& access, QIODevice::OpenMode mode)
+    {
+        const bool opened = access.open(mode, false);
+        access.open(mode, true);
+        return opened;
+    }
+
+    QByteArray content() const
+    {
+        QFile file(m_path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    const QTemporaryDir m_folder;
+    const QString m_path = m_folder.filePath(QStringLiteral("file"));
+};
 
 QUARN_TEST(KelFileAccessTest)
 #include "KelFileAccessTest.moc"
