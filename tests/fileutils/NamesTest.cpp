@@ -78,7 +78,8 @@ private Q_SLOTS:
         check("a[1].x|a(1)_2.x", "a[1].y", "_%d", false, "a[1]_3.y");
 
         check("a.x", "a.x", " (%03i)", true, "a (002).x");
-        check("a.x", "a.x", "%ld", true, "a2.x");
+        check("a.x", "a.x", "%-#6.2lx|", true, "a0x02  |.x");
+        check("a.x", "a.x", "-copy", true, "a-copy.x");
         check("a.x", "a.x", "100%%%d%%ü", true, "a100%2%ü.x");
         for (const char* wrong :
              {"%d%d", "%s", "%n", "%c", "%.*d", "%1$d", "%2000000000d", "%d%", "% %"})
