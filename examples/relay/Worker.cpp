@@ -9,8 +9,7 @@ Worker::~Worker() = default;
 void Worker::start()
 {
     m_thread = std::thread([this] {
-        const QEventLoop
-            eventDispatcher; // a thread that Qt didn't start gets it with its first loop
+        const QEventLoop loop; // gives a thread that Qt didn't start its event dispatcher
         run();
         Q_EMIT finished();
     });
