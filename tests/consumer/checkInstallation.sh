@@ -37,6 +37,12 @@ consume asked-for 5 -DQUARN_QT_VERSION_MAJOR=5
 consume asked-for-6 6 -DQUARN_QT_VERSION_MAJOR=6 -DCONSUMER_REFUSES=5
 consume sub-folder 6 -DQUARN_SOURCE="$source_dir" -DQUARN_QT_VERSION_MAJOR=6
 
+for example in background-save relay; do
+    say "example outside the tree: $example"
+    cmake -S "$source_dir/examples/$example" -B "$work/$example" -G Ninja >"$work/log" \
+        && cmake --build "$work/$example" >>"$work/log" || { cat "$work/log"; exit 1; }
+done
+
 export PKG_CONFIG_PATH=$moved/lib/pkgconfig
 for qt in 5 6; do
     say "consumer: pkg-config, Qt $qt"
