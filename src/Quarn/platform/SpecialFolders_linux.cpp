@@ -9,7 +9,7 @@ QString specialFolder(int csidl)
     switch (csidl) {
     case DocumentsFolder:
         return QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    case TrashFolder: // the home trash of the freedesktop Trash specification
+    case TrashFolder: // the home trash of freedesktop.org
         return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
                + QLatin1String("/Trash/files");
     case RoamingDataFolder:
