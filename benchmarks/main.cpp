@@ -1,0 +1,28 @@
+#include "support/Scratch.h"
+#include "support/families.h"
+
+#include <QCoreApplication>
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <exception>
+
+int main(int argc, char** argv)
+{
+    const QCoreApplication application(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 2;
+    try {
+        const bench::Scratch scratch;
+        bench::addMemoryStream();
+        bench::addStreamCopies();
+        benchmark::RunSpecifiedBenchmarks();
+        benchmark::Shutdown();
+    } catch (const std::exception& fault) {
+        std::fprintf(stderr, "quarn-benchmarks: %s\n", fault.what());
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,12 @@
+#ifndef QUARN_BENCHMARKS_SUPPORT_FAMILIES_H
+#define QUARN_BENCHMARKS_SUPPORT_FAMILIES_H
+
+namespace bench {
+
+// Each registers the benchmarks of one topic with Google Benchmark.
+
+void addMemoryStream();
+void addStreamCopies();
+
+} // namespace bench
+#endif
