@@ -18,6 +18,8 @@ int main(int argc, char** argv)
         const bench::Scratch scratch;
         bench::addMemoryStream();
         bench::addStreamCopies();
+        bench::addDigests();
+        bench::addVerification();
         benchmark::RunSpecifiedBenchmarks();
         benchmark::Shutdown();
     } catch (const std::exception& fault) {

@@ -26,7 +26,10 @@ using Clock = std::chrono::steady_clock;
 /** The work of one contender; throws std::exception when it did not come out as it should. */
 using Work = std::function<void()>;
 
-/** Registers item/parameter/contender: \a work, timed from its call to its return. */
+/**
+ * Registers item/parameter/contender: \a work, timed from its call to its return. A first call, in
+ * which work may make what it needs, is not timed.
+ */
 void add(const std::string& item, const std::string& parameter, const std::string& contender,
          Work work);
 

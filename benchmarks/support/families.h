@@ -7,6 +7,8 @@ namespace bench {
 
 void addMemoryStream();
 void addStreamCopies();
+void addDigests();
+void addVerification();
 
 } // namespace bench
 #endif
