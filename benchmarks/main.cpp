@@ -18,6 +18,11 @@ int main(int argc, char** argv)
         const bench::Scratch scratch;
         bench::addMemoryStream();
         bench::addStreamCopies();
+        bench::addTrees();
+        bench::addNames();
+        bench::addFileCopies();
+        bench::addWorker();
+        bench::addTokens();
         benchmark::RunSpecifiedBenchmarks();
         benchmark::Shutdown();
     } catch (const std::exception& fault) {

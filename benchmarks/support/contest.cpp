@@ -16,19 +16,22 @@ std::string nameOf(const std::string& item, const std::string& parameter,
 } // namespace
 
 void add(const std::string& item, const std::string& parameter, const std::string& contender,
-         Work work)
+         Work work, Work prepare)
 {
-    benchmark::RegisterBenchmark(nameOf(item, parameter, contender).c_str(),
-                                 [work = std::move(work)](benchmark::State& state) {
-                                     try {
-                                         for (auto iteration : state) {
-                                             (void)iteration;
-                                             work();
-                                         }
-                                     } catch (const std::exception& fault) {
-                                         state.SkipWithError(fault.what());
-                                     }
-                                 })
+    benchmark::RegisterBenchmark(
+        nameOf(item, parameter, contender).c_str(),
+        [work = std::move(work), prepare = std::move(prepare)](benchmark::State& state) {
+            try {
+                if (prepare)
+                    prepare();
+                for (auto iteration : state) {
+                    (void)iteration;
+                    work();
+                }
+            } catch (const std::exception& fault) {
+                state.SkipWithError(fault.what());
+            }
+        })
         ->UseRealTime()
         ->Unit(benchmark::kMicrosecond);
 }

@@ -26,9 +26,12 @@ using Clock = std::chrono::steady_clock;
 /** The work of one contender; throws std::exception when it did not come out as it should. */
 using Work = std::function<void()>;
 
-/** Registers item/parameter/contender: \a work, timed from its call to its return. */
+/**
+ * Registers item/parameter/contender: \a work, timed from its call to its return. \a prepare goes
+ * before each measurement, untimed; it is to do nothing when it has been called before.
+ */
 void add(const std::string& item, const std::string& parameter, const std::string& contender,
-         Work work);
+         Work work, Work prepare = {});
 
 /**
  * The same for work that measures itself, because setting up and clearing away don't count.

@@ -5,8 +5,13 @@ namespace bench {
 
 // Each registers the benchmarks of one topic with Google Benchmark.
 
+void addFileCopies();
 void addMemoryStream();
+void addNames();
 void addStreamCopies();
+void addTokens();
+void addTrees();
+void addWorker();
 
 } // namespace bench
 #endif
