@@ -1,6 +1,7 @@
 #include <Quarn/fileutils/CounterFormat_p.h>
 
 #include <QRegularExpression>
+#include <QStringBuilder>
 
 namespace kel {
 
@@ -13,9 +14,9 @@ QString CounterFormat::text(int number) const
     if (!hasConversion())
         return m_before;
     const bool plain = m_conversion == "%d"; // nearly always; asprintf() takes its time
-    return m_before
-           + (plain ? QString::number(number) : QString::asprintf(m_conversion.constData(), number))
-           + m_after;
+    const QString digits
+        = plain ? QString::number(number) : QString::asprintf(m_conversion.constData(), number);
+    return m_before % digits % m_after;
 }
 
 bool CounterFormat::parse(const QString& format)

@@ -5,6 +5,7 @@
 #include <Quarn/fileutils/VisibleNames_p.h>
 
 #include <QDateTime>
+#include <QStringBuilder>
 
 #include <limits>
 #include <optional>
@@ -74,9 +75,11 @@ QString FileUtils::uniqueFileName(const QDir& dir, const QString& pattern,
     const CounterFormat counter(counterFormat);
     const auto lastDot = name.lastIndexOf(QLatin1Char('.'));
     const auto insertion = lastDot > 0 ? lastDot : name.size();
+    const QString beginning = name.left(insertion);
+    const QString ending = name.mid(insertion);
     QString before;
     for (int number = 2; counter.isValid(); ++number) {
-        const QString candidate = QString(name).insert(insertion, counter.text(number));
+        const QString candidate = beginning % counter.text(number) % ending;
         if (!isTaken(candidate))
             return candidate;
         // Two tell for all that the counter is not in what is compared, so that no number will do.

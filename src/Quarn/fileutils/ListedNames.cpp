@@ -13,6 +13,7 @@ bool ListedNames::contains(const QString& name)
 {
     if (m_questions < questionsBeforeListing && ++m_questions == questionsBeforeListing) {
         const QStringList listed = visibleNames(m_folder);
+        m_names.reserve(listed.size());
         for (const QString& entry : listed) {
             // With a colon Qt may take a name for that of a resource.
             if (!entry.contains(QLatin1Char(':')))

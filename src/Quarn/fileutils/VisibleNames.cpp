@@ -5,6 +5,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <string_view>
 
 namespace kel {
 namespace {
@@ -69,7 +70,8 @@ VisibleNames::VisibleNames(const QString& folder)
 bool VisibleNames::anyBeginsWith(const QString& stem) const
 {
     const std::u32string wanted = caseFolded(stem);
-    const std::u32string literal = wanted.substr(0, wanted.find_first_of(U"*?[]"));
+    const std::u32string_view literal
+        = std::u32string_view(wanted).substr(0, wanted.find_first_of(U"*?[]"));
     auto name = std::lower_bound(m_names.begin(), m_names.end(), literal);
     for (; name != m_names.end() && name->compare(0, literal.size(), literal) == 0; ++name) {
         if (beginsWith(*name, wanted))

@@ -5,7 +5,9 @@
 
 #include <dirent.h>
 
+#include <algorithm>
 #include <memory>
+#include <string_view>
 
 namespace kel {
 namespace {
@@ -15,10 +17,15 @@ struct CloseDirectory
     void operator()(DIR* directory) const { ::closedir(directory); }
 };
 
+bool isAscii(std::string_view text)
+{
+    return std::all_of(text.begin(), text.end(), [](char byte) { return (byte & 0x80) == 0; });
+}
+
 /** Whether QDir lists \a entry of \a folder, whose name is \a name and not hidden. */
 bool isListed(const QString& folder, const dirent& entry, const QString& name)
 {
-    if (QFile::encodeName(name) != entry.d_name)
+    if (!isAscii(entry.d_name) && QFile::encodeName(name) != entry.d_name)
         return false; // of broken UTF-8
     if (entry.d_type == DT_REG || entry.d_type == DT_DIR)
         return true;
