@@ -18,8 +18,17 @@ int main(int argc, char** argv)
         const bench::Scratch scratch;
         bench::addMemoryStream();
         bench::addStreamCopies();
+        bench::addReaders();
+        bench::addWakeUp();
+        bench::addLines();
+        bench::addGrowthPause();
         bench::addDigests();
         bench::addVerification();
+        bench::addTrees();
+        bench::addNames();
+        bench::addFileCopies();
+        bench::addWorker();
+        bench::addTokens();
         benchmark::RunSpecifiedBenchmarks();
         benchmark::Shutdown();
     } catch (const std::exception& fault) {

@@ -3,6 +3,7 @@
 #include "support/Scratch.h"
 #include "support/contest.h"
 #include "support/families.h"
+#include "support/kernelCopy.h"
 
 #include <Quarn/streams/QRandomAccessIO.h>
 #include <Quarn/streams/StreamUtils.h>
@@ -104,19 +105,6 @@ void addMove()
     });
 }
 
-void copyByKernel(const char* from, const char* to)
-{
-    const int source = ::open(from, O_RDONLY | O_CLOEXEC);
-    const int target = ::open(to, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    ssize_t count = 1;
-    qint64 done = 0;
-    for (; count > 0; done += count)
-        count = ::copy_file_range(source, nullptr, target, nullptr, total, 0);
-    ::close(source);
-    ::close(target);
-    insist(done == total, "copy_file_range() copied too little");
-}
-
 void addFileCopy()
 {
     const auto contender = [](const char* name, void (*copy)(const QString&, const QString&)) {
@@ -124,7 +112,7 @@ void addFileCopy()
             [copy] { copy(Scratch::file(total), Scratch::path(QStringLiteral("copy"))); });
     };
     contender(limit, [](const QString& from, const QString& to) {
-        copyByKernel(QFile::encodeName(from).constData(), QFile::encodeName(to).constData());
+        copyByKernel(QFile::encodeName(from).constData(), QFile::encodeName(to).constData(), total);
     });
     contender(standard, [](const QString& from, const QString& to) {
         const int source = ::open(QFile::encodeName(from).constData(), O_RDONLY | O_CLOEXEC);

@@ -7,8 +7,21 @@ namespace bench {
 
 void addMemoryStream();
 void addStreamCopies();
+
+void addReaders();
+void addWakeUp();
+void addLines();
+void addGrowthPause();
+
 void addDigests();
 void addVerification();
+
+void addTrees();
+void addNames();
+void addFileCopies();
+
+void addWorker();
+void addTokens();
 
 } // namespace bench
 #endif

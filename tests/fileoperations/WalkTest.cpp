@@ -58,6 +58,10 @@ private Q_SLOTS:
         QCOMPARE(found(pictures, false, QDir::Name), "a.jpg x.png");
         QCOMPARE(found("", true, QDir::Name),
                  "a.jpg m/b.jpg m/k/c.png m/l.jpg n.txt p.jpg/q.txt x.png");
+        createEntries(folder.root(), {"m/C.JPG", "m/A\u00c4.jpg", "m/d.jp"});
+        for (const QDir::SortFlags sort :
+             {QDir::SortFlags(QDir::NoSort), QDir::Name | QDir::IgnoreCase})
+            QCOMPARE(found("*.jpg", true, sort), "a.jpg m/A\xc4.jpg m/b.jpg m/C.JPG m/l.jpg");
     }
 
     void reachesTheBottomAndBeyondFourGigabytes()

@@ -89,6 +89,29 @@ private Q_SLOTS:
         check("b", "b", ".%d", false, nullptr); // the counter is an extension, the stem stays taken
     }
 
+    void searchAmongMany()
+    {
+        const Folder folder("a.x|c.x");
+        for (int number = 2; number <= 100; ++number) {
+            folder.add(QStringLiteral("a_%1.x").arg(number));
+            folder.add(QStringLiteral("b:%1.x").arg(number));
+            folder.add(QStringLiteral(".d%1").arg(number));
+            QVERIFY(QFile::link(QStringLiteral("a.x"),
+                                folder.filePath(QStringLiteral("c%1.x").arg(number))));
+        }
+        QVERIFY(QFile::remove(folder.filePath(QStringLiteral("c60.x"))));
+        QVERIFY(QFile::link(QStringLiteral("nowhere"), folder.filePath(QStringLiteral("c60.x"))));
+        const auto unique = [&folder](const char* pattern, const char* format) {
+            return FileUtils::uniqueFileName(folder, QString::fromUtf8(pattern), format, true);
+        };
+        QCOMPARE(unique("a.x", "_%d"), QStringLiteral("a_101.x"));
+        QCOMPARE(unique("c.x", "%d"), QStringLiteral("c60.x")); // leads nowhere
+        folder.add(QStringLiteral(".d"));
+        QCOMPARE(unique(".d", "%d"), QStringLiteral(".d101"));
+        folder.add(QStringLiteral("b:.x"));
+        QCOMPARE(unique("b:.x", "%d"), QStringLiteral("b:101.x"));
+    }
+
     void searchInLargeFolder()
     {
         const QString name = QStringLiteral("[snap][%1].%2");

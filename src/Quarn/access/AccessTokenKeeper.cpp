@@ -6,6 +6,7 @@
 #include <Quarn/platform/SecretText_p.h>
 
 #include <algorithm>
+#include <functional>
 #include <mutex>
 
 namespace kel {
@@ -40,14 +41,24 @@ struct AccessTokenKeeper::Entry
     void* token;
 };
 
+std::size_t AccessTokenKeeper::KeyHash::operator()(const Key& key) const
+{
+    const std::hash<std::wstring> hash;
+    return hash(key.first) * 31 + hash(key.second);
+}
+
 AccessTokenKeeper* AccessTokenKeeper::m_instance = nullptr;
 
 AccessTokenKeeper::AccessTokenKeeper() : m_logonFunctions(logonFunctions()) { }
 
 AccessTokenKeeper::~AccessTokenKeeper()
 {
-    for (; !m_tokens.empty(); m_tokens.erase(m_tokens.begin()))
-        m_logonFunctions.close(m_tokens.begin()->second->token);
+    for (const Tokens::value_type& entry : m_tokens)
+        m_closing.push_back(&entry);
+    std::sort(m_closing.begin(), m_closing.end(),
+              [](const auto* left, const auto* right) { return left->first < right->first; });
+    for (const Tokens::value_type* entry : m_closing)
+        m_logonFunctions.close(entry->second->token);
 }
 
 AccessTokenKeeper* AccessTokenKeeper::instance()
@@ -70,7 +81,7 @@ void* AccessTokenKeeper::getLoggedOnToken(std::wstring scope, std::wstring user,
 {
     const Wiper wiper(password);
     const MutexLocker locker(m_lock, true);
-    Tokens::key_type key(std::move(scope), std::move(user));
+    Key key(std::move(scope), std::move(user));
     const auto found = m_tokens.find(key);
     if (found != m_tokens.end() && found->second->password == password)
         return found->second->token;
@@ -78,6 +89,7 @@ void* AccessTokenKeeper::getLoggedOnToken(std::wstring scope, std::wstring user,
     // All that can fail for want of memory comes before the old token is closed.
     auto renewed = std::make_unique<Entry>(Entry{SecretText(password), invalidToken()});
     if (found == m_tokens.end()) {
+        makeRoomForOne();
         Tokens fresh;
         fresh.emplace(std::move(key), std::move(renewed));
         return logOn(fresh.extract(fresh.begin()), password);
@@ -88,6 +100,16 @@ void* AccessTokenKeeper::getLoggedOnToken(std::wstring scope, std::wstring user,
     Tokens::node_type entry = m_tokens.extract(found);
     entry.mapped() = std::move(renewed);
     return logOn(std::move(entry), password);
+}
+
+/** Sees to it that the next token can be kept, and closed in its turn, without more memory. */
+void AccessTokenKeeper::makeRoomForOne()
+{
+    const std::size_t size = m_tokens.size();
+    if (m_tokens.bucket_count() <= size)
+        m_tokens.reserve(2 * size + 1);
+    if (m_closing.capacity() <= size)
+        m_closing.reserve(2 * size + 1);
 }
 
 /** Caches \a entry with the token of a new logon; a logon that fails in any way drops it. */

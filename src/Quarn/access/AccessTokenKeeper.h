@@ -4,9 +4,10 @@
 #include <Quarn/companion/Mutex.h>
 #include <Quarn/quarn_export.h>
 
-#include <map>
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -75,15 +76,22 @@ public:
 
 private:
     struct Entry;
-    using Tokens = std::map<std::pair<std::wstring, std::wstring>, std::unique_ptr<Entry>>;
+    using Key = std::pair<std::wstring, std::wstring>; // scope and user
+    struct KeyHash
+    {
+        std::size_t operator()(const Key& key) const;
+    };
+    using Tokens = std::unordered_map<Key, std::unique_ptr<Entry>, KeyHash>;
 
+    void makeRoomForOne();
     void* logOn(Tokens::node_type entry, const std::wstring& password);
 
     static AccessTokenKeeper* m_instance;
 
-    Tokens m_tokens; // by scope and user; each is open
+    Tokens m_tokens; // each is open
+    std::vector<const Tokens::value_type*> m_closing; // empty, with room for all of m_tokens
     std::vector<void*> m_invalidTokens; // replaced and closed
-    mutable Mutex m_lock; // guards both; taken before the log's mutex, held during logons
+    mutable Mutex m_lock; // guards these; taken before the log's mutex, held during logons
     const LogonFunctions& m_logonFunctions;
 };
 

@@ -11,7 +11,8 @@ namespace {
 
 using Size = decltype(QByteArray().size()); // not the same in Qt 5 and Qt 6
 
-constexpr qint64 firstPiece = 16384;
+constexpr qint64 smallestPiece = 16384;
+constexpr qint64 largestPiece = 1 << 20; // unless as much has come already
 constexpr qint64 largestArray = std::numeric_limits<Size>::max() - 64; // Qt's header goes off
 
 bool grow(QByteArray& bytes, qint64 size)
@@ -32,7 +33,8 @@ QByteArray readUpTo(QIODevice& device, qint64 maxSize)
     QByteArray bytes;
     qint64 size = 0;
     while (size < limit) {
-        const qint64 piece = std::min(limit - size, std::max(size, firstPiece));
+        const qint64 known = std::clamp(device.bytesAvailable(), smallestPiece, largestPiece);
+        const qint64 piece = std::min(limit - size, std::max(size, known));
         if (!grow(bytes, size + piece))
             break;
         const qint64 count = std::max(device.read(bytes.data() + size, piece), qint64(0));

@@ -1,6 +1,7 @@
 #include <Quarn/fileutils/CounterFormat_p.h>
 
 #include <QRegularExpression>
+#include <QStringBuilder>
 
 namespace kel {
 
@@ -10,16 +11,19 @@ CounterFormat::CounterFormat(const char* format)
 
 QString CounterFormat::text(int number) const
 {
-    return hasConversion()
-               ? m_before + QString::asprintf(m_conversion.constData(), number) + m_after
-               : m_before;
+    if (!hasConversion())
+        return m_before;
+    const bool plain = m_conversion == "%d"; // nearly always; asprintf() takes its time
+    const QString digits
+        = plain ? QString::number(number) : QString::asprintf(m_conversion.constData(), number);
+    return m_before % digits % m_after;
 }
 
 bool CounterFormat::parse(const QString& format)
 {
     // Three digits of width or precision are more than any file name holds; without a limit a
     // format could ask for a text of 2 GiB.
-    const QRegularExpression conversion(
+    static const QRegularExpression conversion(
         QStringLiteral("\\G%([-+ #0]*\\d{0,3}(?:\\.\\d{0,3})?)(?:hh?|ll?|[jzt])?([diouxX])"));
     const QLatin1Char percent('%');
 

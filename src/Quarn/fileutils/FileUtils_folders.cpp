@@ -1,6 +1,7 @@
 #include <Quarn/fileutils/FileUtils.h>
 
 #include <Quarn/companion/FileException.h>
+#include <Quarn/fileutils/ListedNames_p.h>
 #include <Quarn/platform/PrivateFolder_p.h>
 #include <Quarn/platform/SpecialFolders_p.h>
 
@@ -70,11 +71,15 @@ QString FileUtils::createTempDir()
 {
     const QDir temp = QDir::temp();
     temp.mkpath(QStringLiteral(".")); // Windows may name one that is missing
+    ListedNames listed(temp.path());
     for (int number = 1;; ++number) {
-        const QString path = temp.absoluteFilePath(QStringLiteral("temp%1").arg(number));
-        const bool taken = createPrivateFolder(path) == FolderCreation::Taken;
-        if (!taken || number == std::numeric_limits<int>::max())
-            return path;
+        const QString name = QLatin1String("temp") + QString::number(number);
+        const bool last = number == std::numeric_limits<int>::max();
+        const bool taken
+            = listed.contains(name)
+              || createPrivateFolder(temp.absoluteFilePath(name)) == FolderCreation::Taken;
+        if (!taken || last)
+            return temp.absoluteFilePath(name);
     }
 }
 

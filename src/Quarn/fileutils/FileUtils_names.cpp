@@ -1,9 +1,11 @@
 #include <Quarn/fileutils/FileUtils.h>
 
 #include <Quarn/fileutils/CounterFormat_p.h>
+#include <Quarn/fileutils/ListedNames_p.h>
 #include <Quarn/fileutils/VisibleNames_p.h>
 
 #include <QDateTime>
+#include <QStringBuilder>
 
 #include <limits>
 #include <optional>
@@ -15,34 +17,35 @@ namespace {
 class TakenTest
 {
 public:
-    TakenTest(const QDir& dir, bool exact) : m_dir(dir), m_exact(exact) { }
+    TakenTest(const QDir& dir, bool exact) : m_dir(dir), m_exact(exact), m_listed(dir.path()) { }
 
     bool operator()(const QString& name)
     {
-        if (isExactFor(name))
-            return m_dir.exists(name);
+        const QString stem = stemOf(name);
+        if (stem.isEmpty())
+            return m_listed.contains(name) || m_dir.exists(name);
         if (!m_visible)
-            m_visible.emplace(m_dir);
-        return m_visible->anyBeginsWith(FileUtils::stripExtension(name));
+            m_visible.emplace(m_dir.path());
+        return m_visible->anyBeginsWith(stem);
     }
 
     /** Whether \a name and \a other are taken by the same entries. */
     bool sameAnswer(const QString& name, const QString& other) const
     {
-        return name == other
-               || (!isExactFor(name)
-                   && FileUtils::stripExtension(name) == FileUtils::stripExtension(other));
+        const QString stem = stemOf(name);
+        return name == other || (!stem.isEmpty() && stem == stemOf(other));
     }
 
 private:
-    /** An empty stem would be found in every entry, and no name free of it. */
-    bool isExactFor(const QString& name) const
+    /** Empty for a name to be tested exactly, as no name would be free of an empty stem. */
+    QString stemOf(const QString& name) const
     {
-        return m_exact || FileUtils::stripExtension(name).isEmpty();
+        return m_exact ? QString() : FileUtils::stripExtension(name);
     }
 
     const QDir m_dir;
     const bool m_exact;
+    ListedNames m_listed;
     std::optional<VisibleNames> m_visible;
 };
 
@@ -72,13 +75,17 @@ QString FileUtils::uniqueFileName(const QDir& dir, const QString& pattern,
     const CounterFormat counter(counterFormat);
     const auto lastDot = name.lastIndexOf(QLatin1Char('.'));
     const auto insertion = lastDot > 0 ? lastDot : name.size();
+    const QString beginning = name.left(insertion);
+    const QString ending = name.mid(insertion);
     QString before;
     for (int number = 2; counter.isValid(); ++number) {
-        const QString candidate = QString(name).insert(insertion, counter.text(number));
+        const QString candidate = beginning % counter.text(number) % ending;
         if (!isTaken(candidate))
             return candidate;
-        if (isTaken.sameAnswer(candidate, before) || number == std::numeric_limits<int>::max())
-            break; // the counter is not in what is compared, so no number will do
+        // Two tell for all that the counter is not in what is compared, so that no number will do.
+        const bool endless = number == 3 && isTaken.sameAnswer(candidate, before);
+        if (endless || number == std::numeric_limits<int>::max())
+            break;
         before = candidate;
     }
     return QString();

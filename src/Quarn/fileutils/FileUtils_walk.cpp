@@ -1,13 +1,21 @@
 #include <Quarn/fileutils/FileUtils.h>
 
+#include <Quarn/fileutils/NameEndings_p.h>
 #include <Quarn/platform/FileIdentity_p.h>
 
+#include <QDirIterator>
 #include <QSet>
 
+#include <algorithm>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace kel {
 namespace {
+
+constexpr QDir::Filters filesAndFolders = QDir::Files | QDir::AllDirs | QDir::NoDotAndDotDot;
+constexpr QDir::SortFlags defaultOrder = QDir::Name | QDir::IgnoreCase; // of QDir
 
 /** The folders that a walk came to, so that links neither repeat one nor lead in a circle. */
 class Visited
@@ -43,10 +51,24 @@ QDir fresh(const QDir& dir)
     return copy;
 }
 
-QFileInfoList list(const QDir& dir, const QStringList& nameFilters, QDir::Filters filters)
+/** Files that fit \a endings, and folders, in the order of QDir: by name, letter case ignored. */
+QFileInfoList listByName(const QDir& folder, const NameEndings& endings)
 {
-    return nameFilters.isEmpty() ? dir.entryInfoList(filters, QDir::NoSort)
-                                 : dir.entryInfoList(nameFilters, filters, QDir::NoSort);
+    std::vector<std::pair<QString, QFileInfo>> keyed;
+    const QFileInfoList entries
+        = folder.entryInfoList(QStringList(), filesAndFolders, QDir::Unsorted);
+    for (const QFileInfo& entry : entries) {
+        const QString name = entry.fileName();
+        if (entry.isDir() || endings.fit(name))
+            keyed.emplace_back(name.toLower(), entry);
+    }
+    std::stable_sort(keyed.begin(), keyed.end(),
+                     [](const auto& left, const auto& right) { return left.first < right.first; });
+    QFileInfoList sorted;
+    sorted.reserve(int(keyed.size()));
+    for (const auto& [key, entry] : keyed)
+        sorted.append(entry);
+    return sorted;
 }
 
 bool isDots(const QFileInfo& entry)
@@ -68,8 +90,13 @@ qint64 FileUtils::dirSize(const QDir& dir, const QStringList& nameFilters, QDir:
         pending.pop_back();
         if (!visited.add(folder.path()))
             continue;
-        const QFileInfoList entries = list(folder, nameFilters, filters);
-        for (const QFileInfo& entry : entries) {
+        const QDir::Filters listed = filters == QDir::NoFilter ? folder.filter() : filters;
+        const QStringList& names = nameFilters.isEmpty() ? folder.nameFilters() : nameFilters;
+        // Not QDir::entryInfoList(), which sorts.
+        QDirIterator entries(folder.path(), names, listed);
+        while (entries.hasNext()) {
+            entries.next();
+            const QFileInfo entry = entries.fileInfo();
             if (entry.isFile())
                 size += entry.size();
             else if (recursive && entry.isDir() && !isDots(entry))
@@ -99,10 +126,15 @@ void FileUtils::findFiles(const QDir& dir, const QStringList& nameFilters, bool 
 {
     Visited visited;
     std::vector<Level> levels;
+    const std::optional<NameEndings> endings = NameEndings::from(nameFilters);
     const auto enter = [&](const QDir& folder) {
-        if (visited.add(folder.path()))
-            levels.push_back({folder.entryInfoList(
-                nameFilters, QDir::Files | QDir::AllDirs | QDir::NoDotAndDotDot, sort)});
+        if (!visited.add(folder.path()))
+            return;
+        // With NoSort QDir goes by its own order.
+        const bool byName = (sort == QDir::NoSort ? folder.sorting() : sort) == defaultOrder;
+        levels.push_back({endings && byName
+                              ? listByName(folder, *endings)
+                              : folder.entryInfoList(nameFilters, filesAndFolders, sort)});
     };
     enter(fresh(dir));
     while (!levels.empty()) {

@@ -1,8 +1,11 @@
 #include <Quarn/fileutils/VisibleNames_p.h>
 
-#include <QDirIterator>
+#include <Quarn/platform/FolderListing_p.h>
+
+#include <QStringList>
 
 #include <algorithm>
+#include <string_view>
 
 namespace kel {
 namespace {
@@ -12,12 +15,19 @@ bool isAnyCharacter(char32_t character)
     return character == U'?' || character == U'[' || character == U']';
 }
 
+char32_t caseFolded(char32_t character)
+{
+    if (character >= 0x80)
+        return QChar::toCaseFolded(character);
+    return character >= U'A' && character <= U'Z' ? character + (U'a' - U'A') : character;
+}
+
 /** One by one, so that ? keeps its meaning: QString::toCaseFolded() makes "ss" of a sharp s. */
 std::u32string caseFolded(const QString& text)
 {
     std::u32string folded = text.toStdU32String();
     for (char32_t& character : folded)
-        character = QChar::toCaseFolded(character);
+        character = caseFolded(character);
     return folded;
 }
 
@@ -48,21 +58,20 @@ bool beginsWith(const std::u32string& name, const std::u32string& stem)
 
 } // namespace
 
-VisibleNames::VisibleNames(const QDir& dir)
+VisibleNames::VisibleNames(const QString& folder)
 {
-    // Not QDir::entryList(), which may answer from what the caller's QDir has listed before.
-    QDirIterator entries(dir.path(), QDir::AllEntries | QDir::NoDotAndDotDot);
-    while (entries.hasNext()) {
-        entries.next();
-        m_names.push_back(caseFolded(entries.fileName()));
-    }
+    const QStringList names = visibleNames(folder);
+    m_names.reserve(std::size_t(names.size()));
+    for (const QString& name : names)
+        m_names.push_back(caseFolded(name));
     std::sort(m_names.begin(), m_names.end());
 }
 
 bool VisibleNames::anyBeginsWith(const QString& stem) const
 {
     const std::u32string wanted = caseFolded(stem);
-    const std::u32string literal = wanted.substr(0, wanted.find_first_of(U"*?[]"));
+    const std::u32string_view literal
+        = std::u32string_view(wanted).substr(0, wanted.find_first_of(U"*?[]"));
     auto name = std::lower_bound(m_names.begin(), m_names.end(), literal);
     for (; name != m_names.end() && name->compare(0, literal.size(), literal) == 0; ++name) {
         if (beginsWith(*name, wanted))

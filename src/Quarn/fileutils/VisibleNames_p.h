@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-class QDir;
-
 namespace kel {
 
 /**
@@ -17,7 +15,8 @@ namespace kel {
 class VisibleNames
 {
 public:
-    explicit VisibleNames(const QDir& dir);
+    /** \a folder is its path. */
+    explicit VisibleNames(const QString& folder);
 
     /**
      * Whether a name begins with \a stem, in any letter case. In the stem * stands for any text and

@@ -1,0 +1,20 @@
+#ifndef QUARN_PLATFORM_FOLDERLISTING_P_H
+#define QUARN_PLATFORM_FOLDERLISTING_P_H
+
+#include <QStringList>
+
+#include <optional>
+
+namespace kel {
+
+/**
+ * The names that QDir lists in \a folder under QDir::AllEntries and QDir::NoDotAndDotDot, in no
+ * order: of what is visible and, where it is a link, leads somewhere. Any path of Qt will do.
+ */
+QStringList visibleNames(const QString& folder);
+
+/** The same straight from the system; nothing where it knows no shorter way than QDir's. */
+std::optional<QStringList> visibleNamesOfSystem(const QString& folder);
+
+} // namespace kel
+#endif
