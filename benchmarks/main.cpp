@@ -18,6 +18,10 @@ int main(int argc, char** argv)
         const bench::Scratch scratch;
         bench::addMemoryStream();
         bench::addStreamCopies();
+        bench::addReaders();
+        bench::addWakeUp();
+        bench::addLines();
+        bench::addGrowthPause();
         benchmark::RunSpecifiedBenchmarks();
         benchmark::Shutdown();
     } catch (const std::exception& fault) {
