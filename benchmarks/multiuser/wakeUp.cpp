@@ -162,7 +162,8 @@ public:
         QObject receiver;
         QEventLoop loop;
         m_receiver = &receiver;
-        m_hear = [&, heard = 0]() mutable {
+        int heard = 0;
+        m_hear = [&] { // copied with each call
             sleeper.wake();
             if (++heard == samples)
                 loop.quit();
