@@ -229,6 +229,13 @@ qint64 MultiUserBuffer::readLineData(char*, qint64)
 
 qint64 MultiUserBuffer::writeData(const char* data, qint64 length)
 {
+    const qint64 written = writeLocked(data, length);
+    m_notifier->bytesWritten(written); // without the lock: posting takes longer than most copies
+    return written;
+}
+
+qint64 MultiUserBuffer::writeLocked(const char* data, qint64 length)
+{
     const QMutexLocker locker(&m_lock);
     if (length > largestSize - pos())
         return refuseWrite(QStringLiteral("The buffer is full"));
@@ -243,7 +250,6 @@ qint64 MultiUserBuffer::writeData(const char* data, qint64 length)
     if (bytes.capacity() > capacity && bytes.capacity() >= manyPages)
         preferLargePages(bytes.constData(), std::size_t(bytes.capacity()));
     m_size = bytes.size();
-    m_notifier->bytesWritten(written);
     return written;
 }
 
