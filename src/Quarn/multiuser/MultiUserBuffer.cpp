@@ -5,6 +5,7 @@
 #include <Quarn/multiuser/MultiUserReader.h>
 #include <Quarn/multiuser/ReaderConnections_p.h>
 #include <Quarn/multiuser/WriteNotifier_p.h>
+#include <Quarn/platform/LargePages_p.h>
 
 #include <QEvent>
 
@@ -18,6 +19,9 @@ namespace {
 
 // QByteArray needs a few bytes for itself below the limit of int.
 constexpr qint64 largestSize = std::numeric_limits<int>::max() - 64;
+
+// From here on most of the time of a write goes into the faults for fresh pages.
+constexpr qint64 manyPages = 4 << 20;
 
 } // namespace
 
@@ -225,17 +229,27 @@ qint64 MultiUserBuffer::readLineData(char*, qint64)
 
 qint64 MultiUserBuffer::writeData(const char* data, qint64 length)
 {
+    const qint64 written = writeLocked(data, length);
+    m_notifier->bytesWritten(written); // without the lock: posting takes longer than most copies
+    return written;
+}
+
+qint64 MultiUserBuffer::writeLocked(const char* data, qint64 length)
+{
     const QMutexLocker locker(&m_lock);
     if (length > largestSize - pos())
         return refuseWrite(QStringLiteral("The buffer is full"));
+    const qint64 capacity = QBuffer::data().capacity();
     qint64 written = -1;
     try {
         written = QBuffer::writeData(data, length);
     } catch (const std::bad_alloc&) {
         return refuseWrite(QStringLiteral("Not enough memory for the buffer"));
     }
-    m_size = QBuffer::size();
-    m_notifier->bytesWritten(written);
+    const QByteArray& bytes = QBuffer::data();
+    if (bytes.capacity() > capacity && bytes.capacity() >= manyPages)
+        preferLargePages(bytes.constData(), std::size_t(bytes.capacity()));
+    m_size = bytes.size();
     return written;
 }
 

@@ -168,6 +168,7 @@ protected:
 private:
     Q_DISABLE_COPY(MultiUserBuffer)
 
+    qint64 writeLocked(const char* data, qint64 length);
     void publishSize();
     qint64 refuseWrite(const QString& reason);
 
