@@ -60,33 +60,34 @@ make_peak_input() {
 }
 
 measure_peaks() {
-    local peaks=$build/benchmarks/peaks/quarn-peaks what data=$scratch/data peak=0 program
+    local peaks=$build/benchmarks/peaks/quarn-peaks data=$scratch/data peak=0 what by
+    declare -A names=([quarn]=Quarn [qt]="Qt" [std]="standard library")
     say "Measuring memory"
     make_peak_input
     echo 'what,program,KiB' >"$output/peaks.csv"
-    peak_of 'nothing (what Quarn and Qt take)' Quarn "$peaks" nothing
+    peak_of 'nothing' 'Quarn and Qt, loaded' "$peaks" nothing
 
-    what='relay of 1 GiB, verified, saved, kept for late readers'
-    peak_of "$what" Quarn "$build/examples/relay/relay" \
+    what='1 GiB verified and saved'
+    peak_of "$what" 'relay, which keeps it for late readers' "$build/examples/relay/relay" \
         --signature "$data.sig" --key "$scratch/key.pem" --save "$scratch/copy" "$data"
     # What the programs of a pipeline take together.
     add_peak cat "$data"
     add_peak tee "$scratch/copy" <"$data"
     add_peak openssl dgst -sha1 -verify "$scratch/key.pem" -signature "$data.sig" "$data"
-    printf '"%s","cat, tee, openssl",%d\n' "$what, nothing kept" "$peak" >>"$output/peaks.csv"
+    printf '"%s","cat, tee and openssl",%d\n' "$what" "$peak" >>"$output/peaks.csv"
 
-    for program in quarn qt std; do
+    for by in quarn qt std; do
         rm -f "$scratch/copy"
-        peak_of 'copy of 1 GiB' "$program" "$peaks" copy "$program" "$data" "$scratch/copy"
+        peak_of '1 GiB copied' "${names[$by]}" "$peaks" copy "$by" "$data" "$scratch/copy"
     done
-    for program in quarn qt; do
-        peak_of 'SHA-1 of 1 GiB' "$program" "$peaks" digest "$program" "$data"
+    for by in quarn qt; do
+        peak_of 'SHA-1 of 1 GiB' "${names[$by]}" "$peaks" digest "$by" "$data"
     done
     peak_of 'SHA-1 of 1 GiB' openssl openssl dgst -sha1 "$data"
-    for program in quarn qt std; do
-        peak_of 'half of 200,000 files found' "$program" "$peaks" find "$program" "$scratch/tree"
+    for by in quarn qt std; do
+        peak_of 'half of 200,000 files found' "${names[$by]}" "$peaks" find "$by" "$scratch/tree"
     done
-    peak_of 'half of 200,000 files found' 'find, paths only' find "$scratch/tree" -name '*.txt'
+    peak_of 'half of 200,000 files found' 'find, which keeps none' find "$scratch/tree" -name '*.txt'
 }
 
 install_missing_packages
@@ -109,4 +110,4 @@ if [ -n "$record" ]; then
 elif [ -z "$filter" ]; then
     arguments+=(--plots "$output")
 fi
-python3 "$project_dir/benchmarks/report" "${arguments[@]}"
+python3 -B "$project_dir/benchmarks/report" "${arguments[@]}"
