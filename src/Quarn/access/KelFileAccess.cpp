@@ -89,7 +89,7 @@ void KelFileAccess::read(QByteArray& target, qint64 maxSize)
     }
     const QMutexLocker locker(&m_fileMutex);
     setState(Reading);
-    target = readFile(maxSize);
+    readFile(maxSize, target);
     setState(Closed);
 }
 
@@ -173,7 +173,7 @@ void KelFileAccess::carryOut(Request request)
         break;
     case ReadRequest: {
         setState(Reading);
-        *m_pendingBuffer = readFile(m_maxSize);
+        readFile(m_maxSize, *m_pendingBuffer);
         const qint64 bytesRead = m_pendingBuffer->size();
         requestDone(Opened);
         locker.unlock();
@@ -214,11 +214,10 @@ void KelFileAccess::closeFile()
     m_error = m_file.error();
 }
 
-QByteArray KelFileAccess::readFile(qint64 maxSize)
+void KelFileAccess::readFile(qint64 maxSize, QByteArray& target)
 {
-    QByteArray bytes = readUpTo(m_file, maxSize);
+    readUpTo(m_file, maxSize, target);
     m_error = m_file.error();
-    return bytes;
 }
 
 qint64 KelFileAccess::writeFile(const QByteArray& data)

@@ -123,7 +123,7 @@ private:
     // With m_fileMutex held:
     bool openFile(QIODevice::OpenMode mode);
     void closeFile();
-    QByteArray readFile(qint64 maxSize);
+    void readFile(qint64 maxSize, QByteArray& target);
     qint64 writeFile(const QByteArray& data);
 
     State m_state; // guarded by m_mutex

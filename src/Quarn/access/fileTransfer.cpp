@@ -15,6 +15,12 @@ constexpr qint64 smallestPiece = 16384;
 constexpr qint64 largestPiece = 1 << 20; // unless as much has come already
 constexpr qint64 largestArray = std::numeric_limits<Size>::max() - 64; // Qt's header goes off
 
+/** Whether the memory of \a bytes can take \a size others, neither copied first nor mostly unused. */
+bool serves(const QByteArray& bytes, qint64 size)
+{
+    return bytes.isDetached() && bytes.capacity() >= size && bytes.capacity() / 2 <= size;
+}
+
 bool grow(QByteArray& bytes, qint64 size)
 {
     try {
@@ -27,23 +33,25 @@ bool grow(QByteArray& bytes, qint64 size)
 
 } // namespace
 
-QByteArray readUpTo(QIODevice& device, qint64 maxSize)
+void readUpTo(QIODevice& device, qint64 maxSize, QByteArray& target)
 {
     const qint64 limit = std::min(maxSize, largestArray);
-    QByteArray bytes;
     qint64 size = 0;
     while (size < limit) {
         const qint64 known = std::clamp(device.bytesAvailable(), smallestPiece, largestPiece);
         const qint64 piece = std::min(limit - size, std::max(size, known));
-        if (!grow(bytes, size + piece))
+        if (size == 0 && !serves(target, piece))
+            target = QByteArray();
+        if (!grow(target, size + piece))
             break;
-        const qint64 count = std::max(device.read(bytes.data() + size, piece), qint64(0));
+        const qint64 count = std::max(device.read(target.data() + size, piece), qint64(0));
         size += count;
-        bytes.resize(Size(size));
+        target.resize(Size(size));
         if (count < piece)
             break;
     }
-    return bytes;
+    if (size == 0)
+        target = QByteArray();
 }
 
 qint64 writeAll(QIODevice& device, const QByteArray& data)

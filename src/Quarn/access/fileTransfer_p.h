@@ -8,10 +8,11 @@ class QIODevice;
 namespace kel {
 
 /**
- * Reads up to \a maxSize bytes. Unlike QIODevice::read(), memory is taken as bytes come and not
- * for \a maxSize at once; when it runs out, what has been read is returned and the rest stays.
+ * Replaces \a target with up to \a maxSize bytes. Unlike QIODevice::read(), memory is taken as bytes
+ * come and not for \a maxSize at once; when it runs out, the rest stays unread. The memory that
+ * \a target has already is used again where it fits: fresh memory costs more than the read.
  */
-QByteArray readUpTo(QIODevice& device, qint64 maxSize);
+void readUpTo(QIODevice& device, qint64 maxSize, QByteArray& target);
 
 /**
  * Writes \a data to the end or to the first error, which \a device then reports.
