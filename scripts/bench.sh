@@ -93,7 +93,9 @@ measure_peaks() {
 install_missing_packages
 configure_and_build release -DQUARN_BUILD_BENCHMARKS=ON -- quarn-benchmarks quarn-peaks relay
 mkdir -p "$output"
-scratch=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo /tmp)")
+place=${TMPDIR:-/tmp}
+[ -w /dev/shm ] && [ "$(df --output=avail -BG /dev/shm | tr -dc 0-9)" -ge 4 ] && place=/dev/shm
+scratch=$(mktemp -d -p "$place")
 trap 'rm -rf "$scratch"' EXIT
 trap 'exit 130' INT
 trap 'exit 143' TERM

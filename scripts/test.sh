@@ -7,8 +7,9 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 install_missing_packages
 configure_and_build release-qt5
-configure_and_build release "-DQUARN_QT5_BUILD=$project_dir/build/release-qt5"
-configure_and_build asan
+configure_and_build release -DQUARN_BUILD_BENCHMARKS=ON \
+    "-DQUARN_QT5_BUILD=$project_dir/build/release-qt5"
+configure_and_build asan -DQUARN_BUILD_BENCHMARKS=ON
 
 status=0
 for preset in asan release; do

@@ -4,6 +4,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QStorageInfo>
 #include <QTemporaryDir>
 
 #include <memory>
@@ -25,9 +27,11 @@ void write(const QString& path, const char* data, qint64 size)
 
 Scratch::Scratch()
 {
-    const QString memory = QStringLiteral("/dev/shm");
-    const bool usable = QFileInfo(memory).isDir() && QFileInfo(memory).isWritable();
-    const QString place = usable ? memory : QDir::tempPath();
+    constexpr qint64 needed = 4LL << 30;
+    const QStorageInfo memory(QStringLiteral("/dev/shm"));
+    const bool usable
+        = QFileInfo(memory.rootPath()).isWritable() && memory.bytesAvailable() > needed;
+    const QString place = usable ? memory.rootPath() : QDir::tempPath();
     root = std::make_unique<QTemporaryDir>(place + QStringLiteral("/quarn-benchmarks-XXXXXX"));
     insist(root->isValid(), "no folder for the benchmarks' files could be made");
 }
