@@ -45,10 +45,8 @@ bool copyByQt(const QString& from, const QString& to)
     source.open(QIODevice::ReadOnly | mode);
     target.open(QIODevice::WriteOnly | mode);
     char buffer[pass];
-    qint64 count = 1;
-    for (qint64 done = 0; count > 0; done += count) {
-        count = source.read(buffer, pass);
-        if (target.write(buffer, count) != count)
+    while (const qint64 count = source.read(buffer, pass)) {
+        if (count < 0 || target.write(buffer, count) != count)
             return false;
     }
     return target.flush();
