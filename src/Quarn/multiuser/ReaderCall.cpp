@@ -7,7 +7,7 @@
 
 namespace kel {
 
-/** Goes with the posted event: what is lost with its thread must not hold back later ones. */
+/** Goes with the posted event: one that is never delivered must not hold back later ones. */
 class ReaderCall::Posted
 {
 public:
@@ -65,8 +65,9 @@ bool ReaderCall::readerLivesHere()
 
 void ReaderCall::deliver()
 {
-    // Before the reader looks at the data: a write that it may miss posts again.
-    m_posted = false;
+    // Before the reader looks at the data: a write that it may miss posts again. An exchange, not
+    // a store: what happened before the emissions that were added has happened for the reader.
+    m_posted.exchange(false);
     m_function(m_count.exchange(0));
 }
 
