@@ -3,6 +3,7 @@
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/multiuser/MultiUserReader.h>
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QSemaphore>
 #include <QTest>
@@ -29,6 +30,22 @@ protected:
 
 private:
     const std::function<void()> m_work;
+};
+
+class CountingReader : public MultiUserReader
+{
+public:
+    using MultiUserReader::MultiUserReader;
+
+    int calls = 0;
+    qint64 bytes = 0;
+
+protected:
+    void onBytesWritten(qint64 count) override
+    {
+        ++calls;
+        bytes += count;
+    }
 };
 
 double cpuSeconds()
@@ -213,6 +230,37 @@ private Q_SLOTS:
         QTimer::singleShot(0, this, [&] { buffer->write("def", 3); });
         QVERIFY(reader.waitForReadyRead(5000));
         QVERIFY2(elapsed.elapsed() < 4000, "the reader was not told");
+        owner.quit();
+        owner.wait();
+    }
+
+    void oneCallStandsForSeveralEmissions()
+    {
+        QSemaphore emitted;
+        QThread owner;
+        boost::shared_ptr<MultiUserBuffer> buffer(new MultiUserBuffer);
+        buffer->moveToThread(&owner);
+        CountingReader reader(buffer, false);
+        connect(
+            buffer.get(), &QIODevice::readyRead, buffer.get(), [&] { emitted.release(); },
+            Qt::DirectConnection);
+        owner.start();
+        const auto write = [&](int size) {
+            buffer->write("abc", size);
+            emitted.acquire();
+        };
+        write(1);
+        write(2);
+        QCOMPARE(reader.calls, 0);
+        QCoreApplication::processEvents();
+        QCOMPARE(reader.calls, 1);
+        QCOMPARE(reader.bytes, qint64(3));
+        write(1);
+        QCoreApplication::removePostedEvents(&reader); // must not keep the next one from coming
+        write(2);
+        QCoreApplication::processEvents();
+        QCOMPARE(reader.calls, 2);
+        QCOMPARE(reader.bytes, qint64(6));
         owner.quit();
         owner.wait();
     }

@@ -3,6 +3,7 @@
 #include <Quarn/companion/deviceFailure_p.h>
 #include <Quarn/companion/narrow_p.h>
 #include <Quarn/multiuser/MultiUserBuffer.h>
+#include <Quarn/multiuser/ReaderCall_p.h>
 #include <Quarn/multiuser/ReaderConnections_p.h>
 #include <Quarn/multiuser/ReaderWait_p.h>
 
@@ -17,7 +18,8 @@ constexpr int waitSliceMsecs = 5000;
 
 MultiUserReader::MultiUserReader(MultiUserBuffer* buffer, bool blocking, QObject* parent)
     : QIODevice(parent), m_buffer(buffer), m_blocking(blocking), m_seekExpected(false),
-      m_readyReadDue(false), m_emittingReadyRead(false), m_runningWaits(0)
+      m_readyReadDue(false), m_emittingReadyRead(false), m_runningWaits(0),
+      m_call(std::make_shared<ReaderCall>(this, [this](qint64 count) { onBytesWritten(count); }))
 {
     start();
 }
@@ -26,7 +28,8 @@ MultiUserReader::MultiUserReader(boost::shared_ptr<MultiUserBuffer> buffer, bool
                                  QObject* parent)
     : QIODevice(parent), m_buffer(buffer.get()), m_sharedBuffer(std::move(buffer)),
       m_blocking(blocking), m_seekExpected(false), m_readyReadDue(false),
-      m_emittingReadyRead(false), m_runningWaits(0)
+      m_emittingReadyRead(false), m_runningWaits(0),
+      m_call(std::make_shared<ReaderCall>(this, [this](qint64 count) { onBytesWritten(count); }))
 {
     start();
 }
@@ -35,13 +38,14 @@ void MultiUserReader::start()
 {
     QIODevice::open(QIODevice::ReadOnly | QIODevice::Unbuffered);
     if (m_buffer)
-        m_buffer->m_readers->add(this);
+        m_buffer->m_readers->add(this, m_call);
     else
-        ReaderConnections::connect(nullptr, this);
+        ReaderConnections::connectNothing(this);
 }
 
 MultiUserReader::~MultiUserReader()
 {
+    m_call->readerEnds();
     // Not left to the base: another reader may destroy the buffer once this one has no share in it.
     if (m_buffer)
         m_buffer->m_readers->remove(this);

@@ -9,10 +9,12 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include <memory>
 #include <vector>
 
 namespace kel {
 class MultiUserBuffer;
+class ReaderCall;
 class ReaderWait;
 
 /**
@@ -146,6 +148,7 @@ private:
     bool m_emittingReadyRead;
     std::vector<ReaderWait*> m_waits; // one for each depth of nested waits, made when needed
     std::size_t m_runningWaits;
+    const std::shared_ptr<ReaderCall> m_call; // of onBytesWritten()
 };
 
 } // namespace kel

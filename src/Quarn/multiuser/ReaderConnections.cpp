@@ -1,6 +1,7 @@
 #include <Quarn/multiuser/ReaderConnections_p.h>
 
 #include <Quarn/companion/connect.h>
+#include <Quarn/multiuser/ReaderCall_p.h>
 
 #include <QIODevice>
 #include <QPointer>
@@ -11,17 +12,6 @@
 #include <utility>
 
 namespace kel {
-namespace {
-
-void call(QObject* reader, ReaderConnections::Signal signal)
-{
-    if (signal == ReaderConnections::BytesWritten)
-        QMetaObject::invokeMethod(reader, "onBytesWritten", Qt::QueuedConnection, Q_ARG(qint64, 0));
-    else
-        QMetaObject::invokeMethod(reader, "onBufferClose", Qt::QueuedConnection);
-}
-
-} // namespace
 
 ReaderConnections::Emission::Emission(std::shared_ptr<ReaderConnections> connections, Signal signal)
     : m_connections(std::move(connections)), m_begun(m_connections->begin(signal))
@@ -42,22 +32,23 @@ ReaderConnections::ReaderConnections(QIODevice* device) : m_device(device)
     const QPointer<QIODevice> guard(device);
 }
 
-void ReaderConnections::add(QObject* reader)
+void ReaderConnections::add(QObject* reader, const std::shared_ptr<ReaderCall>& call)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (!emittedElsewhere()) {
-        connect(m_device, reader);
+        connect({reader, call});
         return;
     }
     // As above: the reader's own thread is going to emit while another one connects it.
     QObject::connect(reader, &QObject::objectNameChanged, reader, [] {});
-    m_waiting.push_back(reader);
+    m_waiting.push_back({reader, call});
 }
 
 void ReaderConnections::remove(QObject* reader)
 {
     std::unique_lock<std::mutex> lock(m_mutex);
-    m_waiting.erase(std::remove(m_waiting.begin(), m_waiting.end(), reader), m_waiting.end());
+    const auto isReader = [reader](const Waiting& waiting) { return waiting.reader == reader; };
+    m_waiting.erase(std::remove_if(m_waiting.begin(), m_waiting.end(), isReader), m_waiting.end());
     QIODevice* const device = m_device;
     lock.unlock(); // what others have connected may be freed here, and that can be any code
     QObject::disconnect(device, nullptr, reader, nullptr);
@@ -87,10 +78,27 @@ void ReaderConnections::deviceEnds()
     m_emissionEnded.wait(lock, [this] { return !emittedElsewhere(); });
 }
 
-void ReaderConnections::connect(QIODevice* device, QObject* reader)
+void ReaderConnections::connectNothing(QObject* reader)
 {
-    kel::connect(device, SIGNAL(bytesWritten(qint64)), reader, SLOT(onBytesWritten(qint64)));
-    kel::connect(device, SIGNAL(aboutToClose()), reader, SLOT(onBufferClose()));
+    const QIODevice* const none = nullptr;
+    kel::connect(none, SIGNAL(bytesWritten(qint64)), reader, SLOT(onBytesWritten(qint64)));
+    kel::connect(none, SIGNAL(aboutToClose()), reader, SLOT(onBufferClose()));
+}
+
+void ReaderConnections::Waiting::post(Signal signal) const
+{
+    if (signal == BytesWritten)
+        call->post(0);
+    else
+        QMetaObject::invokeMethod(reader, "onBufferClose", Qt::QueuedConnection);
+}
+
+void ReaderConnections::connect(const Waiting& waiting)
+{
+    QObject::connect(
+        m_device, &QIODevice::bytesWritten, waiting.reader,
+        [call = waiting.call](qint64 count) { call->callOrPost(count); }, Qt::DirectConnection);
+    kel::connect(m_device, SIGNAL(aboutToClose()), waiting.reader, SLOT(onBufferClose()));
 }
 
 bool ReaderConnections::begin(Signal signal)
@@ -99,8 +107,8 @@ bool ReaderConnections::begin(Signal signal)
     if (!m_device)
         return false;
     tidy();
-    for (QObject* const reader : m_waiting)
-        call(reader, signal);
+    for (const Waiting& waiting : m_waiting)
+        waiting.post(signal);
     m_emitters.push_back(QThread::currentThread());
     return true;
 }
@@ -126,8 +134,8 @@ void ReaderConnections::tidy()
     if (!m_device || emittedElsewhere())
         return;
     m_keepsakes.clear();
-    for (QObject* const reader : std::exchange(m_waiting, {}))
-        connect(m_device, reader);
+    for (const Waiting& waiting : std::exchange(m_waiting, {}))
+        connect(waiting);
 }
 
 } // namespace kel

@@ -11,6 +11,7 @@ class QObject;
 class QThread;
 
 namespace kel {
+class ReaderCall;
 
 /**
  * \brief Connects readers in any thread to a device while another thread emits its signals.
@@ -48,8 +49,8 @@ public:
     ReaderConnections(const ReaderConnections&) = delete;
     ReaderConnections& operator=(const ReaderConnections&) = delete;
 
-    /** Connects the signals of the device to the slots of \a reader. */
-    void add(QObject* reader);
+    /** Connects bytesWritten() of the device to \a call, the others to slots of \a reader. */
+    void add(QObject* reader, const std::shared_ptr<ReaderCall>& call);
 
     /** To be called while the device is sure to be there, and before the reader ends. */
     void remove(QObject* reader);
@@ -61,10 +62,19 @@ public:
     /** Waits for emissions in other threads; there will be no further ones. */
     void deviceEnds();
 
-    /** Connects now; for a null \a device it warns, as any failed connection does. */
-    static void connect(QIODevice* device, QObject* reader);
+    /** What a reader without a device gets: the warning of a failed connection. */
+    static void connectNothing(QObject* reader);
 
 private:
+    struct Waiting
+    {
+        QObject* reader;
+        std::shared_ptr<ReaderCall> call;
+
+        void post(Signal signal) const;
+    };
+
+    void connect(const Waiting& waiting);
     bool begin(Signal signal);
     void end();
     bool emittedElsewhere() const;
@@ -75,7 +85,7 @@ private:
     std::condition_variable m_emissionEnded;
     QIODevice* m_device; // null once it is being destroyed
     std::vector<QThread*> m_emitters; // one for each running emission, nested ones included
-    std::vector<QObject*> m_waiting; // readers that are not connected yet
+    std::vector<Waiting> m_waiting; // readers that are not connected yet
     std::vector<std::unique_ptr<QObject>> m_keepsakes; // each keeps the record of its thread
 };
 
