@@ -56,6 +56,10 @@ private Q_SLOTS:
         check(".hidden.txt", ".hidden.txt", true, false);
         check(".cfg", ".cfg", true, true); // no stem, so exactly
         check("b", "sub/b", false, false);
+        const Folder folder("a");
+        const QString marked = QChar(QChar::ByteOrderMark) + QStringLiteral("abc.txt");
+        folder.add(marked);
+        QVERIFY(FileUtils::exists(folder, marked, false));
     }
 
     void uniqueName()

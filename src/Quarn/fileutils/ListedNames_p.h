@@ -8,7 +8,8 @@ namespace kel {
 
 /**
  * Spares a search for a free name the question whether a name is taken, which goes to the file
- * system each time. After some questions the folder is listed, which answers all that follow.
+ * system each time. After some questions the folder is listed, which answers all that follow: a name
+ * that becomes free after that still counts as taken.
  */
 class ListedNames
 {

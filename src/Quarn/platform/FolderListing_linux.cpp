@@ -25,8 +25,6 @@ bool isAscii(std::string_view text)
 /** Whether QDir lists \a entry of \a folder, whose name is \a name and not hidden. */
 bool isListed(const QString& folder, const dirent& entry, const QString& name)
 {
-    if (!isAscii(entry.d_name) && QFile::encodeName(name) != entry.d_name)
-        return false; // of broken UTF-8
     if (entry.d_type == DT_REG || entry.d_type == DT_DIR)
         return true;
     const QFileInfo info(folder + QLatin1Char('/') + name);
@@ -49,6 +47,8 @@ std::optional<QStringList> visibleNamesOfSystem(const QString& folder)
         if (entry->d_name[0] == '.')
             continue; // hidden, as are "." and ".."
         const QString name = QFile::decodeName(entry->d_name);
+        if (!isAscii(entry->d_name) && QFile::encodeName(name) != entry->d_name)
+            return std::nullopt; // broken, or with a byte order mark: QDir knows what it lists
         if (isListed(path, *entry, name))
             names.append(name);
     }

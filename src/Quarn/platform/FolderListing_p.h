@@ -9,7 +9,7 @@ namespace kel {
 
 /**
  * The names that QDir lists in \a folder under QDir::AllEntries and QDir::NoDotAndDotDot, in no
- * order: of what is visible and, where it is a link, leads somewhere. Any path of Qt will do.
+ * order: of visible files, folders and links that lead to one. Any path of Qt will do.
  */
 QStringList visibleNames(const QString& folder);
 
