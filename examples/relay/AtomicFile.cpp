@@ -107,11 +107,6 @@ void AtomicFile::replaceTarget()
     synchronizeFolder(QFileInfo(m_target).path());
 }
 
-bool AtomicFile::setPosition(qint64 position)
-{
-    return position == pos() || kelmQFile::setPosition(position);
-}
-
 void AtomicFile::fail(const QString& reason) const
 {
     throw kel::IOException(QStringLiteral("cannot save %1: %2").arg(m_name, reason));

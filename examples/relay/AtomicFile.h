@@ -25,9 +25,6 @@ public:
     /** Closes the file and puts it in the target's place. */
     void replaceTarget();
 
-    /** Asks the system only where it would make a difference: copies do this for every pass. */
-    bool setPosition(qint64 position) override;
-
     void setThroughputStats(quint64, quint64, quint64, quint64) override { }
 
 private:

@@ -21,6 +21,29 @@ qint64 lengthToEnd(const IRandomAccessIO* source, qint64 position)
     return length < 0 ? farthest : length;
 }
 
+/** A stream and where a copy has it go. */
+class End
+{
+public:
+    explicit End(IRandomAccessIO* stream) : m_stream(stream) { }
+
+    /**
+     * After a transfer the stream mostly is where the next one begins. To set the position of a file
+     * is a system call all the same, and writes out what is buffered.
+     */
+    IRandomAccessIO* at(qint64 position)
+    {
+        if (!m_placed || m_stream->position() != position)
+            m_stream->setPosition(position);
+        m_placed = true;
+        return m_stream;
+    }
+
+private:
+    IRandomAccessIO* const m_stream;
+    bool m_placed = false;
+};
+
 /** The one buffer of a copy, and the two ends that it moves bytes between. */
 class Pass
 {
@@ -32,22 +55,20 @@ public:
     /** One read at \a position behind \a filled bytes of a chunk; 0 when nothing usable came. */
     int read(qint64 position, int filled, int wanted)
     {
-        m_source->setPosition(position);
-        const int count = m_source->read(m_buffer + filled, wanted);
+        const int count = m_source.at(position)->read(m_buffer + filled, wanted);
         return count > wanted ? 0 : std::max(count, 0);
     }
 
     /** One write of \a count bytes of the chunk behind \a written; 0 when none was taken. */
     int write(qint64 position, int written, int count)
     {
-        m_destination->setPosition(position);
-        const int accepted = m_destination->write(m_buffer + written, count);
+        const int accepted = m_destination.at(position)->write(m_buffer + written, count);
         return accepted > count ? 0 : std::max(accepted, 0);
     }
 
 private:
-    IRandomAccessIO* const m_source;
-    IRandomAccessIO* const m_destination;
+    End m_source;
+    End m_destination;
     alignas(64) unsigned char m_buffer[passSize]; // a copy that starts amid a cache line is slow
 };
 

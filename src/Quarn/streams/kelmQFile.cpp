@@ -128,8 +128,7 @@ qint64 kelmQFile::position() const
 
 bool kelmQFile::setPosition(qint64 position)
 {
-    // To seek costs a system call and the write buffer, so that each pass of a copy would write.
-    return (isOpen() && position == pos()) || seek(position);
+    return seek(position);
 }
 
 qint64 kelmQFile::streamSize() const
