@@ -20,8 +20,9 @@ namespace {
 // QByteArray needs a few bytes for itself below the limit of int.
 constexpr qint64 largestSize = std::numeric_limits<int>::max() - 64;
 
-// From here on most of the time of a write goes into the faults for fresh pages.
-constexpr qint64 manyPages = 4 << 20;
+// Most of the time of a write goes into the faults for fresh pages. Smaller arrays may be parts of
+// the heap, which is not for a buffer to change.
+constexpr qint64 manyPages = 32 << 20;
 
 } // namespace
 
@@ -229,23 +230,26 @@ qint64 MultiUserBuffer::readLineData(char*, qint64)
 
 qint64 MultiUserBuffer::writeData(const char* data, qint64 length)
 {
-    const qint64 written = writeLocked(data, length);
-    m_notifier->bytesWritten(written); // without the lock: posting takes longer than most copies
-    return written;
+    // Without the lock: posting takes longer than most copies, and a refusal asks translators.
+    try {
+        const qint64 written = writeLocked(data, length);
+        if (written < 0)
+            return refuseWrite(QStringLiteral("The buffer is full"));
+        m_notifier->bytesWritten(written);
+        return written;
+    } catch (const std::bad_alloc&) {
+        return refuseWrite(QStringLiteral("Not enough memory for the buffer"));
+    }
 }
 
+/** -1 when there is no room. Throws std::bad_alloc. */
 qint64 MultiUserBuffer::writeLocked(const char* data, qint64 length)
 {
     const QMutexLocker locker(&m_lock);
     if (length > largestSize - pos())
-        return refuseWrite(QStringLiteral("The buffer is full"));
+        return -1;
     const qint64 capacity = QBuffer::data().capacity();
-    qint64 written = -1;
-    try {
-        written = QBuffer::writeData(data, length);
-    } catch (const std::bad_alloc&) {
-        return refuseWrite(QStringLiteral("Not enough memory for the buffer"));
-    }
+    const qint64 written = QBuffer::writeData(data, length);
     const QByteArray& bytes = QBuffer::data();
     if (bytes.capacity() > capacity && bytes.capacity() >= manyPages)
         preferLargePages(bytes.constData(), std::size_t(bytes.capacity()));
