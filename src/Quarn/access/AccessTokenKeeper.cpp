@@ -106,8 +106,8 @@ void* AccessTokenKeeper::getLoggedOnToken(std::wstring scope, std::wstring user,
 void AccessTokenKeeper::makeRoomForOne()
 {
     const std::size_t size = m_tokens.size();
-    if (m_tokens.bucket_count() <= size)
-        m_tokens.reserve(2 * size + 1);
+    if (m_tokens.bucket_count() <= size + 1) // an empty map has a bucket that it doesn't use
+        m_tokens.reserve(2 * size + 2);
     if (m_closing.capacity() <= size)
         m_closing.reserve(2 * size + 1);
 }

@@ -36,12 +36,13 @@ bool grow(QByteArray& bytes, qint64 size)
 void readUpTo(QIODevice& device, qint64 maxSize, QByteArray& target)
 {
     const qint64 limit = std::min(maxSize, largestArray);
+    if (!serves(target, std::min(limit, std::max(device.bytesAvailable(), smallestPiece))))
+        target = QByteArray();
+    const qint64 atHand = target.capacity();
     qint64 size = 0;
     while (size < limit) {
         const qint64 known = std::clamp(device.bytesAvailable(), smallestPiece, largestPiece);
-        const qint64 piece = std::min(limit - size, std::max(size, known));
-        if (size == 0 && !serves(target, piece))
-            target = QByteArray();
+        const qint64 piece = std::min(limit - size, std::max({size, known, atHand - size}));
         if (!grow(target, size + piece))
             break;
         const qint64 count = std::max(device.read(target.data() + size, piece), qint64(0));
