@@ -29,7 +29,10 @@ int main(int argc, char** argv)
         bench::addFileCopies();
         bench::addWorker();
         bench::addTokens();
-        benchmark::RunSpecifiedBenchmarks();
+        if (benchmark::RunSpecifiedBenchmarks() == 0) {
+            std::fputs("quarn-benchmarks: no benchmark has such a name\n", stderr);
+            return 1;
+        }
         benchmark::Shutdown();
     } catch (const std::exception& fault) {
         std::fprintf(stderr, "quarn-benchmarks: %s\n", fault.what());

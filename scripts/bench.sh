@@ -26,7 +26,7 @@ esac
 
 measure_times() {
     say "Measuring times; this takes about ten minutes, on a machine that does nothing else"
-    "$build/benchmarks/quarn-benchmarks" --benchmark_filter="${filter:-.}" \
+    TMPDIR=$scratch "$build/benchmarks/quarn-benchmarks" --benchmark_filter="${filter:-.}" \
         --benchmark_repetitions=7 --benchmark_enable_random_interleaving=true \
         --benchmark_min_time=0.1 --benchmark_out="$output/times.json" \
         --benchmark_out_format=json >"$output/times.txt" 2>&1 ||
@@ -88,6 +88,7 @@ measure_peaks() {
         peak_of 'half of 200,000 files found' "${names[$by]}" "$peaks" find "$by" "$scratch/tree"
     done
     peak_of 'half of 200,000 files found' 'find, which keeps none' find "$scratch/tree" -name '*.txt'
+    rm -rf "${scratch:?}"/*
 }
 
 install_missing_packages

@@ -44,7 +44,7 @@ bool copyByQt(const QString& from, const QString& to)
     QFile target(to);
     source.open(QIODevice::ReadOnly | mode);
     target.open(QIODevice::WriteOnly | mode);
-    char buffer[pass];
+    alignas(64) char buffer[pass];
     while (const qint64 count = source.read(buffer, pass)) {
         if (count < 0 || target.write(buffer, count) != count)
             return false;
@@ -57,7 +57,7 @@ void addCopy(const char* item, CopyByQt copyByQt, Copy copy)
 {
     const auto contender = [item](const char* name, auto run) {
         const auto work = [run] {
-            const QString target = Scratch::path(QStringLiteral("copy"));
+            const QString target = Scratch::path(QStringLiteral("copied-file"));
             insist(run(source(), target) && QFileInfo(target).size() == total,
                    "too little was copied");
         };

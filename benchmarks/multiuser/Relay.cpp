@@ -24,10 +24,8 @@ const Memory& written()
     return bytes;
 }
 
-/**
- * Makes \a size bytes of free memory such as is at hand at once. A virtual machine may have given
- * its own back to its host, and whoever uses it next would wait for that, by chance.
- */
+} // namespace
+
 void fetchMemory(qint64 size)
 {
     void* const memory = ::mmap(nullptr, std::size_t(size), PROT_READ | PROT_WRITE,
@@ -39,8 +37,6 @@ void fetchMemory(qint64 size)
         static_cast<volatile char*>(memory)[at] = 1;
     ::munmap(memory, std::size_t(size));
 }
-
-} // namespace
 
 double Relay::run(const std::string& contender) const
 {

@@ -29,5 +29,11 @@ private:
     bool consume(const Channel::Read& read, char* buffer) const;
 };
 
+/**
+ * Makes \a size bytes of free memory such as is at hand at once. A virtual machine may have given
+ * its own back to its host, and whoever uses it next would wait for that, by chance.
+ */
+void fetchMemory(qint64 size);
+
 } // namespace bench
 #endif

@@ -26,7 +26,8 @@ double longestCall(const Channel::Read& read, const std::atomic<bool>& finished)
     qint64 done = 0;
     bool right = true;
     double longest = 0;
-    while (done == 0 || !finished) {
+    for (bool last = false; !last;) {
+        last = finished;
         int count = 0;
         longest
             = std::max(longest, seconds([&] { count = read(bytes.data(), int(bytes.size())); }));
@@ -42,6 +43,7 @@ double measure(const std::string& contender, qint64 total)
 {
     const Relay relay{1, 65536, total, mebibyte};
     const std::unique_ptr<Channel> channel = makeChannel(contender, 1, total);
+    fetchMemory(total);
     std::atomic<bool> finished{false};
     std::promise<void> ready;
     auto longest = std::async(std::launch::async, [&] {

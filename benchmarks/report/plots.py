@@ -28,7 +28,7 @@ def value(parameter):
 
 
 def points(results, item, contender, unit):
-    """Pairs of the parameter and the cost in multiples of \\a unit."""
+    """Pairs of the parameter and the cost in multiples of a unit."""
     measured = ((p, results.median(item, p, contender)) for p in results.parameters(item))
     return sorted((value(p), time / unit) for p, time in measured if time)
 

@@ -48,7 +48,7 @@ void addVerify()
         const Context context(EVP_MD_CTX_new());
         EVP_VerifyInit(context.get(), EVP_sha1());
         const int file = ::open(QFile::encodeName(input.path).constData(), O_RDONLY | O_CLOEXEC);
-        char buffer[4096];
+        alignas(64) char buffer[4096];
         for (ssize_t count; (count = ::read(file, buffer, sizeof buffer)) > 0;)
             EVP_VerifyUpdate(context.get(), buffer, std::size_t(count));
         ::close(file);

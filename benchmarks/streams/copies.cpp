@@ -10,6 +10,7 @@
 
 #include <QBuffer>
 #include <QFile>
+#include <QFileInfo>
 
 #include <cstring>
 #include <fcntl.h>
@@ -44,7 +45,7 @@ Buffer& opened(int number)
 /** One pass of a loop over Qt's devices. */
 bool transfer(QIODevice& source, qint64 from, QIODevice& target, qint64 to, qint64 size)
 {
-    char buffer[pass];
+    alignas(64) char buffer[pass];
     return source.seek(from) && source.read(buffer, size) == size && target.seek(to)
            && target.write(buffer, size) == size;
 }
@@ -58,7 +59,7 @@ void addMemoryCopy()
         benchmark::ClobberMemory();
     });
     contender(standard, [] {
-        char buffer[pass];
+        alignas(64) char buffer[pass];
         for (int at = 0; at < total; at += pass) {
             std::memcpy(buffer, memory(0) + at, pass);
             benchmark::ClobberMemory();
@@ -118,7 +119,7 @@ void addFileCopy()
         const int source = ::open(QFile::encodeName(from).constData(), O_RDONLY | O_CLOEXEC);
         const int target = ::open(QFile::encodeName(to).constData(),
                                   O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-        char buffer[pass];
+        alignas(64) char buffer[pass];
         bool whole = true;
         for (int at = 0; at < total && whole; at += pass)
             whole = ::read(source, buffer, pass) == pass && ::write(target, buffer, pass) == pass;
@@ -131,7 +132,7 @@ void addFileCopy()
         QFile target(to);
         source.open(QIODevice::ReadOnly);
         target.open(QIODevice::WriteOnly);
-        char buffer[pass];
+        alignas(64) char buffer[pass];
         bool whole = true;
         for (int at = 0; at < total && whole; at += pass)
             whole = source.read(buffer, pass) == pass && target.write(buffer, pass) == pass;
@@ -144,7 +145,6 @@ void addFileCopy()
         target.open(QIODevice::WriteOnly);
         insist(kel::StreamUtils::copy(&source, 0, &target, 0, total) == total,
                "StreamUtils copied too little");
-        target.close();
     });
 }
 

@@ -4,8 +4,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
-#include <QStorageInfo>
 #include <QTemporaryDir>
 
 #include <memory>
@@ -27,12 +25,8 @@ void write(const QString& path, const char* data, qint64 size)
 
 Scratch::Scratch()
 {
-    constexpr qint64 needed = 4LL << 30;
-    const QStorageInfo memory(QStringLiteral("/dev/shm"));
-    const bool usable
-        = QFileInfo(memory.rootPath()).isWritable() && memory.bytesAvailable() > needed;
-    const QString place = usable ? memory.rootPath() : QDir::tempPath();
-    root = std::make_unique<QTemporaryDir>(place + QStringLiteral("/quarn-benchmarks-XXXXXX"));
+    root = std::make_unique<QTemporaryDir>(QDir::tempPath()
+                                           + QStringLiteral("/quarn-benchmarks-XXXXXX"));
     insist(root->isValid(), "no folder for the benchmarks' files could be made");
 }
 

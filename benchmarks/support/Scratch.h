@@ -6,8 +6,8 @@
 namespace bench {
 
 /**
- * A folder for the benchmarks' files, on a memory file system where there is one with room, so that no
- * disk decides. One at a time; it goes with its contents when the object does.
+ * A folder for the benchmarks' files in that for temporary ones, which is to be on a memory file
+ * system so that no disk decides. One at a time; it goes with its contents when the object does.
  */
 class Scratch
 {

@@ -7,10 +7,6 @@ namespace bench {
 
 void addMemoryStream();
 void addStreamCopies();
-void addReaders();
-void addWakeUp();
-void addLines();
-void addGrowthPause();
 
 void addReaders();
 void addWakeUp();
