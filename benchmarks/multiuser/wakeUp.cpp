@@ -7,6 +7,7 @@
 #include <QEventLoop>
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -22,7 +23,8 @@
 #include <thread>
 #include <vector>
 
-// From a write to the moment when a reader that slept in another thread has the byte.
+// From a write to the moment when a reader that slept in another thread of the same processor has the
+// byte.
 
 namespace bench {
 namespace {
@@ -200,10 +202,34 @@ private:
     const boost::shared_ptr<kel::MultiUserBuffer> m_buffer{new kel::MultiUserBuffer};
 };
 
+/**
+ * Keeps this thread and those it starts on the processor that it runs on. Whether the scheduler wakes
+ * a thread here or on another one is chance, and to rouse that takes longer than all else.
+ */
+class OneProcessor
+{
+public:
+    OneProcessor()
+    {
+        ::sched_getaffinity(0, sizeof m_before, &m_before);
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(unsigned(::sched_getcpu()), &one);
+        insist(::sched_setaffinity(0, sizeof one, &one) == 0, "a thread can't be kept in place");
+    }
+    OneProcessor(const OneProcessor&) = delete;
+    OneProcessor& operator=(const OneProcessor&) = delete;
+    ~OneProcessor() { ::sched_setaffinity(0, sizeof m_before, &m_before); }
+
+private:
+    cpu_set_t m_before;
+};
+
 /** Seconds that a part of \a rank of all wake-ups stays below. */
 template <typename Contender>
 double measure(double rank)
 {
+    const OneProcessor here;
     Contender bell;
     Sleeper sleeper;
     auto listening = std::async(std::launch::async, [&] { bell.listen(sleeper); });

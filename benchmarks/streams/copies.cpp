@@ -92,6 +92,16 @@ void addMove()
         benchmark::ClobberMemory();
         return true;
     });
+    contender(standard, [](int from, int to) {
+        alignas(64) char buffer[pass];
+        for (int done = 0; done < total; done += pass) {
+            const int at = from > to ? done : total - done - pass;
+            std::memcpy(buffer, memory(0) + from + at, pass);
+            benchmark::ClobberMemory();
+            std::memcpy(memory(0) + to + at, buffer, pass);
+        }
+        return true;
+    });
     contender(qt, [](int from, int to) {
         QIODevice& device = opened<QBuffer>(0);
         bool whole = true;

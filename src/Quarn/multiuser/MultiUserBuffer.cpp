@@ -20,9 +20,9 @@ namespace {
 // QByteArray needs a few bytes for itself below the limit of int.
 constexpr qint64 largestSize = std::numeric_limits<int>::max() - 64;
 
-// Most of the time of a write goes into the faults for fresh pages. Smaller arrays may be parts of
-// the heap, which is not for a buffer to change.
-constexpr qint64 manyPages = 32 << 20;
+// From here on most of the time of a write goes into the faults for fresh pages. The array may still
+// be a part of the heap, but a large one.
+constexpr qint64 manyPages = 4 << 20;
 
 } // namespace
 
