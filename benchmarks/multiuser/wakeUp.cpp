@@ -215,7 +215,7 @@ public:
         cpu_set_t one;
         CPU_ZERO(&one);
         CPU_SET(unsigned(::sched_getcpu()), &one);
-        insist(::sched_setaffinity(0, sizeof one, &one) == 0, "a thread can't be kept in place");
+        ::sched_setaffinity(0, sizeof one, &one); // where it is forbidden, chance remains
     }
     OneProcessor(const OneProcessor&) = delete;
     OneProcessor& operator=(const OneProcessor&) = delete;
