@@ -33,7 +33,7 @@ run_moc() {
     grep -lrE '^ *Q_(OBJECT|GADGET|NAMESPACE)\b' src/Quarn | while read -r file; do
         name=$(basename "$file")
         case $file in
-            *_linux.cpp | *_linux_p.h) ;;
+            */platform/linux/*) ;;
             *.cpp) "$moc" -DQ_OS_WIN -Isrc "$file" -o "$generated/${name%.cpp}.moc" ;;
             *.h) "$moc" -DQ_OS_WIN -Isrc "$file" -o "$generated/moc_${name%.h}.cpp" ;;
         esac
@@ -70,7 +70,7 @@ check() {
         flags+=(-isystem "$headers/Qt$module")
     done
 
-    mapfile -t sources < <(find src/Quarn "$generated" -name '*.cpp' ! -name '*_linux.cpp' | sort)
+    mapfile -t sources < <(find src/Quarn "$generated" -name '*.cpp' ! -path '*/platform/linux/*' | sort)
     echo "check-windows: Qt $qt: ${#sources[@]} sources"
     printf '%s\0' "${sources[@]}" | xargs -0 -n 1 -P "$(nproc)" "$compiler" "${flags[@]}"
 }

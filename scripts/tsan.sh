@@ -18,7 +18,7 @@ launch=()
 # The sanitizer of GCC 12 can't place its memory where addresses vary by more bits than that.
 [ "$(cat /proc/sys/vm/mmap_rnd_bits)" -le 28 ] || launch=(setarch --addr-no-randomize)
 
-[[ $(ldd "$project_dir/build/tsan/tests/multiuser/tst_multiuser") == *"$qt/libQt6Core"* ]] \
+[[ $(ldd "$project_dir/build/tsan/tests/multiuser/MultiUserStressTest") == *"$qt/libQt6Core"* ]] \
     || fail "the tests don't run with the QtCore in $qt"
 
 say "Testing"
@@ -34,9 +34,9 @@ sed -i '/MultiUserBuffer::writeLocked(/,/^}/ { /QMutexLocker locker(&m_lock)/d }
 cmp -s "$project_dir/$source" "$copy/$source" && fail "there is no lock to remove in $source"
 # The paths in the copy differ; ccache is not to mind.
 (project_dir=$copy CCACHE_BASEDIR=$copy CCACHE_NOHASHDIR=1; export CCACHE_BASEDIR CCACHE_NOHASHDIR
-    configure_and_build tsan -- tst_multiuser)
+    configure_and_build tsan -- MultiUserStressTest)
 for run in {1..10}; do
-    "${launch[@]}" "$copy/build/tsan/tests/multiuser/tst_multiuser" -class MultiUserStressTest \
+    "${launch[@]}" "$copy/build/tsan/tests/multiuser/MultiUserStressTest" \
         >"$copy/log" 2>&1 || true
     if grep -q 'ThreadSanitizer: data race' "$copy/log" \
         && grep -qE 'kel::MultiUserBuffer::write(Locked|Data)' "$copy/log"; then

@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/access/AccessTokenKeeper.h>
 #include <Quarn/companion/Log.h>
 #include <Quarn/platform/Logon_p.h>
@@ -161,5 +159,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(AccessTokenKeeperTest)
+QTEST_GUILESS_MAIN(AccessTokenKeeperTest)
 #include "AccessTokenKeeperTest.moc"

@@ -1,4 +1,3 @@
-#include "support/TestRegistry.h"
 #include "support/testBytes.h"
 
 #include <Quarn/access/KelFileAccess.h>
@@ -178,5 +177,5 @@ private:
     const QString m_path = m_folder.filePath(QStringLiteral("file"));
 };
 
-QUARN_TEST(KelFileAccessTest)
+QTEST_GUILESS_MAIN(KelFileAccessTest)
 #include "KelFileAccessTest.moc"

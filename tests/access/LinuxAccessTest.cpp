@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/access/AccessTokenKeeper.h>
 
 #include <QTest>
@@ -72,5 +70,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(LinuxAccessTest)
+QTEST_GUILESS_MAIN(LinuxAccessTest)
 #include "LinuxAccessTest.moc"

@@ -1,4 +1,3 @@
-#include "support/TestRegistry.h"
 #include "support/TestStream.h"
 #include "support/testBytes.h"
 
@@ -117,5 +116,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(BlockTransferTest)
+QTEST_GUILESS_MAIN(BlockTransferTest)
 #include "BlockTransferTest.moc"

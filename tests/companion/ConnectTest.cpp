@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/companion/Log.h>
 #include <Quarn/companion/connect.h>
 
@@ -65,5 +63,5 @@ private:
     qint64 m_noted = 0;
 };
 
-QUARN_TEST(ConnectTest)
+QTEST_GUILESS_MAIN(ConnectTest)
 #include "ConnectTest.moc"

@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/companion/FileException.h>
 
 #include <QFileInfo>
@@ -55,5 +53,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(ExceptionTest)
+QTEST_GUILESS_MAIN(ExceptionTest)
 #include "ExceptionTest.moc"

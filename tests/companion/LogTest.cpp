@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/companion/Log.h>
 
 #include <QRegularExpression>
@@ -65,5 +63,5 @@ private:
     std::wostream* m_before = nullptr;
 };
 
-QUARN_TEST(LogTest)
+QTEST_GUILESS_MAIN(LogTest)
 #include "LogTest.moc"

@@ -1,7 +1,5 @@
-#include "support/TestRegistry.h"
-
+#include <Quarn/fileutils/ExplorerCommand_p.h>
 #include <Quarn/fileutils/FileUtils.h>
-#include <Quarn/platform/ExplorerCommand_p.h>
 
 #include <QDBusConnection>
 #include <QDBusContext>
@@ -167,5 +165,5 @@ private:
     FileManager m_manager;
 };
 
-QUARN_TEST(DesktopTest)
+QTEST_GUILESS_MAIN(DesktopTest)
 #include "DesktopTest.moc"

@@ -1,5 +1,5 @@
-#include "Entries.h"
-#include "support/TestRegistry.h"
+#include "support/Entries.h"
+#include "support/TemporaryFolder.h"
 #include "support/testBytes.h"
 
 #include <Quarn/fileutils/FileUtils.h>
@@ -140,5 +140,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(CopyTest)
+QTEST_GUILESS_MAIN(CopyTest)
 #include "CopyTest.moc"

@@ -1,5 +1,5 @@
-#include "Entries.h"
-#include "support/TestRegistry.h"
+#include "support/Entries.h"
+#include "support/TemporaryFolder.h"
 
 #include <Quarn/fileutils/FileUtils.h>
 
@@ -93,5 +93,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(EraseTest)
+QTEST_GUILESS_MAIN(EraseTest)
 #include "EraseTest.moc"

@@ -1,5 +1,5 @@
-#include "Entries.h"
-#include "support/TestRegistry.h"
+#include "support/Entries.h"
+#include "support/TemporaryFolder.h"
 
 #include <Quarn/fileutils/FileUtils.h>
 
@@ -176,5 +176,5 @@ private:
     QByteArray m_root;
 };
 
-QUARN_TEST(TrashTest)
+QTEST_GUILESS_MAIN(TrashTest)
 #include "TrashTest.moc"

@@ -1,5 +1,5 @@
-#include "Entries.h"
-#include "support/TestRegistry.h"
+#include "support/Entries.h"
+#include "support/TemporaryFolder.h"
 
 #include <Quarn/fileutils/FileUtils.h>
 
@@ -77,5 +77,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(WalkTest)
+QTEST_GUILESS_MAIN(WalkTest)
 #include "WalkTest.moc"

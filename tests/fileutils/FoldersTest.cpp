@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/companion/FileException.h>
 #include <Quarn/fileutils/FileUtils.h>
 
@@ -98,5 +96,5 @@ private:
     const QByteArray m_formerTemp = qgetenv("TMPDIR");
 };
 
-QUARN_TEST(FoldersTest)
+QTEST_GUILESS_MAIN(FoldersTest)
 #include "FoldersTest.moc"

@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/fileutils/FileUtils.h>
 
 #include <QDateTime>
@@ -133,5 +131,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(NamesTest)
+QTEST_GUILESS_MAIN(NamesTest)
 #include "NamesTest.moc"

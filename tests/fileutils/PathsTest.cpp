@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/fileutils/FileUtils.h>
 
 #include <QTemporaryDir>
@@ -79,5 +77,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(PathsTest)
+QTEST_GUILESS_MAIN(PathsTest)
 #include "PathsTest.moc"

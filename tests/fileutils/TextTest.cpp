@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/companion/FileException.h>
 #include <Quarn/fileutils/FileUtils.h>
 
@@ -146,5 +144,5 @@ private:
     const QString m_tooLong = QString(70000, QLatin1Char('x')); // for any extended attribute
 };
 
-QUARN_TEST(TextTest)
+QTEST_GUILESS_MAIN(TextTest)
 #include "TextTest.moc"

@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/interfaces/InterfaceStub.h>
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/multiuser/MultiUserReader.h>
@@ -84,5 +82,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(InterfaceQueryTest)
+QTEST_GUILESS_MAIN(InterfaceQueryTest)
 #include "InterfaceQueryTest.moc"

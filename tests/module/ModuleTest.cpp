@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/module/commentStreamSuffix.h>
 
 #include <QProcess>
@@ -37,5 +35,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(ModuleTest)
+QTEST_GUILESS_MAIN(ModuleTest)
 #include "ModuleTest.moc"

@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/multiuser/MultiUserBuffer.h>
 
 #include <QCoreApplication>
@@ -224,5 +222,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(MultiUserBufferTest)
+QTEST_GUILESS_MAIN(MultiUserBufferTest)
 #include "MultiUserBufferTest.moc"

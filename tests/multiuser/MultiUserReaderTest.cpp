@@ -1,4 +1,3 @@
-#include "support/TestRegistry.h"
 #include "support/testBytes.h"
 
 #include <Quarn/multiuser/MultiUserBuffer.h>
@@ -180,5 +179,5 @@ private:
     QElapsedTimer m_elapsed;
 };
 
-QUARN_TEST(MultiUserReaderTest)
+QTEST_GUILESS_MAIN(MultiUserReaderTest)
 #include "MultiUserReaderTest.moc"

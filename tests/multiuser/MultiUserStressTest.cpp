@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/multiuser/MultiUserReader.h>
 
@@ -190,5 +188,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(MultiUserStressTest)
+QTEST_GUILESS_MAIN(MultiUserStressTest)
 #include "MultiUserStressTest.moc"

@@ -1,4 +1,4 @@
-#include "support/TestRegistry.h"
+#include "support/Thread.h"
 
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/multiuser/MultiUserReader.h>
@@ -17,20 +17,6 @@
 using namespace kel;
 
 namespace {
-
-/** Runs a function in a QThread with an event loop of its own afterwards, if wanted. */
-class Worker : public QThread
-{
-public:
-    explicit Worker(std::function<void()> work) : m_work(std::move(work)) { }
-    ~Worker() override { wait(); }
-
-protected:
-    void run() override { m_work(); }
-
-private:
-    const std::function<void()> m_work;
-};
 
 class CountingReader : public MultiUserReader
 {
@@ -159,7 +145,7 @@ private Q_SLOTS:
         bool written = true;
         QByteArray data;
         double cpu = 0;
-        Worker worker([&] {
+        Thread worker([&] {
             MultiUserReader reader(buffer, true);
             written = reader.waitForReadyRead(300);
             cpu = -cpuSeconds();
@@ -182,7 +168,7 @@ private Q_SLOTS:
     {
         boost::shared_ptr<MultiUserBuffer> buffer(new MultiUserBuffer);
         qint64 slowest = 0;
-        Worker worker([&] {
+        Thread worker([&] {
             MultiUserReader reader(buffer, true);
             QElapsedTimer elapsed;
             elapsed.start();
@@ -266,5 +252,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(MultiUserWaitTest)
+QTEST_GUILESS_MAIN(MultiUserWaitTest)
 #include "MultiUserWaitTest.moc"

@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <QDir>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -328,5 +326,5 @@ private:
     QByteArray m_error;
 };
 
-QUARN_TEST(RelayTest)
+QTEST_GUILESS_MAIN(RelayTest)
 #include "RelayTest.moc"

@@ -1,5 +1,3 @@
-#include "support/TestRegistry.h"
-
 #include <Quarn/signature/SignatureDigest.h>
 #include <Quarn/signature/SignatureException.h>
 #include <Quarn/streams/QRandomAccessIO.h>
@@ -317,5 +315,5 @@ private:
     QTemporaryDir m_folder;
 };
 
-QUARN_TEST(SignatureDigestTest)
+QTEST_GUILESS_MAIN(SignatureDigestTest)
 #include "SignatureDigestTest.moc"

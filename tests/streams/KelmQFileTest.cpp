@@ -1,4 +1,3 @@
-#include "support/TestRegistry.h"
 #include "support/testBytes.h"
 
 #include <Quarn/streams/QRandomAccessIO.h>
@@ -258,5 +257,5 @@ private:
     QString m_path;
 };
 
-QUARN_TEST(KelmQFileTest)
+QTEST_GUILESS_MAIN(KelmQFileTest)
 #include "KelmQFileTest.moc"

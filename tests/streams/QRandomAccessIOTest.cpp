@@ -1,4 +1,3 @@
-#include "support/TestRegistry.h"
 #include "support/testBytes.h"
 
 #include <Quarn/companion/kelmBuffer.h>
@@ -77,5 +76,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(QRandomAccessIOTest)
+QTEST_GUILESS_MAIN(QRandomAccessIOTest)
 #include "QRandomAccessIOTest.moc"

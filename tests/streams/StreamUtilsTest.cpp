@@ -1,4 +1,3 @@
-#include "support/TestRegistry.h"
 #include "support/TestStream.h"
 #include "support/testBytes.h"
 
@@ -164,5 +163,5 @@ private Q_SLOTS:
     }
 };
 
-QUARN_TEST(StreamUtilsTest)
+QTEST_GUILESS_MAIN(StreamUtilsTest)
 #include "StreamUtilsTest.moc"

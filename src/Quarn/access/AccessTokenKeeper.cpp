@@ -1,9 +1,9 @@
 #include <Quarn/access/AccessTokenKeeper.h>
 
+#include <Quarn/access/SecretText_p.h>
 #include <Quarn/companion/Log.h>
 #include <Quarn/companion/MutexLocker.h>
 #include <Quarn/platform/Logon_p.h>
-#include <Quarn/platform/SecretText_p.h>
 
 #include <algorithm>
 #include <functional>

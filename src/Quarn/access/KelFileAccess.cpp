@@ -1,7 +1,7 @@
 #include <Quarn/access/KelFileAccess.h>
 
+#include <Quarn/access/SecretText_p.h>
 #include <Quarn/access/fileTransfer_p.h>
-#include <Quarn/platform/SecretText_p.h>
 
 #include <QFileInfo>
 #include <QMutexLocker>

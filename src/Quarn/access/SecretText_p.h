@@ -1,5 +1,5 @@
-#ifndef QUARN_PLATFORM_SECRETTEXT_P_H
-#define QUARN_PLATFORM_SECRETTEXT_P_H
+#ifndef QUARN_ACCESS_SECRETTEXT_P_H
+#define QUARN_ACCESS_SECRETTEXT_P_H
 
 #include <cstddef>
 #include <memory>

@@ -1,4 +1,4 @@
-#include <Quarn/platform/ExplorerCommand_p.h>
+#include <Quarn/fileutils/ExplorerCommand_p.h>
 
 #include <Quarn/fileutils/FileUtils.h>
 

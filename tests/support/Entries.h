@@ -1,8 +1,8 @@
-#ifndef QUARN_TESTS_FILEOPERATIONS_ENTRIES_H
-#define QUARN_TESTS_FILEOPERATIONS_ENTRIES_H
+#ifndef QUARN_TESTS_SUPPORT_ENTRIES_H
+#define QUARN_TESTS_SUPPORT_ENTRIES_H
 
-#include <QFile>
-#include <QTemporaryDir>
+#include <QByteArray>
+#include <QList>
 
 #include <sys/stat.h>
 
@@ -12,20 +12,6 @@
 
 /** The entries below a folder by their paths, as bytes: Qt does not see names of broken UTF-8. */
 using Entries = QList<QByteArray>;
-
-/** A folder that goes with the object, whatever is in it: QTemporaryDir leaves some links. */
-class TemporaryFolder : public QTemporaryDir
-{
-public:
-    ~TemporaryFolder()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(root().toStdString(), ignored);
-    }
-
-    QByteArray root() const { return QFile::encodeName(path()); }
-    QString at(const char* name) const { return filePath(QString::fromUtf8(name)); }
-};
 
 /** Creates "folder/", "file", "pipe|" and "link>target", with the folders on the way. */
 inline void createEntries(const QByteArray& root, const Entries& entries)

@@ -1,6 +1,6 @@
 #include <Quarn/platform/FileManager_p.h>
 
-#include <Quarn/platform/ExplorerCommand_p.h>
+#include <Quarn/fileutils/ExplorerCommand_p.h>
 
 #include <QProcess>
 

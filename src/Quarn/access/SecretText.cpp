@@ -1,4 +1,4 @@
-#include <Quarn/platform/SecretText_p.h>
+#include <Quarn/access/SecretText_p.h>
 
 #include <Quarn/platform/SecretMemory_p.h>
 

@@ -1,6 +1,6 @@
 #include <Quarn/platform/Trash_p.h>
 
-#include <Quarn/platform/FileDescriptor_linux_p.h>
+#include <Quarn/platform/linux/FileDescriptor_p.h>
 
 #include <QDateTime>
 #include <QDir>

@@ -1,6 +1,6 @@
 #include <Quarn/platform/Logon_p.h>
 
-#include <Quarn/platform/SecretText_p.h>
+#include <Quarn/access/SecretText_p.h>
 
 #include <cstdint>
 #include <map>

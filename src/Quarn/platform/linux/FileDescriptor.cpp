@@ -1,4 +1,4 @@
-#include <Quarn/platform/FileDescriptor_linux_p.h>
+#include <Quarn/platform/linux/FileDescriptor_p.h>
 
 #include <cerrno>
 
