@@ -1,12 +1,14 @@
+#include "support/Entries.h"
+#include "support/TemporaryFolder.h"
+#include "support/Thread.h"
+
 #include <Quarn/companion/FileException.h>
 #include <Quarn/fileutils/FileUtils.h>
 
-#include <QSet>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <array>
-#include <thread>
+#include <list>
 
 using kel::FileUtils;
 
@@ -19,10 +21,8 @@ private Q_SLOTS:
     {
         for (const char* folder : {"HOME", "TMPDIR", "XDG_DATA_HOME", "XDG_CONFIG_HOME"})
             QVERIFY(QDir().mkdir(path(folder)) && qputenv(folder, QFile::encodeName(path(folder))));
-        QVERIFY(QFile(path("file")).open(QIODevice::WriteOnly));
+        createEntries(m_folder.root(), {"file"});
     }
-
-    void cleanupTestCase() { qputenv("TMPDIR", m_formerTemp.isEmpty() ? "/tmp" : m_formerTemp); }
 
     void userFolders()
     {
@@ -40,12 +40,10 @@ private Q_SLOTS:
 
     void tempDirs()
     {
-        QVERIFY(QDir().mkdir(path("TMPDIR/temp1")));
-        QVERIFY(QFile::copy(path("file"), path("TMPDIR/temp3")));
-        QVERIFY(QFile::link(path("nowhere"), path("TMPDIR/temp4")));
+        createEntries(m_folder.root(), {"TMPDIR/temp1/", "TMPDIR/temp3", "TMPDIR/temp4>no"});
         QCOMPARE(FileUtils::createTempDir(), path("TMPDIR/temp2"));
         QCOMPARE(FileUtils::createTempDir(), path("TMPDIR/temp5"));
-        QVERIFY(QFileInfo(path("TMPDIR/temp5")).isDir() && !QFileInfo::exists(path("nowhere")));
+        QVERIFY(QFileInfo(path("TMPDIR/temp5")).isDir() && !QFileInfo::exists(path("TMPDIR/no")));
         QCOMPARE(int(QFile::permissions(path("TMPDIR/temp5"))) & 0x7077, 0x7000); // its owner's
         qputenv("TMPDIR", QFile::encodeName(path("file")));
         const QString refused = FileUtils::createTempDir();
@@ -56,18 +54,19 @@ private Q_SLOTS:
     void tempDirsOfManyThreadsDiffer()
     {
         std::array<QStringList, 8> made;
-        std::array<std::thread, made.size()> threads;
-        for (std::size_t i = 0; i < made.size(); ++i)
-            threads[i] = std::thread([&mine = made[i]] {
+        std::list<Thread> threads;
+        for (QStringList& mine : made) {
+            threads.emplace_back([&mine] {
                 while (mine.size() < 25)
                     mine << FileUtils::createTempDir();
             });
-        QSet<QString> all;
-        for (std::size_t i = 0; i < made.size(); ++i) {
-            threads[i].join();
-            all += QSet<QString>(made[i].begin(), made[i].end());
+            threads.back().start();
         }
-        QCOMPARE(int(all.size()), int(made.size()) * 25);
+        threads.clear(); // waits for all
+        QStringList all;
+        for (const QStringList& mine : made)
+            all += mine;
+        QVERIFY(all.size() == 200 && all.removeDuplicates() == 0);
     }
 
     void mustExist()
@@ -90,10 +89,9 @@ private Q_SLOTS:
     }
 
 private:
-    QString path(const char* name) const { return m_folder.filePath(QLatin1String(name)); }
+    QString path(const char* name) const { return m_folder.at(name); }
 
-    const QTemporaryDir m_folder;
-    const QByteArray m_formerTemp = qgetenv("TMPDIR");
+    const TemporaryFolder m_folder{};
 };
 
 QTEST_GUILESS_MAIN(FoldersTest)

@@ -24,28 +24,27 @@ bool CounterFormat::parse(const QString& format)
     // Three digits of width or precision are more than any file name holds; without a limit a
     // format could ask for a text of 2 GiB.
     static const QRegularExpression conversion(
-        QStringLiteral("\\G%([-+ #0]*\\d{0,3}(?:\\.\\d{0,3})?)(?:hh?|ll?|[jzt])?([diouxX])"));
+        QStringLiteral("\\G%([-+ #0']*\\d{0,3}(?:\\.\\d{0,3})?)(?:hh?|ll?|[jzt])?([diouxX])"));
     const QLatin1Char percent('%');
 
-    for (decltype(format.size()) at = 0; at < format.size();) {
+    decltype(format.size()) at = 0;
+    for (;;) {
         QString& literal = hasConversion() ? m_after : m_before;
-        const QRegularExpressionMatch match = conversion.match(format, at);
-        if (match.hasMatch()) {
-            if (hasConversion())
-                return false;
-            m_conversion = QString(percent + match.captured(1) + match.captured(2)).toLatin1();
-            at = match.capturedEnd();
-        } else if (format.at(at) != percent) {
-            literal += format.at(at);
-            ++at;
-        } else if (format.mid(at, 2) == QLatin1String("%%")) {
+        const auto next = format.indexOf(percent, at);
+        literal += format.mid(at, next < 0 ? -1 : next - at);
+        if (next < 0)
+            return true;
+        if (format.mid(next, 2) == QLatin1String("%%")) {
             literal += percent;
-            at += 2;
-        } else {
-            return false;
+            at = next + 2;
+            continue;
         }
+        const QRegularExpressionMatch match = conversion.match(format, next);
+        if (!match.hasMatch() || hasConversion())
+            return false;
+        m_conversion = QString(percent + match.captured(1) + match.captured(2)).toLatin1();
+        at = match.capturedEnd();
     }
-    return true;
 }
 
 } // namespace kel

@@ -20,8 +20,25 @@ namespace kel {
 /**
  * \brief File-system helpers for applications: names, folders, whole files, comments, dialogs.
  *
- * Every operation is static and keeps no state, so any of them may run on any thread at any time;
- * the dialogs belong to the thread of the widgets. Paths are in Qt's form, with forward slashes.
+ * Every operation is static and keeps no state. Paths are in Qt's form, with forward slashes.
+ *
+ * \par Threads
+ * Any operation may run on any thread at any time, also on the same files; what two of them do to
+ * one file at once is then for the system to say. The dialogs belong to the thread of the widgets.
+ * A QDir, device, text stream or settings object that is given is used by the calling thread only.
+ *
+ * \par Blocking
+ * | Operations                                      | return                                |
+ * |-------------------------------------------------|---------------------------------------|
+ * | on texts: extension(), nativePath() of one path | at once, as showDesktopWindow() does  |
+ * | on one path: special folders, fileMustExist()   | when the file system has answered     |
+ * | on a folder: uniqueFileName(), createTempDir()  | when it has been listed, at most once |
+ * | on trees and contents: erase(), readText()      | when everything has been done         |
+ * | dialogs                                         | when the user closes them             |
+ *
+ * All but the first wait for the disk, or for the server of a network drive, as long as that takes,
+ * and copy() for its source, too: use a worker thread where a window must not freeze. The dialogs
+ * run a local event loop, so timers and queued slots of the thread run meanwhile.
  *
  * \par Errors
  * readText(), equalsText(), readBytes(), writeBytes(), fileMustExist() and dirMustExist() throw a
@@ -67,6 +84,11 @@ public:
      * beyond U+FFFF becomes two, but for the ASCII letters, the digits and these:
      *
      *     , . ' ! # $ % & ( ) [ ] { } + - = ^ _ ~ @
+     *
+     * **This looks at characters only, so the result can still be a name that is none.** An empty
+     * one, "." and ".." pass as they are, and so do "CON", "nul.txt" and names that end with a full
+     * stop, which Windows does not take, and names that are too long. Two names may become one.
+     * Before a name that comes from somebody else is put behind a folder, refuse these.
      */
     static QString nativeFileName(const QString& name);
 
@@ -124,7 +146,7 @@ public:
      *
      * When no folder can be created, the path that is returned names nothing.
      */
-    static QString createTempDir();
+    [[nodiscard]] static QString createTempDir();
 
     /**
      * \return true
@@ -151,7 +173,7 @@ public:
      * text and each of ?, [ and ] for one character. A name with an empty stem, such as ".cfg", is
      * always tested exactly; one with a folder in it is only found with \a exact.
      */
-    static bool exists(const QDir& dir, const QString& name, bool exact);
+    [[nodiscard]] static bool exists(const QDir& dir, const QString& name, bool exact);
 
     /**
      * A name, relative to \a dir, for which exists() answers false at the moment. Nothing is
@@ -161,6 +183,10 @@ public:
      * or of now when that is invalid. While the name is taken, 2, 3 and so on are put in front of
      * its last dot, or at its end when it has none or begins with its only one.
      *
+     * **A name that a user chose is no pattern:** "100%done" becomes "1002024-05-31one", and there
+     * is no way to write "%d" or "%t" so that they stay. Put a space behind the percent signs of such
+     * a name first, or take them out.
+     *
      * \a counterFormat puts the counter into words as printf() does, `_%d` for instance: UTF-8 text
      * with one conversion d, i, u, o, x or X, which may have flags, a width and a precision of up
      * to 999. Size letters as in `%ld` change nothing, `%%` is a percent sign. Without a conversion
@@ -168,12 +194,13 @@ public:
      *
      * \return the name; null when all that there are to try are taken
      */
-    static QString uniqueFileName(const QDir& dir, const QString& pattern,
-                                  const QDateTime& dateTime, const char* counterFormat, bool exact);
+    [[nodiscard]] static QString uniqueFileName(const QDir& dir, const QString& pattern,
+                                                const QDateTime& dateTime,
+                                                const char* counterFormat, bool exact);
 
     /** The same at the present moment. */
-    static QString uniqueFileName(const QDir& dir, const QString& pattern,
-                                  const char* counterFormat, bool exact);
+    [[nodiscard]] static QString uniqueFileName(const QDir& dir, const QString& pattern,
+                                                const char* counterFormat, bool exact);
     ///@}
 
     /** \name Deleting, copying, collecting */

@@ -1,7 +1,7 @@
 #include <Quarn/fileutils/FileUtils.h>
 
 #include <Quarn/companion/FileException.h>
-#include <Quarn/fileutils/ListedNames_p.h>
+#include <Quarn/fileutils/TakenNames_p.h>
 #include <Quarn/platform/PrivateFolder_p.h>
 #include <Quarn/platform/SpecialFolders_p.h>
 
@@ -71,15 +71,15 @@ QString FileUtils::createTempDir()
 {
     const QDir temp = QDir::temp();
     temp.mkpath(QStringLiteral(".")); // Windows may name one that is missing
-    ListedNames listed(temp.path());
+    TakenNames taken(temp, true);
     for (int number = 1;; ++number) {
         const QString name = QLatin1String("temp") + QString::number(number);
         const bool last = number == std::numeric_limits<int>::max();
-        const bool taken
-            = listed.contains(name)
-              || createPrivateFolder(temp.absoluteFilePath(name)) == FolderCreation::Taken;
-        if (!taken || last)
-            return temp.absoluteFilePath(name);
+        if (taken.contains(name) && !last)
+            continue;
+        const QString path = temp.absoluteFilePath(name);
+        if (createPrivateFolder(path) != FolderCreation::Taken || last)
+            return path;
     }
 }
 

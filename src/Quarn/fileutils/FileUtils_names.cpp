@@ -1,53 +1,15 @@
 #include <Quarn/fileutils/FileUtils.h>
 
 #include <Quarn/fileutils/CounterFormat_p.h>
-#include <Quarn/fileutils/ListedNames_p.h>
-#include <Quarn/fileutils/VisibleNames_p.h>
+#include <Quarn/fileutils/TakenNames_p.h>
 
 #include <QDateTime>
 #include <QStringBuilder>
 
 #include <limits>
-#include <optional>
 
 namespace kel {
 namespace {
-
-/** The question of FileUtils::exists(), asked many times with one listing of the folder. */
-class TakenTest
-{
-public:
-    TakenTest(const QDir& dir, bool exact) : m_dir(dir), m_exact(exact), m_listed(dir.path()) { }
-
-    bool operator()(const QString& name)
-    {
-        const QString stem = stemOf(name);
-        if (stem.isEmpty())
-            return m_listed.contains(name) || m_dir.exists(name);
-        if (!m_visible)
-            m_visible.emplace(m_dir.path());
-        return m_visible->anyBeginsWith(stem);
-    }
-
-    /** Whether \a name and \a other are taken by the same entries. */
-    bool sameAnswer(const QString& name, const QString& other) const
-    {
-        const QString stem = stemOf(name);
-        return name == other || (!stem.isEmpty() && stem == stemOf(other));
-    }
-
-private:
-    /** Empty for a name to be tested exactly, as no name would be free of an empty stem. */
-    QString stemOf(const QString& name) const
-    {
-        return m_exact ? QString() : FileUtils::stripExtension(name);
-    }
-
-    const QDir m_dir;
-    const bool m_exact;
-    ListedNames m_listed;
-    std::optional<VisibleNames> m_visible;
-};
 
 QString withMoment(QString pattern, const QDateTime& moment)
 {
@@ -60,35 +22,38 @@ QString withMoment(QString pattern, const QDateTime& moment)
 
 bool FileUtils::exists(const QDir& dir, const QString& name, bool exact)
 {
-    return TakenTest(dir, exact)(name);
+    return TakenNames(dir, exact).contains(name);
 }
 
 QString FileUtils::uniqueFileName(const QDir& dir, const QString& pattern,
                                   const QDateTime& dateTime, const char* counterFormat, bool exact)
 {
-    TakenTest isTaken(dir, exact);
+    TakenNames taken(dir, exact);
     const QString name
         = withMoment(pattern, dateTime.isValid() ? dateTime : QDateTime::currentDateTime());
-    if (!isTaken(name))
+    if (!taken.contains(name))
         return name;
 
     const CounterFormat counter(counterFormat);
+    if (!counter.isValid())
+        return QString();
     const auto lastDot = name.lastIndexOf(QLatin1Char('.'));
     const auto insertion = lastDot > 0 ? lastDot : name.size();
     const QString beginning = name.left(insertion);
     const QString ending = name.mid(insertion);
-    QString before;
-    for (int number = 2; counter.isValid(); ++number) {
-        const QString candidate = beginning % counter.text(number) % ending;
-        if (!isTaken(candidate))
-            return candidate;
-        // Two tell for all that the counter is not in what is compared, so that no number will do.
-        const bool endless = number == 3 && isTaken.sameAnswer(candidate, before);
-        if (endless || number == std::numeric_limits<int>::max())
-            break;
-        before = candidate;
+    const auto candidate
+        = [&](int number) -> QString { return beginning % counter.text(number) % ending; };
+    // The counter may be missing, or stand in an extension, which nobody compares: two numbers tell
+    // for all whether another one is of use.
+    const bool counts = taken.decisivePart(candidate(2)) != taken.decisivePart(candidate(3));
+    const int last = counts ? std::numeric_limits<int>::max() : 2;
+    for (int number = 2;; ++number) {
+        QString free = candidate(number);
+        if (!taken.contains(free))
+            return free;
+        if (number == last)
+            return QString();
     }
-    return QString();
 }
 
 QString FileUtils::uniqueFileName(const QDir& dir, const QString& pattern,

@@ -2,13 +2,13 @@
 
 #include <Quarn/fileutils/NameEndings_p.h>
 #include <Quarn/platform/FileIdentity_p.h>
+#include <Quarn/platform/NameOrder_p.h>
 
 #include <QDirIterator>
 #include <QSet>
 
 #include <algorithm>
 #include <optional>
-#include <utility>
 #include <vector>
 
 namespace kel {
@@ -51,24 +51,16 @@ QDir fresh(const QDir& dir)
     return copy;
 }
 
-/** Files that fit \a endings, and folders, in the order of QDir: by name, letter case ignored. */
+/** Folders, and the files that fit \a endings, in QDir's own order. */
 QFileInfoList listByName(const QDir& folder, const NameEndings& endings)
 {
-    std::vector<std::pair<QString, QFileInfo>> keyed;
-    const QFileInfoList entries
-        = folder.entryInfoList(QStringList(), filesAndFolders, QDir::Unsorted);
-    for (const QFileInfo& entry : entries) {
-        const QString name = entry.fileName();
-        if (entry.isDir() || endings.fit(name))
-            keyed.emplace_back(name.toLower(), entry);
-    }
-    std::stable_sort(keyed.begin(), keyed.end(),
-                     [](const auto& left, const auto& right) { return left.first < right.first; });
-    QFileInfoList sorted;
-    sorted.reserve(int(keyed.size()));
-    for (const auto& [key, entry] : keyed)
-        sorted.append(entry);
-    return sorted;
+    QFileInfoList entries = folder.entryInfoList(QStringList(), filesAndFolders, QDir::Unsorted);
+    const auto isUnfit = [&endings](const QFileInfo& entry) {
+        return !endings.fit(entry.fileName()) && !entry.isDir();
+    };
+    entries.erase(std::remove_if(entries.begin(), entries.end(), isUnfit), entries.end());
+    sortByName(entries, [](const QFileInfo& entry) { return entry.fileName(); });
+    return entries;
 }
 
 bool isDots(const QFileInfo& entry)

@@ -17,14 +17,21 @@ namespace kel {
  * legal everywhere and returns 0 at once.
  *
  * The interface does not manage its lifetime; streams are shared as boost::shared_ptr.
+ *
+ * \par Threads
+ * A stream is used by one thread at a time; the implementing class says where it allows more, and
+ * which thread its reads may wait in. Sharing the pointer does not make the stream shareable.
  */
 class QUARN_EXPORT IIOInterface : public virtual ISupportsNonBlockingIOInterface
 {
 public:
-    /** Mode bits for applications, to be combined with bitwise or. No call here takes them. */
-    static constexpr unsigned int ReadableMode = 1;
-    static constexpr unsigned int WritableMode = 2;
-    static constexpr unsigned int SynchronousMode = 4;
+    /** \name Modes
+     *  Bits for applications, to be combined with bitwise or. No call here takes them. */
+    ///@{
+    static constexpr unsigned int ReadableMode = 1; ///< read() is wanted
+    static constexpr unsigned int WritableMode = 2; ///< write() is wanted
+    static constexpr unsigned int SynchronousMode = 4; ///< calls may wait until they are done
+    ///@}
 
     IIOInterface() = default;
     IIOInterface(const IIOInterface&) = default;

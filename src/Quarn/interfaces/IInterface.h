@@ -14,9 +14,16 @@ namespace kel {
  *     if (void* found = stream->getInterface(kel::IInterface::ID()))
  *         auto* root = static_cast<kel::IInterface*>(found);
  *
+ * Interfaces have no state, so copying one copies nothing.
+ *
  * \par Extending the query
- * A class that offers further interfaces overrides the non-const overload only, beside a
- * `using` of the base's name; the const one calls it. A void pointer must be converted back to exactly the type that the identifier names.
+ * A class that offers further interfaces overrides the non-const overload only, beside a `using` of
+ * the base's name; the const one calls it. A void pointer must be converted back to exactly the type
+ * that the identifier names.
+ *
+ * \par Threads
+ * The query reads nothing that changes, so any thread may ask as long as the object lives. The
+ * pointer that it answers with doesn't keep the object alive.
  */
 class QUARN_EXPORT IInterface
 {

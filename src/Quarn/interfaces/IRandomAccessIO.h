@@ -5,7 +5,13 @@
 
 namespace kel {
 
-/** A stream with a position that can be moved, and a size. All figures are bytes. */
+/**
+ * A stream with a position that can be moved, and a size. All figures are bytes.
+ *
+ * \par Threads
+ * As for IIOInterface: one thread at a time. The size may grow by what another thread writes where
+ * the implementing class shares its data, as the shared buffer does with its readers.
+ */
 class QUARN_EXPORT IRandomAccessIO : public virtual IIOInterface
 {
 public:

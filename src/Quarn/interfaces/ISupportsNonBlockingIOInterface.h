@@ -5,7 +5,12 @@
 
 namespace kel {
 
-/** A switch between reads that wait for data and reads that return at once. */
+/**
+ * A switch between reads that wait for data and reads that return at once.
+ *
+ * \par Threads
+ * The switch belongs to the thread that reads.
+ */
 class QUARN_EXPORT ISupportsNonBlockingIOInterface : public virtual IInterface
 {
 public:

@@ -5,7 +5,12 @@
 
 namespace kel {
 
-/** An object without state that answers the interface query and does nothing else. */
+/**
+ * An object without state that answers the interface query and does nothing else.
+ *
+ * \par Threads
+ * Any number of threads may use one object at once.
+ */
 class QUARN_EXPORT InterfaceStub : public IInterface
 {
 public:

@@ -8,13 +8,11 @@
 namespace kel {
 
 /**
- * The names that QDir lists in \a folder under QDir::AllEntries and QDir::NoDotAndDotDot, in no
- * order: of visible files, folders and links that lead to one. Any path of Qt will do.
+ * The names that QDir lists in \a folder, a path of Qt, under QDir::AllEntries and
+ * QDir::NoDotAndDotDot, in no order: of visible files, folders and links that lead to one. Nothing
+ * where the system knows no shorter way to them than QDir's.
  */
-QStringList visibleNames(const QString& folder);
-
-/** The same straight from the system; nothing where it knows no shorter way than QDir's. */
-std::optional<QStringList> visibleNamesOfSystem(const QString& folder);
+std::optional<QStringList> visibleNames(const QString& folder);
 
 } // namespace kel
 #endif

@@ -33,7 +33,7 @@ bool isListed(const QString& folder, const dirent& entry, const QString& name)
 
 } // namespace
 
-std::optional<QStringList> visibleNamesOfSystem(const QString& folder)
+std::optional<QStringList> visibleNames(const QString& folder)
 {
     // Resources have no place in the file system; of a search path this is the folder it leads to.
     const QFileInfo info(folder);

@@ -1,15 +1,14 @@
 #include <Quarn/platform/FolderRemoval_p.h>
 
+#include <Quarn/platform/NameOrder_p.h>
 #include <Quarn/platform/linux/FileDescriptor_p.h>
 
 #include <QFile>
-#include <QString>
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -72,18 +71,6 @@ std::vector<Entry> list(int folder)
     return entries;
 }
 
-void sortByName(std::vector<Entry>& entries)
-{
-    std::vector<std::pair<QString, Entry>> keyed;
-    keyed.reserve(entries.size());
-    for (Entry& entry : entries)
-        keyed.emplace_back(QFile::decodeName(entry.name).toLower(), std::move(entry));
-    std::stable_sort(keyed.begin(), keyed.end(),
-                     [](const auto& left, const auto& right) { return left.first < right.first; });
-    std::transform(keyed.begin(), keyed.end(), entries.begin(),
-                   [](auto& pair) { return std::move(pair.second); });
-}
-
 /**
  * The walk. Every step is taken from an open folder to a name in it, so it cannot be led astray by
  * a path that changes. It keeps its own stack: the tree may be deeper than the thread's.
@@ -132,7 +119,7 @@ private:
         level.inode = status.st_ino;
         level.entries = list(folder.get());
         level.folder = std::move(folder);
-        sortByName(level.entries);
+        sortByName(level.entries, [](const Entry& entry) { return QFile::decodeName(entry.name); });
         m_levels.push_back(std::move(level));
         if (m_levels.size() > openLevels + 1)
             m_levels[m_levels.size() - openLevels - 1].folder = FileDescriptor();

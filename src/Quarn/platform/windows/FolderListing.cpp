@@ -2,7 +2,7 @@
 
 namespace kel {
 
-std::optional<QStringList> visibleNamesOfSystem(const QString&)
+std::optional<QStringList> visibleNames(const QString&)
 {
     return std::nullopt; // QDir gets all that it needs from the system's listing
 }
