@@ -1,3 +1,4 @@
+#include "support/spellings.h"
 #include "support/testBytes.h"
 
 #include <Quarn/streams/QRandomAccessIO.h>
@@ -51,6 +52,8 @@ void append(const QString& path, const QByteArray& bytes)
         qFatal("cannot append");
 }
 
+static_assert(keepsEverySpelling<File>);
+
 const QIODevice::OpenMode buffered = QIODevice::ReadOnly;
 const QIODevice::OpenMode unbuffered = QIODevice::ReadOnly | QIODevice::Unbuffered;
 
@@ -86,7 +89,10 @@ private Q_SLOTS:
         QVERIFY(memory.data() == bytes && file.eofEncountered());
         QCOMPARE(StreamUtils::copy(&file, 0, 10, -1), qint64(bytes.size()));
         QVERIFY(file.setPosition(0));
-        QVERIFY(static_cast<QIODevice&>(file).readAll() == bytes.left(10) + bytes);
+        QVERIFY(file.read(9) == bytes.left(9));
+        QVERIFY(file.readAll() == bytes.mid(9, 1) + bytes);
+        QVERIFY(file.write("by ") == 3 && file.write(QByteArray("Qt")) == 2);
+        QVERIFY(file.setPosition(file.size() - 5) && file.readAll() == "by Qt");
         file.finishIO();
         QVERIFY(!file.isOpen() && !file.readable());
     }

@@ -71,6 +71,26 @@ bool QRandomAccessIO::writeBlock(const void* data, int size)
     return write(data, size) != 0;
 }
 
+QByteArray QRandomAccessIO::read(qint64 maxSize)
+{
+    return QIODevice::read(maxSize);
+}
+
+QByteArray QRandomAccessIO::readAll()
+{
+    return QIODevice::readAll();
+}
+
+qint64 QRandomAccessIO::write(const QByteArray& bytes)
+{
+    return QIODevice::write(bytes);
+}
+
+qint64 QRandomAccessIO::write(const char* text)
+{
+    return QIODevice::write(text);
+}
+
 void QRandomAccessIO::enableNonBlockingMode(bool) { }
 
 bool QRandomAccessIO::nonBlocking()

@@ -17,15 +17,16 @@ namespace kel {
  * Open it with QBuffer::open() before reading or writing.
  *
  * \par Two faces
- * The stream's read(), write() and readAll() hide Qt's calls of the same names. Qt's are reached
- * through the device, the stream's also through the interface:
+ * With an address and a size read() and write() are the stream's and count in int; Qt's, which count
+ * in qint64, are reached through the device. Without an address they are Qt's:
  *
  *     kel::QRandomAccessIO stream;
  *     stream.open(QIODevice::ReadWrite);
- *     QIODevice& device = stream;           // Qt's face
- *     device.write("first line\n");
- *     kel::IRandomAccessIO& bytes = stream; // the stream's face
- *     bytes.setPosition(0);
+ *     stream.write("first line\n");
+ *     stream.setPosition(0);
+ *     const QByteArray word = stream.read(5);
+ *     QIODevice& device = stream; // Qt's face
+ *     device.write(huge, size);
  *
  * \par Results of its own
  * readable() and writable() are always true, ioFailureDetected() always false. readBlock() and
@@ -58,6 +59,14 @@ public:
     void readAll(std::vector<unsigned char>& data) override;
     int write(const void* data, int size) override;
     bool writeBlock(const void* data, int size) override;
+
+    // As in QIODevice. Its read() and write() of an address and a size have no place here: a call
+    // with an int would fit them as well as the stream's.
+    QByteArray read(qint64 maxSize);
+    QByteArray readAll();
+    qint64 write(const QByteArray& bytes);
+    /** Writes up to the zero byte that ends \a text. */
+    qint64 write(const char* text);
 
     void enableNonBlockingMode(bool enable) override;
     bool nonBlocking() override;

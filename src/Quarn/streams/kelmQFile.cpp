@@ -71,6 +71,34 @@ int kelmQFile::write(const void* data, int size)
     return narrow(QIODevice::write(static_cast<const char*>(data), size));
 }
 
+QByteArray kelmQFile::read(qint64 maxSize)
+{
+    finishClosing();
+    const QByteArray bytes = QIODevice::read(maxSize);
+    finishClosing();
+    return bytes;
+}
+
+QByteArray kelmQFile::readAll()
+{
+    finishClosing();
+    const QByteArray bytes = QIODevice::readAll();
+    finishClosing();
+    return bytes;
+}
+
+qint64 kelmQFile::write(const QByteArray& bytes)
+{
+    finishClosing();
+    return QIODevice::write(bytes);
+}
+
+qint64 kelmQFile::write(const char* text)
+{
+    finishClosing();
+    return QIODevice::write(text);
+}
+
 void kelmQFile::enableNonBlockingMode(bool enable)
 {
     m_blocking = !enable;

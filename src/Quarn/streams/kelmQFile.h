@@ -24,15 +24,16 @@ namespace kel {
  *     };
  *
  * \par Two faces
- * The stream's read(), write(), readAll() and flush() hide Qt's calls of the same names; Qt's are
- * reached through the device:
+ * With an address and a size read() and write() are the stream's and count in int; Qt's, which count
+ * in qint64, are reached through the device, and so is the flush() that answers. Without an address
+ * they are Qt's:
  *
  *     File file(path);
  *     file.open(QIODevice::ReadOnly);
- *     QIODevice& device = file;            // Qt's face
- *     const QByteArray line = device.readLine();
- *     kel::IRandomAccessIO& bytes = file;  // the stream's face
- *     bytes.readBlock(header, sizeof header);
+ *     file.readBlock(header, sizeof header);
+ *     const QByteArray rest = file.readAll();
+ *     QFile& device = file; // Qt's face
+ *     const qint64 count = device.read(huge, size);
  *
  * \par Blocking mode
  * Off at first. When on, a read that finds nothing although the file is not at its end calls
@@ -79,6 +80,14 @@ public:
 
     int read(void* data, int maxSize) override;
     int write(const void* data, int size) override;
+
+    // As in QIODevice. Its read() and write() of an address and a size have no place here: a call
+    // with an int would fit them as well as the stream's.
+    QByteArray read(qint64 maxSize);
+    QByteArray readAll();
+    qint64 write(const QByteArray& bytes);
+    /** Writes up to the zero byte that ends \a text. */
+    qint64 write(const char* text);
 
     void enableNonBlockingMode(bool enable) override;
     bool nonBlocking() override;
