@@ -4,7 +4,11 @@
 #include <Quarn/companion/narrow_p.h>
 
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QThread>
+
+#include <limits>
+#include <utility>
 
 namespace kel {
 namespace {
@@ -20,7 +24,7 @@ kelmQFile::kelmQFile(QObject* parent) : kelmQFile(QString(), parent) { }
 
 kelmQFile::kelmQFile(const QString& name, QObject* parent)
     : QFile(name, parent), m_blocking(false), m_runningReads(0), m_lastCount(0),
-      m_closeRequested(false)
+      m_closeRequested(false), m_misplaced(false), m_keepsPlace(false), m_mayStay(false)
 { }
 
 kelmQFile::~kelmQFile() = default;
@@ -40,15 +44,46 @@ bool kelmQFile::atEnd() const
 bool kelmQFile::open(OpenMode mode)
 {
     finishClosing();
-    return m_runningReads == 0 && QFile::open(mode);
+    if (m_runningReads > 0 || !QFile::open(mode))
+        return false;
+    m_keepsPlace = !(mode & (Append | Text)) && !isSequential();
+    bytesAvailable(); // QIODevice keeps what isSequential() answers now
+    if (!isSequential() || !QFileInfo(fileName()).isFile())
+        return true;
+    // Qt takes a file whose fstat() failed for a pipe, and would read and write it anywhere.
+    close();
+    setErrorString(QStringLiteral("Cannot tell what kind of file this is"));
+    return false;
 }
 
 void kelmQFile::close()
 {
     // QIODevice crashes when its buffer goes away in the middle of a read.
     m_closeRequested = m_runningReads > 0;
-    if (!m_closeRequested)
-        QFile::close();
+    if (m_closeRequested)
+        return;
+    QFile::close();
+    m_misplaced = false;
+    m_keepsPlace = false;
+}
+
+bool kelmQFile::seek(qint64 position)
+{
+    // To seek costs a system call and the write buffer, so that each pass of a copy would write.
+    const bool mayStay = std::exchange(m_mayStay, false);
+    if (mayStay && m_keepsPlace && !m_misplaced && error() == NoError && position == pos()) {
+        unsetError(); // as any seek: an error string that was set goes
+        return true;
+    }
+    const bool moved = QFile::seek(position);
+    m_misplaced = !moved && isOpen() && !isSequential(); // a pipe never moves
+    if (m_misplaced) {
+        // So that a read finds nothing in QIODevice's buffer and comes to readData().
+        const qint64 place = pos();
+        QIODevice::seek(std::numeric_limits<qint64>::max());
+        QIODevice::seek(place);
+    }
+    return moved;
 }
 
 void kelmQFile::finishClosing()
@@ -131,7 +166,7 @@ void kelmQFile::finishIO()
 
 bool kelmQFile::ioFailureDetected() const
 {
-    return error() != QFileDevice::NoError || isDeviceFailure(errorString());
+    return m_misplaced || error() != QFileDevice::NoError || isDeviceFailure(errorString());
 }
 
 bool kelmQFile::eofEncountered() const
@@ -156,6 +191,7 @@ qint64 kelmQFile::position() const
 
 bool kelmQFile::setPosition(qint64 position)
 {
+    m_mayStay = true; // QIODevice itself calls seek() because the file is elsewhere
     return seek(position);
 }
 
@@ -166,6 +202,8 @@ qint64 kelmQFile::streamSize() const
 
 qint64 kelmQFile::readData(char* data, qint64 maxSize)
 {
+    if (m_misplaced)
+        return -1;
     if (maxSize <= 0)
         return 0; // QIODevice asks for nothing now and then; that must not wait
     return readWaiting([this, data, maxSize] { return QFile::readData(data, maxSize); });
@@ -173,9 +211,16 @@ qint64 kelmQFile::readData(char* data, qint64 maxSize)
 
 qint64 kelmQFile::readLineData(char* data, qint64 maxSize)
 {
+    if (m_misplaced)
+        return -1;
     if (maxSize <= 0)
         return 0;
     return readWaiting([this, data, maxSize] { return QFile::readLineData(data, maxSize); });
+}
+
+qint64 kelmQFile::writeData(const char* data, qint64 size)
+{
+    return m_misplaced ? -1 : QFile::writeData(data, size);
 }
 
 template <typename Attempt>

@@ -68,7 +68,10 @@ public:
     bool atEnd() const override;
 
     using QFile::open;
-    /** As QFile::open(); refused while a read of this file waits. */
+    /**
+     * As QFile::open(); refused while a read of this file waits, and when the system doesn't tell
+     * whether this is a regular file.
+     */
     bool open(OpenMode mode) override;
 
     /**
@@ -77,6 +80,12 @@ public:
      * called.
      */
     void close() override;
+
+    /**
+     * As QFile::seek(). After a failure reads and writes would go to the old place: they fail, and
+     * ioFailureDetected() is true, until a seek succeeds. A pipe, which has no places, goes on.
+     */
+    bool seek(qint64 position) override;
 
     int read(void* data, int maxSize) override;
     int write(const void* data, int size) override;
@@ -96,7 +105,7 @@ public:
     void flush() override;
     /** Closes the file. */
     void finishIO() override;
-    /** True after a file error or once an error string was set. */
+    /** True after a file error, after a failed seek(), or once an error string was set. */
     bool ioFailureDetected() const override;
     bool eofEncountered() const override;
     bool getOutputInfo(quint64& first, quint64& second, void** third) const override;
@@ -104,12 +113,14 @@ public:
                             quint64& fourth) const override;
 
     qint64 position() const override;
+    /** Calls seek(), which asks nothing of the system when the file is there already. */
     bool setPosition(qint64 position) override;
     qint64 streamSize() const override;
 
 protected:
     qint64 readData(char* data, qint64 maxSize) override;
     qint64 readLineData(char* data, qint64 maxSize) override;
+    qint64 writeData(const char* data, qint64 size) override;
 
 private:
     Q_DISABLE_COPY(kelmQFile)
@@ -125,6 +136,9 @@ private:
     int m_runningReads; // readLineData() reads through readData()
     qint64 m_lastCount; // what the file answered to the last attempt of a running read
     bool m_closeRequested; // by a slot that ran while a read waited
+    bool m_misplaced; // since a seek failed
+    bool m_keepsPlace; // nobody else moves the place in this file: it was opened here by its name
+    bool m_mayStay; // seek() was called by setPosition()
 };
 
 } // namespace kel
