@@ -7,6 +7,8 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <limits>
+
 using kel::QRandomAccessIO;
 
 static_assert(keepsEverySpelling<QRandomAccessIO>);
@@ -26,6 +28,7 @@ private Q_SLOTS:
         QCOMPARE(stream.read(&byte, 1), -1);
         QVERIFY(stream.readBlock(&byte, 1));
         QCOMPARE(stream.write("x", 1), -1);
+        QVERIFY(stream.read(&byte, 0) == 0 && stream.write("x", 0) == 0);
         QVERIFY(stream.readable() && stream.writable() && !stream.ioFailureDetected());
         stream.enableNonBlockingMode(true);
         QVERIFY(!stream.nonBlocking());
@@ -50,6 +53,16 @@ private Q_SLOTS:
         QVERIFY(stream.readBlock(buffer, 20)); // one transfer that was not empty
         QCOMPARE(buffer.size(), 20);
         QVERIFY(!stream.readBlock(buffer, 20) && stream.eofEncountered());
+    }
+
+    void staysWhereItIsWithoutMemoryToMove()
+    {
+        QByteArray bytes("abc");
+        QRandomAccessIO stream(&bytes);
+        QVERIFY(stream.open(QIODevice::ReadWrite) && stream.setPosition(1));
+        QVERIFY(!stream.setPosition(std::numeric_limits<decltype(bytes.size())>::max()));
+        QVERIFY(stream.position() == 1 && stream.readAll() == "bc");
+        QVERIFY(stream.setPosition(5) && bytes == QByteArray("abc\0\0", 5));
     }
 
     void readsAllThatIsLeft()

@@ -33,7 +33,7 @@ public:
     QByteArray bytes;
     Manner manner;
     qint64 reportedSize = -1; // if not the real one
-    QStringList calls; // such as "r 0+10"
+    QStringList calls; // such as "s 0" and "r 0+10"
 
     int read(void* data, int maxSize) override
     {
@@ -54,7 +54,11 @@ public:
         return advanced(count, size);
     }
     qint64 position() const override { return m_position; }
-    bool setPosition(qint64 position) override { return m_position = position, true; }
+    bool setPosition(qint64 position) override
+    {
+        calls << QStringLiteral("s %1").arg(position);
+        return m_position = position, true;
+    }
     qint64 streamSize() const override { return reportedSize < 0 ? bytes.size() : reportedSize; }
 
     void enableNonBlockingMode(bool) override { }

@@ -32,6 +32,9 @@ namespace kel {
  * readable() and writable() are always true, ioFailureDetected() always false. readBlock() and
  * writeBlock() answer whether the count of one transfer was not zero: the -1 of a stream that is
  * not open counts as true.
+ *
+ * \par Threads
+ * Belongs to one thread at a time, as a QBuffer. Nothing here blocks.
  */
 class QUARN_EXPORT QRandomAccessIO : public QBuffer, public virtual IRandomAccessIO
 {
@@ -82,6 +85,10 @@ public:
                             quint64& fourth) const override;
 
     qint64 position() const override;
+    /**
+     * Behind the end a writable stream grows, with zero bytes, up to \a position. Without memory
+     * for them it stays as and where it is, and false is the answer.
+     */
     bool setPosition(qint64 position) override;
     qint64 streamSize() const override;
 

@@ -24,7 +24,8 @@ kelmQFile::kelmQFile(QObject* parent) : kelmQFile(QString(), parent) { }
 
 kelmQFile::kelmQFile(const QString& name, QObject* parent)
     : QFile(name, parent), m_blocking(false), m_runningReads(0), m_lastCount(0),
-      m_closeRequested(false), m_misplaced(false), m_keepsPlace(false), m_mayStay(false)
+      m_closeRequested(false), m_removed(false), m_misplaced(false), m_keepsPlace(false),
+      m_mayStay(false)
 { }
 
 kelmQFile::~kelmQFile() = default;
@@ -94,6 +95,8 @@ void kelmQFile::finishClosing()
 
 int kelmQFile::read(void* data, int maxSize)
 {
+    if (maxSize == 0)
+        return 0;
     finishClosing();
     const int count = narrow(QIODevice::read(static_cast<char*>(data), maxSize));
     finishClosing();
@@ -102,6 +105,8 @@ int kelmQFile::read(void* data, int maxSize)
 
 int kelmQFile::write(const void* data, int size)
 {
+    if (size == 0)
+        return 0;
     finishClosing();
     return narrow(QIODevice::write(static_cast<const char*>(data), size));
 }
@@ -228,7 +233,8 @@ qint64 kelmQFile::readWaiting(Attempt attempt)
 {
     if (m_closeRequested)
         return -1;
-    ++m_runningReads;
+    if (m_runningReads++ == 0)
+        m_removed = false;
     const qint64 count = repeatWaiting(attempt);
     --m_runningReads;
     if (m_closeRequested && m_runningReads == 0)
@@ -241,14 +247,17 @@ template <typename Attempt>
 qint64 kelmQFile::repeatWaiting(Attempt attempt)
 {
     m_lastCount = attempt();
-    while (m_blocking && m_lastCount <= 0 && isOpen() && !atEnd()) {
+    // An attempt to read a line reads, and waits, by readData(): what ended that wait ends this one.
+    while (m_blocking && m_lastCount <= 0 && isOpen() && !m_closeRequested && !m_removed
+           && !atEnd()) {
         QElapsedTimer elapsed;
         elapsed.start();
         waitForReadyRead(waitMsecs);
         if (m_closeRequested)
             return 0;
-        m_lastCount = attempt();
-        if (m_lastCount > 0 || removed())
+        m_removed = removed();
+        m_lastCount = attempt(); // also what came right before the removal
+        if (m_lastCount > 0 || m_removed)
             break;
         if (elapsed.elapsed() < pauseMsecs)
             QThread::msleep(pauseMsecs); // a wait that returns at once must not become a busy one

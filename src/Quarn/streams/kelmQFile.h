@@ -136,6 +136,7 @@ private:
     int m_runningReads; // readLineData() reads through readData()
     qint64 m_lastCount; // what the file answered to the last attempt of a running read
     bool m_closeRequested; // by a slot that ran while a read waited
+    bool m_removed; // found by a running read
     bool m_misplaced; // since a seek failed
     bool m_keepsPlace; // nobody else moves the place in this file: it was opened here by its name
     bool m_mayStay; // seek() was called by setPosition()
