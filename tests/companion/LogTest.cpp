@@ -3,9 +3,9 @@
 #include <QRegularExpression>
 #include <QTest>
 
-#include <cwchar>
-#include <iomanip>
 #include <sstream>
+#include <stdexcept>
+#include <thread>
 
 using kel::Log;
 
@@ -51,11 +51,47 @@ private Q_SLOTS:
         QCOMPARE(text.find_first_of(L"\n\r\x85\x2028\x1b"), text.size() - 1);
     }
 
-    void standardErrorStaysNarrow()
+    void aStreamThatThrowsIsNoConcernOfTheWriter()
+    {
+        struct FullDisk : std::wstreambuf
+        {
+            int_type overflow(int_type) override { throw std::runtime_error("disk full"); }
+        } disk;
+        std::wostream stream(&disk);
+        stream.exceptions(std::ios_base::badbit);
+        Log::instance().setStream(Log::Warning, &stream);
+        stream << std::hex;
+        Log::instance().write(Log::Warning, L"lost");
+        Log::instance().pre(Log::Warning);
+        QVERIFY(stream.bad() && (stream.flags() & std::ios_base::hex));
+    }
+
+    void passesItsLinesToQt()
     {
         Log::instance().setStream(Log::Warning, m_before);
-        Log::instance().write(Log::Warning, L"this line belongs to the test");
-        QVERIFY2(std::fwide(stderr, 0) <= 0, "narrow messages would be lost from now on");
+        static QStringList lines;
+        const auto before = qInstallMessageHandler(
+            [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
+                lines << QStringLiteral("%1 %2 %3")
+                             .arg(int(type))
+                             .arg(QLatin1String(context.category), text);
+                // Nobody else is kept from logging meanwhile.
+                std::thread([] {
+                    if (Log::instance().mutex().try_lock())
+                        Log::instance().mutex().unlock();
+                    else
+                        lines << QStringLiteral("locked");
+                }).join();
+            });
+        Log::instance().write(Log::Warning, L"straße %s\n");
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& text) {
+            lines << QString::number(int(type)) + text;
+        });
+        Log::instance().pre(Log::Error) << L"by hand" << std::endl;
+        qInstallMessageHandler(before);
+        const QStringList expected{QStringLiteral("1 quarn straße %s "),
+                                   QStringLiteral("2by hand")};
+        QCOMPARE(lines, expected);
     }
 
 private:
