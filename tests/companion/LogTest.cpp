@@ -72,25 +72,17 @@ private Q_SLOTS:
         static QStringList lines;
         const auto before = qInstallMessageHandler(
             [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
-                lines << QStringLiteral("%1 %2 %3")
-                             .arg(int(type))
-                             .arg(QLatin1String(context.category), text);
-                // Nobody else is kept from logging meanwhile.
-                std::thread([] {
-                    if (Log::instance().mutex().try_lock())
-                        Log::instance().mutex().unlock();
-                    else
-                        lines << QStringLiteral("locked");
-                }).join();
+                lines << QLatin1String(context.category) + QString::number(int(type)) + text;
+                std::thread([] { // nobody else is kept from logging meanwhile
+                    Log::instance().setStream(Log::Debug, nullptr);
+                })
+                    .join();
             });
         Log::instance().write(Log::Warning, L"straße %s\n");
-        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& text) {
-            lines << QString::number(int(type)) + text;
-        });
         Log::instance().pre(Log::Error) << L"by hand" << std::endl;
         qInstallMessageHandler(before);
-        const QStringList expected{QStringLiteral("1 quarn straße %s "),
-                                   QStringLiteral("2by hand")};
+        const QStringList expected{QStringLiteral("quarn1straße %s "),
+                                   QStringLiteral("quarn2by hand")};
         QCOMPARE(lines, expected);
     }
 

@@ -40,47 +40,36 @@ private Q_SLOTS:
 
     void setsBothPositionsInPassesOf4096()
     {
-        const struct
-        {
-            qint64 to, length;
-            const char *reads, *writes;
-        } cases[] = {
-            {0, 0, "", ""},
-            {0, 1, "s 0,r 0+1", "s 0,w 0+1"},
-            {0, 5000, "s 0,r 0+4096,s 4096,r 4096+904", "s 0,w 0+4096,s 4096,w 4096+904"},
-            {6000, 5000, "s 904,r 904+4096,s 0,r 0+904", "s 6904,w 6904+4096,s 6000,w 6000+904"},
-            {1, 4096, "s 0,r 0+4096", "s 1,w 1+4096"},
-        };
-        for (const auto& [to, length, reads, writes] : cases) {
+        const auto check = [&](qint64 to, qint64 length, const char* reads, const char* writes) {
             TestStream source(testBytes(9000));
             TestStream destination;
             QCOMPARE(StreamUtils::copy(&source, 0, &destination, to, length), length);
             QCOMPARE(source.calls.join(QLatin1Char(',')), QLatin1String(reads));
             QCOMPARE(destination.calls.join(QLatin1Char(',')), QLatin1String(writes));
-        }
+        };
+        check(0, 0, "", "");
+        check(0, 1, "s 0,r 0+1", "s 0,w 0+1");
+        check(0, 5000, "s 0,r 0+4096,s 4096,r 4096+904", "s 0,w 0+4096,s 4096,w 4096+904");
+        check(6000, 5000, "s 904,r 904+4096,s 0,r 0+904", "s 6904,w 6904+4096,s 6000,w 6000+904");
+        check(1, 4096, "s 0,r 0+4096", "s 1,w 1+4096");
     }
 
     void takesNegativeLengthAsToTheEnd()
     {
-        const struct
-        {
-            const char* name;
-            qint64 from, to, reportedSize, copied;
-        } cases[] = {
-            {"from the middle", 30, 0, -1, 70},
-            {"backwards", 30, 40, -1, 70},
-            {"at the end", 100, 0, -1, 0},
-            {"beyond the end", 101, 0, -1, 0},
-            {"beyond the end, backwards", 101, 200, -1, 0},
-            {"size not known, backwards", 30, 40, 0, 70},
-        };
-        for (const auto& [name, from, to, reportedSize, copied] : cases) {
-            TestStream source(testBytes(100));
-            source.reportedSize = reportedSize;
-            TestStream destination;
-            QCOMPARE(StreamUtils::copy(&source, from, &destination, to, -1), copied);
-            QVERIFY2(destination.bytes.mid(int(to)) == source.bytes.right(int(copied)), name);
-        }
+        const auto check
+            = [&](const char* name, qint64 from, qint64 to, qint64 reportedSize, qint64 copied) {
+                  TestStream source(testBytes(100));
+                  source.reportedSize = reportedSize;
+                  TestStream destination;
+                  QVERIFY2(StreamUtils::copy(&source, from, &destination, to, -1) == copied, name);
+                  QVERIFY2(destination.bytes.mid(int(to)) == source.bytes.right(int(copied)), name);
+              };
+        check("from the middle", 30, 0, -1, 70);
+        check("backwards", 30, 40, -1, 70);
+        check("at the end", 100, 0, -1, 0);
+        check("beyond the end", 101, 0, -1, 0);
+        check("beyond the end, backwards", 101, 200, -1, 0);
+        check("size not known, backwards", 30, 40, 0, 70);
     }
 
     void movesWithinAStreamOfUnknownSize()
@@ -96,30 +85,23 @@ private Q_SLOTS:
     {
         using Manner = TestStream::Manner;
         const Manner good, exaggerating{all, farthest, true}, full{all, 6000, false};
-        const struct
-        {
-            const char* name;
-            qint64 to;
-            Manner source, destination;
-            qint64 copied;
-        } cases[] = {
-            {"source ends, forwards", 0, good, good, 9000},
-            {"source ends, backwards", 1, good, good, 9000},
-            {"source exaggerates, forwards", 0, exaggerating, good, 0},
-            {"source exaggerates, backwards", 1, exaggerating, good, 0},
-            {"destination exaggerates, forwards", 0, good, exaggerating, 0},
-            {"destination exaggerates, backwards", 1, good, exaggerating, 0},
-            {"destination full, forwards", 0, good, full, 6000},
-            {"destination full, backwards", 1, good, full, 6000},
-            {"source fails", 0, Manner{all, 5000, false}, good, 5000},
-        };
-        for (const auto& [name, to, source, destination, copied] : cases) {
+        const auto check = [&](const char* name, qint64 to, const Manner& source,
+                               const Manner& destination, qint64 copied) {
             TestStream from(testBytes(9000), source);
             TestStream into(QByteArray(), destination);
             QVERIFY2(StreamUtils::copy(&from, 0, &into, to, 10000) == copied, name);
             if (copied == 9000 || to == 0)
                 QVERIFY2(into.bytes.mid(int(to)).startsWith(from.bytes.left(int(copied))), name);
-        }
+        };
+        check("source ends, forwards", 0, good, good, 9000);
+        check("source ends, backwards", 1, good, good, 9000);
+        check("source exaggerates, forwards", 0, exaggerating, good, 4096);
+        check("source exaggerates, backwards", 1, exaggerating, good, 3096);
+        check("destination exaggerates, forwards", 0, good, exaggerating, 4096);
+        check("destination exaggerates, backwards", 1, good, exaggerating, 3096);
+        check("destination full, forwards", 0, good, full, 6000);
+        check("destination full, backwards", 1, good, full, 6000);
+        check("source fails", 0, Manner{all, 5000, false}, good, 5000);
     }
 
     void staysWithinTheRange()
