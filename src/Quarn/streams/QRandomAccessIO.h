@@ -39,6 +39,7 @@ namespace kel {
 class QUARN_EXPORT QRandomAccessIO : public QBuffer, public virtual IRandomAccessIO
 {
 public:
+    /** Empty, with bytes of its own; QBuffer::data() gives them. */
     explicit QRandomAccessIO(QObject* parent = nullptr);
     /** Works on the caller's \a bytes, which must outlive the stream. */
     explicit QRandomAccessIO(QByteArray* bytes, QObject* parent = nullptr);
@@ -46,6 +47,7 @@ public:
 
     /** Reads into \a buffer, which first grows to \a size if it is smaller; never shrinks it. */
     virtual int read(kelmBuffer& buffer, int size);
+    /** Whether that read did not answer 0. */
     virtual bool readBlock(kelmBuffer& buffer, int size);
 
     /**

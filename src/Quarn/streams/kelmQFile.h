@@ -54,6 +54,7 @@ class QUARN_EXPORT kelmQFile : public QFile,
     Q_OBJECT
 
 public:
+    /** None of these opens the file. */
     explicit kelmQFile(const QString& name);
     explicit kelmQFile(QObject* parent);
     kelmQFile(const QString& name, QObject* parent);
@@ -107,6 +108,7 @@ public:
     void finishIO() override;
     /** True after a file error, after a failed seek(), or once an error string was set. */
     bool ioFailureDetected() const override;
+    /** Whether the position is at the size or behind it; always so for a pipe. */
     bool eofEncountered() const override;
     bool getOutputInfo(quint64& first, quint64& second, void** third) const override;
     bool getThroughputStats(quint64& first, quint64& second, quint64& third,
