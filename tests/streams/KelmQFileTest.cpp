@@ -1,3 +1,4 @@
+#include "support/TemporaryFolder.h"
 #include "support/spellings.h"
 #include "support/testBytes.h"
 
@@ -7,7 +8,6 @@
 
 #include <QElapsedTimer>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QTest>
 
 #include <functional>
@@ -31,11 +31,17 @@ class GrowingFile : public File
 public:
     explicit GrowingFile(const QString& name) : File(name) { enableNonBlockingMode(false); }
 
-    std::function<void()> onWait;
+    std::function<void()> onWait = [] {};
+    std::function<void()> onSearch = [] {}; // for the name, to see whether the file is still there
     bool finished = false;
     int waits = 0;
 
     bool atEnd() const override { return finished && File::atEnd(); }
+    QString fileName() const override
+    {
+        onSearch();
+        return File::fileName();
+    }
     bool waitForReadyRead(int msecs) override
     {
         if (++waits > 99 || msecs != 5000)
@@ -67,8 +73,8 @@ class KelmQFileTest : public QObject
 private Q_SLOTS:
     void init()
     {
-        m_folder = std::make_unique<QTemporaryDir>();
-        m_path = m_folder->filePath(QStringLiteral("file"));
+        m_folder = std::make_unique<TemporaryFolder>();
+        m_path = m_folder->at("file");
     }
 
     void readsWhatWasWritten()
@@ -171,31 +177,46 @@ private Q_SLOTS:
 
     void waitingReadIsEnded()
     {
-        for (const char* const by : {"switching", "closing", "reopening", "removing", "finishing"})
-            for (const QIODevice::OpenMode mode : {buffered, unbuffered})
-                for (const bool lines : {false, true})
-                    endWaitingRead(QString::fromLatin1(by), mode, lines);
+        const auto check = [this](const QByteArray& by, QIODevice::OpenMode mode, bool lines) {
+            const bool closes = by == "closing" || by == "reopening";
+            append(m_path, "ab");
+            GrowingFile file(m_path);
+            file.onWait = [&] {
+                if (file.waits < 3)
+                    return;
+                if (by == "switching")
+                    std::thread([&] { file.enableNonBlockingMode(true); }).join();
+                if (by == "removing")
+                    QFile::remove(m_path);
+                if (closes)
+                    file.close();
+                if (by == "reopening")
+                    QVERIFY(!file.open(mode)); // not in the middle of a read
+                file.finished = by == "finishing";
+            };
+            char data[10];
+            QVERIFY2(file.open(mode) && file.setPosition(file.size()), by.constData());
+            QCOMPARE(lines ? int(file.readLine().size()) : file.read(data, 10), 0);
+            QVERIFY2(file.waits == 3, by.constData());
+            QTRY_COMPARE(file.isOpen(), !closes); // by the event loop after Qt's own read
+        };
+        for (const QIODevice::OpenMode mode : {buffered, unbuffered})
+            for (const bool lines : {false, true})
+                for (const char* by :
+                     {"switching", "closing", "reopening", "removing", "finishing"})
+                    check(by, mode, lines);
     }
 
     void readsWhatCameRightBeforeTheRemoval()
     {
-        class RemovedFile : public GrowingFile
-        {
-        public:
-            using GrowingFile::GrowingFile;
-            QString fileName() const override // asked whether the file is still there
-            {
-                const QString name = GrowingFile::fileName();
-                append(name, "last");
-                QFile::remove(name);
-                return name;
-            }
-        };
         append(m_path, "ab");
-        RemovedFile file(m_path);
-        file.onWait = [] {};
-        char data[9];
+        GrowingFile file(m_path);
         QVERIFY(file.open(unbuffered) && file.read(2) == "ab");
+        file.onSearch = [this] {
+            append(m_path, "last");
+            QFile::remove(m_path);
+        };
+        char data[9];
         QCOMPARE(file.read(data, 9), 4);
     }
 
@@ -263,42 +284,17 @@ private Q_SLOTS:
 
     void detectsFailures()
     {
-        File file(m_folder->filePath(QStringLiteral("none/file")));
+        File file(m_folder->at("none/file"));
         QVERIFY(!file.ioFailureDetected());
         QVERIFY(!file.open(QIODevice::ReadOnly) && file.ioFailureDetected());
-        File other(m_path);
-        QVERIFY(other.open(QIODevice::WriteOnly) && !other.ioFailureDetected());
-        other.setErrorString(QStringLiteral("out of paper"));
-        QVERIFY(other.ioFailureDetected());
+        file.setFileName(m_path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && !file.ioFailureDetected());
+        file.setErrorString(QStringLiteral("out of paper"));
+        QVERIFY(file.ioFailureDetected());
     }
 
 private:
-    void endWaitingRead(const QString& by, QIODevice::OpenMode mode, bool lines)
-    {
-        const bool closes = by == QStringLiteral("closing") || by == QStringLiteral("reopening");
-        append(m_path, "ab");
-        GrowingFile file(m_path);
-        file.onWait = [&] {
-            if (file.waits < 3)
-                return;
-            if (by == QStringLiteral("switching"))
-                std::thread([&] { file.enableNonBlockingMode(true); }).join();
-            if (by == QStringLiteral("removing"))
-                QFile::remove(m_path);
-            if (closes)
-                file.close();
-            if (by == QStringLiteral("reopening"))
-                QVERIFY(!file.open(mode)); // not in the middle of a read
-            file.finished = by == QStringLiteral("finishing");
-        };
-        char data[10];
-        QVERIFY2(file.open(mode) && file.setPosition(file.size()), qPrintable(by));
-        QCOMPARE(lines ? int(file.readLine().size()) : file.read(data, 10), 0);
-        QVERIFY2(file.waits == 3, qPrintable(by));
-        QTRY_COMPARE(file.isOpen(), !closes); // by the event loop after Qt's own read
-    }
-
-    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<TemporaryFolder> m_folder;
     QString m_path;
 };
 
