@@ -247,7 +247,7 @@ private Q_SLOTS:
         QRandomAccessIO memory;
         QVERIFY(memory.open(QIODevice::ReadWrite));
         QCOMPARE(StreamUtils::copy(&file, 0, &memory, 0, 100), qint64(16));
-        QCOMPARE(memory.data(), QByteArray("through the pipe"));
+        QVERIFY(memory.data() == "through the pipe" && !file.ioFailureDetected());
     }
 
     void failedSeekIsNotPassedOver()

@@ -76,8 +76,10 @@ bool kelmQFile::seek(qint64 position)
         unsetError(); // as any seek: an error string that was set goes
         return true;
     }
+    if (isOpen() && isSequential())
+        return false; // a pipe never moves: nothing has failed that a warning should tell
     const bool moved = QFile::seek(position);
-    m_misplaced = !moved && isOpen() && !isSequential(); // a pipe never moves
+    m_misplaced = !moved && isOpen();
     if (m_misplaced) {
         // So that a read finds nothing in QIODevice's buffer and comes to readData().
         const qint64 place = pos();
