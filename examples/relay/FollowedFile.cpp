@@ -3,6 +3,7 @@
 #include "StopSwitch.h"
 
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QSocketNotifier>
 #include <QTimer>
 
@@ -75,17 +76,19 @@ bool FollowedFile::grown() const
     return size() > pos();
 }
 
-/** Why no growth can be expected any more; empty when it can. */
+/**
+ * Why no growth can be expected any more; empty when it can. The open file tells, not its name: a
+ * log that is rotated away is written on under another name. What came right before the loss is
+ * found by who asks grown() after this.
+ */
 QString FollowedFile::loss() const
 {
     struct stat opened = {};
-    struct stat named = {};
     if (::fstat(handle(), &opened) != 0)
         return QStringLiteral("it is out of reach");
-    if (::stat(QFile::encodeName(path()).constData(), &named) != 0)
-        return QStringLiteral("it was removed before it was complete");
-    if (named.st_ino != opened.st_ino || named.st_dev != opened.st_dev)
-        return QStringLiteral("it was replaced before it was complete");
+    if (opened.st_nlink == 0)
+        return QFileInfo::exists(path()) ? QStringLiteral("it was replaced before it was complete")
+                                         : QStringLiteral("it was removed before it was complete");
     return opened.st_size < pos() ? QStringLiteral("it was cut short while it was read")
                                   : QString();
 }

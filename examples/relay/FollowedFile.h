@@ -11,7 +11,7 @@
  *
  * In blocking mode, which is on: a read at the end of the file waits until the file grows. The
  * input ends when that has not happened for a while, and fails when the file is removed, replaced
- * or cut short meanwhile. Open and read it in one thread; a waiting read processes its events.
+ * or cut short meanwhile; one that is renamed is followed on. Open and read it in one thread; a waiting read processes its events.
  */
 class FollowedFile : public InputFile
 {

@@ -27,69 +27,54 @@ class BlockTransferTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void transfersBlocks_data()
-    {
-        QTest::addColumn<TestStream::Manner>("manner");
-        QTest::addColumn<int>("size");
-        QTest::addColumn<int>("moved");
-        QTest::newRow("at once") << TestStream::Manner{100, never, false} << 10 << 10;
-        QTest::newRow("byte by byte") << TestStream::Manner{1, never, false} << 10 << 10;
-        QTest::newRow("nothing asked") << TestStream::Manner{3, 0, false} << 0 << 0;
-        QTest::newRow("fails halfway") << TestStream::Manner{3, 5, false} << 10 << 5;
-        QTest::newRow("answers too much") << TestStream::Manner{3, never, true} << 10 << 0;
-        QTest::newRow("negative") << TestStream::Manner{3, never, false} << -1 << 0;
-    }
-
     void transfersBlocks()
     {
-        QFETCH(TestStream::Manner, manner);
-        QFETCH(int, size);
-        QFETCH(int, moved);
-        const QByteArray bytes = testBytes(10);
-        TestStream source(bytes, manner);
-        QByteArray memory(20, '#');
-        QCOMPARE(source.readBlock(memory.data(), size), moved == size);
-        QCOMPARE(memory.left(moved), bytes.left(moved));
+        const auto check = [&](const char* name, const TestStream::Manner& manner, int size,
+                               int moved) {
+            const QByteArray bytes = testBytes(10);
+            TestStream source(bytes, manner);
+            QByteArray memory(20, '#');
+            QVERIFY2(source.readBlock(memory.data(), size) == (moved == size), name);
+            QVERIFY2(memory.left(moved) == bytes.left(moved), name);
 
-        TestStream again(bytes, manner);
-        kelmBuffer buffer(4, 1);
-        QCOMPARE(again.readBlock(buffer, size), moved == size);
-        QCOMPARE(buffer.size(), std::max(size, 4));
-        QCOMPARE(contentsOf(buffer).left(moved), bytes.left(moved));
+            TestStream again(bytes, manner);
+            kelmBuffer buffer(4, 1);
+            QVERIFY2(again.readBlock(buffer, size) == (moved == size), name);
+            QCOMPARE(buffer.size(), std::max(size, 4));
+            QVERIFY2(contentsOf(buffer).left(moved) == bytes.left(moved), name);
 
-        TestStream destination(QByteArray(), manner);
-        QCOMPARE(destination.writeBlock(bytes.constData(), size), moved == size);
-        QVERIFY(destination.bytes.startsWith(bytes.left(moved)));
-    }
-
-    void readsToTheEnd_data()
-    {
-        QTest::addColumn<int>("size");
-        QTest::addColumn<TestStream::Manner>("manner");
-        QTest::addColumn<int>("hint");
-        QTest::newRow("empty") << 0 << TestStream::Manner{100, never, false} << 0;
-        QTest::newRow("a chunk and one") << 16385 << TestStream::Manner{1 << 20, never, false} << 0;
-        QTest::newRow("short reads") << 50000 << TestStream::Manner{777, never, false} << 1;
-        QTest::newRow("large hint")
-            << 50000 << TestStream::Manner{1 << 20, never, false} << 2000000;
-        QTest::newRow("fails halfway") << 50000 << TestStream::Manner{777, 20000, false} << -1;
+            TestStream destination(QByteArray(), manner);
+            QVERIFY2(destination.writeBlock(bytes.constData(), size) == (moved == size), name);
+            QVERIFY2(destination.bytes.startsWith(bytes.left(moved)), name);
+        };
+        check("at once", {100}, 10, 10);
+        check("in short pieces", {3}, 10, 10);
+        check("nothing asked", {3, 0}, 0, 0);
+        check("fails halfway", {3, 5}, 10, 5);
+        check("answers too much", {3, never, true}, 10, 3); // to the second call
+        check("negative", {3}, -1, 0);
     }
 
     void readsToTheEnd()
     {
-        QFETCH(int, size);
-        QFETCH(TestStream::Manner, manner);
-        QFETCH(int, hint);
-        const QByteArray bytes = testBytes(size);
-        const QByteArray expected = bytes.left(int(std::min<qint64>(size, manner.failAfter)));
-        std::vector<unsigned char> vector(7, '#');
-        TestStream(bytes, manner).readAll(vector);
-        QCOMPARE(bytesOf(vector.data(), vector.size()), expected);
+        const auto check = [&](const char* name, int size, const TestStream::Manner& manner,
+                               int hint) {
+            const QByteArray bytes = testBytes(size);
+            const QByteArray expected = bytes.left(int(std::min<qint64>(size, manner.failAfter)));
+            std::vector<unsigned char> vector(7, '#');
+            TestStream(bytes, manner).readAll(vector);
+            QVERIFY2(bytesOf(vector.data(), vector.size()) == expected, name);
 
-        kelmBuffer buffer;
-        QCOMPARE(TestStream(bytes, manner).readAll(buffer, hint), int(expected.size()));
-        QCOMPARE(contentsOf(buffer), expected);
-        QCOMPARE(contentsOf(*TestStream(bytes, manner).readAll(hint)), expected);
+            kelmBuffer buffer;
+            QCOMPARE(TestStream(bytes, manner).readAll(buffer, hint), int(expected.size()));
+            QVERIFY2(contentsOf(buffer) == expected, name);
+            QVERIFY2(contentsOf(*TestStream(bytes, manner).readAll(hint)) == expected, name);
+        };
+        check("empty", 0, {100}, 0);
+        check("a chunk and one", 16385, {1 << 20}, 0);
+        check("short reads", 50000, {777}, 1);
+        check("large hint", 50000, {1 << 20}, 2000000);
+        check("fails halfway", 50000, {777, 20000}, -1);
     }
 
     void readsLongStreamsInGrowingChunks()

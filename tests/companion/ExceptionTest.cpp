@@ -3,8 +3,6 @@
 #include <QFileInfo>
 #include <QTest>
 
-#include <thread>
-
 using namespace kel;
 
 /** What exceptions tell, and that they tell it after their thrower is gone. */
@@ -37,19 +35,6 @@ private Q_SLOTS:
         QCOMPARE(exception.what(), "kel::IOException: first");
         exception = IOException(QTextStream::ReadCorruptData);
         QVERIFY(QByteArray(exception.what()).contains("corrupt"));
-    }
-
-    void threadsShareOneText()
-    {
-        const IOException exception(QStringLiteral("shared"));
-        const char* texts[8] = {};
-        std::vector<std::thread> threads;
-        for (const char*& text : texts)
-            threads.emplace_back([&] { text = exception.what(); });
-        for (std::thread& thread : threads)
-            thread.join();
-        for (const char* const text : texts)
-            QCOMPARE(static_cast<const void*>(text), static_cast<const void*>(texts[0]));
     }
 };
 

@@ -3,9 +3,9 @@
 #include <QRegularExpression>
 #include <QTest>
 
-#include <cwchar>
-#include <iomanip>
 #include <sstream>
+#include <stdexcept>
+#include <thread>
 
 using kel::Log;
 
@@ -51,11 +51,39 @@ private Q_SLOTS:
         QCOMPARE(text.find_first_of(L"\n\r\x85\x2028\x1b"), text.size() - 1);
     }
 
-    void standardErrorStaysNarrow()
+    void aStreamThatThrowsIsNoConcernOfTheWriter()
+    {
+        struct FullDisk : std::wstreambuf
+        {
+            int_type overflow(int_type) override { throw std::runtime_error("disk full"); }
+        } disk;
+        std::wostream stream(&disk);
+        stream.exceptions(std::ios_base::badbit);
+        Log::instance().setStream(Log::Warning, &stream);
+        stream << std::hex;
+        Log::instance().write(Log::Warning, L"lost");
+        Log::instance().pre(Log::Warning);
+        QVERIFY(stream.bad() && (stream.flags() & std::ios_base::hex));
+    }
+
+    void passesItsLinesToQt()
     {
         Log::instance().setStream(Log::Warning, m_before);
-        Log::instance().write(Log::Warning, L"this line belongs to the test");
-        QVERIFY2(std::fwide(stderr, 0) <= 0, "narrow messages would be lost from now on");
+        static QStringList lines;
+        const auto before = qInstallMessageHandler(
+            [](QtMsgType type, const QMessageLogContext& context, const QString& text) {
+                lines << QLatin1String(context.category) + QString::number(int(type)) + text;
+                std::thread([] { // nobody else is kept from logging meanwhile
+                    Log::instance().setStream(Log::Debug, nullptr);
+                })
+                    .join();
+            });
+        Log::instance().write(Log::Warning, L"straße %s\n");
+        Log::instance().pre(Log::Error) << L"by hand" << std::endl;
+        qInstallMessageHandler(before);
+        const QStringList expected{QStringLiteral("quarn1straße %s "),
+                                   QStringLiteral("quarn2by hand")};
+        QCOMPARE(lines, expected);
     }
 
 private:

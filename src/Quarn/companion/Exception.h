@@ -12,11 +12,13 @@ namespace kel {
 /**
  * \brief Root of the exceptions; carries the text that what() returns.
  *
+ * \par Threads
  * what() may be called from several threads at once, as happens with std::exception_ptr.
  */
 class QUARN_EXPORT Exception : public std::exception
 {
 public:
+    /** \a text, in UTF-8, is what generateWhat() answers. */
     explicit Exception(const std::string& text = std::string());
     Exception(const Exception& other);
     /** Takes over the contents; a text that what() returned before is gone. */

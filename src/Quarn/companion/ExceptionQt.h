@@ -16,15 +16,20 @@ namespace kel {
  *
  * \par Ownership
  * The cause is copied; the caller's object may go away.
+ *
+ * \par Threads
+ * Those of Exception; nothing changes a message or a cause but an assignment.
  */
 class QUARN_EXPORT ExceptionQt : public Exception
 {
 public:
+    /** \a cause is copied as what it is; null for none. */
     explicit ExceptionQt(const QString& message = QString(), const ExceptionQt* cause = nullptr);
     ExceptionQt(const ExceptionQt& other);
     ExceptionQt& operator=(const ExceptionQt& other);
     ~ExceptionQt() override;
 
+    /** Class name, message and the causes behind it. */
     void generateWhat(std::string& text) const override;
 
     /** The message as it was given. */

@@ -9,12 +9,18 @@ class QFileInfo;
 
 namespace kel {
 
-/** A failure at a file, with the file's name; what() reads "<class name>: <file>: <message>". */
+/**
+ * A failure at a file, with the file's name; what() reads "<class name>: <file>: <message>".
+ *
+ * \par Threads
+ * Those of Exception.
+ */
 class QUARN_EXPORT FileException : public IOException
 {
 public:
     /** The failure that \a file has recorded; the message is the system's reason. */
     explicit FileException(const QFile& file);
+    /** A failure found without opening the file; \a cause is copied, null for none. */
     FileException(const QFileInfo& info, QFile::FileError error, const QString& message,
                   const ExceptionQt* cause = nullptr);
     FileException(const FileException& other);
@@ -24,6 +30,7 @@ public:
     /** The file's path as its user gave it. */
     QString fileName() const;
 
+    /** The kind of failure, as QFile::error() tells it. */
     QFile::FileError error() const;
 
 protected:

@@ -1,11 +1,12 @@
 #include <Quarn/companion/Log.h>
 
 #include <Quarn/companion/MutexLocker.h>
-#include <Quarn/companion/StandardErrorBuffer_p.h>
+#include <Quarn/companion/QtLogBuffer_p.h>
 
 #include <QDateTime>
 #include <QString>
 
+#include <memory>
 #include <ostream>
 
 namespace kel {
@@ -28,11 +29,34 @@ const wchar_t* nameOf(Log::ELevel level)
     return L"";
 }
 
-std::wostream& standardError()
+/** Where the lines of a level go that the application gave no stream of its own. */
+struct QtLog
 {
-    static StandardErrorBuffer buffer;
-    static std::wostream stream(&buffer);
-    return stream;
+    explicit QtLog(QtMsgType type) : buffer(type), stream(&buffer) { }
+
+    QtLogBuffer buffer;
+    std::wostream stream;
+};
+
+QtLog& qtWarnings()
+{
+    static QtLog log(QtWarningMsg);
+    return log;
+}
+
+QtLog& qtErrors()
+{
+    static QtLog log(QtCriticalMsg);
+    return log;
+}
+
+/** The one that \a stream belongs to; null when it is the application's. */
+QtLog* qtLogOf(const std::wostream* stream)
+{
+    for (QtLog* const log : {&qtWarnings(), &qtErrors()})
+        if (stream == &log->stream)
+            return log;
+    return nullptr;
 }
 
 std::wostream& nowhere()
@@ -41,13 +65,20 @@ std::wostream& nowhere()
     return stream;
 }
 
+std::wstring onOneLine(std::wstring text)
+{
+    for (wchar_t& character : text)
+        if (character < 0x20 || (character >= 0x7f && character < 0xa0) || character == 0x2028
+            || character == 0x2029)
+            character = L' ';
+    return text;
+}
+
 } // namespace
 
-Log::Log() : m_logLevel(Warning)
-{
-    for (std::size_t level = 0; level < m_streams.size(); ++level)
-        m_streams[level] = level < Warning ? nullptr : &standardError();
-}
+Log::Log()
+    : m_streams{nullptr, nullptr, &qtWarnings().stream, &qtErrors().stream}, m_logLevel(Warning)
+{ }
 
 Log::~Log() = default;
 
@@ -91,28 +122,40 @@ std::wostream& Log::pre(ELevel level)
     std::wostream* const stream = getStream(level);
     if (!stream)
         return nowhere();
-    const QString now
-        = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
-    return *stream << now.toStdWString() << L" [" << nameOf(level) << L"] ";
+    if (qtLogOf(stream))
+        return *stream;
+    try {
+        const QString now
+            = QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss.zzz"));
+        *stream << now.toStdWString() << L" [" << nameOf(level) << L"] ";
+    } catch (...) { // as in write()
+    }
+    return *stream;
 }
 
 void Log::write(ELevel level, const std::wstring& line)
 {
-    if (!getStream(level) || logLevel() > level)
+    const std::wostream* const expected = getStream(level);
+    if (!expected || logLevel() > level)
         return;
+    try {
+        if (const QtLog* const log = qtLogOf(expected))
+            log->buffer.write(onOneLine(line)); // unlocked: a message handler is foreign code
+        else
+            writeToStream(level, onOneLine(line));
+    } catch (...) { // a log that fails must not stop what it tells of
+    }
+}
+
+void Log::writeToStream(ELevel level, const std::wstring& line)
+{
     const MutexLocker locker(m_mutex, true);
     std::wostream* const stream = getStream(level); // again: it may have been replaced meanwhile
     if (!stream)
         return;
-    const std::ios_base::fmtflags flags = stream->flags();
-    pre(level);
-    for (const wchar_t character : line)
-        stream->put(character < 0x20 || (character >= 0x7f && character < 0xa0)
-                            || character == 0x2028 || character == 0x2029
-                        ? L' '
-                        : character);
-    *stream << std::endl;
-    stream->flags(flags);
+    const auto restore = [flags = stream->flags()](std::wostream* used) { used->flags(flags); };
+    const std::unique_ptr<std::wostream, decltype(restore)> restorer(stream, restore);
+    pre(level) << line << std::endl;
 }
 
 } // namespace kel

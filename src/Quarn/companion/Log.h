@@ -14,8 +14,8 @@ namespace kel {
 /**
  * \brief The process-wide logger: a stream for each level, a threshold, and a lock for writers.
  *
- * At first warnings and what is above them go to standard error in the locale's encoding; the
- * lower levels have no stream. A writer proceeds as write() does:
+ * At first warnings and errors go to Qt's logging, in the category "quarn", so that a message
+ * handler of the application sees them; the lower levels have no stream. Just call write(), or:
  *
  *     Log& log = Log::instance();
  *     std::wostream* stream = log.getStream(Log::Warning);
@@ -26,7 +26,8 @@ namespace kel {
  *     *stream << "disk is filling up" << std::endl;
  *
  * \par Threads
- * Every call may come from any thread. Whoever holds mutex() writes alone.
+ * Every call may come from any thread. Whoever holds mutex() writes alone. A message handler that
+ * gets what was written so, not by write(), must not wait for a thread that logs.
  */
 class QUARN_EXPORT Log
 {
@@ -43,10 +44,12 @@ public:
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
 
+    /** The one log of the process; it lives until the process ends. */
     static Log& instance();
 
     /** The lowest level that is written; Warning at first. */
     ELevel logLevel() const;
+    /** For all threads, from their next line on. */
     void setLogLevel(ELevel level);
 
     /** The stream of \a level, null when the level has no output. */
@@ -63,20 +66,24 @@ public:
 
     /**
      * Writes the prefix of a line, local time and level, to the stream of \a level and returns
-     * that stream; one that drops everything where the level has none. Hold mutex().
+     * that stream; one that drops everything where the level has none. Lines for Qt's logging get no
+     * prefix: its message pattern gives them one. Hold mutex(). Never throws.
      */
     std::wostream& pre(ELevel level);
 
     /**
      * Writes \a line at \a level, in one piece: control characters, line breaks included, come
      * out as spaces, so that a text from outside cannot pass for a second line. The stream's
-     * format flags are kept.
+     * format flags are kept. Never throws: a line that the stream, or a message handler, fails to
+     * take is lost.
      */
     void write(ELevel level, const std::wstring& line);
 
 private:
     Log();
     ~Log();
+
+    void writeToStream(ELevel level, const std::wstring& line);
 
     std::array<std::atomic<std::wostream*>, 4> m_streams;
     std::atomic<ELevel> m_logLevel;

@@ -7,7 +7,12 @@
 
 namespace kel {
 
-/** A recursive mutex: a thread that holds it may take it again. */
+/**
+ * A recursive mutex: a thread that holds it may take it again.
+ *
+ * \par Threads
+ * Any; to be given back by the thread that took it, as often as it did.
+ */
 class QUARN_EXPORT Mutex
 {
 public:
@@ -16,8 +21,11 @@ public:
     Mutex& operator=(const Mutex&) = delete;
     ~Mutex();
 
+    /** Waits for other threads. */
     void lock();
+    /** Never waits; true when the mutex was taken. */
     [[nodiscard]] bool try_lock();
+    /** Gives back one lock() or successful try_lock(). */
     void unlock();
 
 private:

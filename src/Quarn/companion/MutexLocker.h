@@ -8,7 +8,12 @@
 namespace kel {
 class Mutex;
 
-/** Holds a Mutex for its scope. */
+/**
+ * Holds a Mutex for its scope.
+ *
+ * \par Threads
+ * A locker is used by the thread that made it.
+ */
 class QUARN_EXPORT MutexLocker
 {
 public:
@@ -18,7 +23,9 @@ public:
     MutexLocker& operator=(const MutexLocker&) = delete;
     ~MutexLocker();
 
+    /** Takes the mutex, waiting for it; throws std::system_error when this locker has it. */
     void lock();
+    /** Gives the mutex back early; throws std::system_error when this locker has it not. */
     void unlock();
 
 private:

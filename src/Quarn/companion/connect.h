@@ -12,7 +12,10 @@ namespace kel {
 /**
  * Connects \a sender's \a signal to \a receiver's \a slot, both in the encoding of SIGNAL() and
  * SLOT(), as QObject::connect() does. A connection that cannot be made is answered with false and
- * one warning in the log. May be called from any thread.
+ * one warning in the log.
+ *
+ * \par Threads
+ * Any, as QObject::connect().
  */
 QUARN_EXPORT bool connect(const QObject* sender, const char* signal, const QObject* receiver,
                           const char* slot, Qt::ConnectionType type = Qt::AutoConnection);

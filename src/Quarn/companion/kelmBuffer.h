@@ -10,6 +10,9 @@
  *
  * Buffers travel in boost::shared_ptr and are not copied: the address from firstByte() then has
  * one owner.
+ *
+ * \par Threads
+ * A buffer belongs to one thread at a time.
  */
 class QUARN_EXPORT kelmBuffer : public kelmObject
 {

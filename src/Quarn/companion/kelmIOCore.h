@@ -17,10 +17,14 @@ class kelmBuffer;
  * and the position stays behind it; ioFailureDetected() tells a failure from an end.
  *
  * On a stream in non-blocking mode "nothing there yet" ends a block operation like the end does.
+ *
+ * \par Threads
+ * Those of the stream's read() and write(); block operations wait as long as these do.
  */
 class QUARN_EXPORT kelmIOCore : public kelmNonCopyable, public virtual kel::IIOInterface
 {
 public:
+    /** Touches no device: read() and write() are called by the block operations alone. */
     kelmIOCore() = default;
     ~kelmIOCore() override;
 

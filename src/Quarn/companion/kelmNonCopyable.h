@@ -3,7 +3,12 @@
 
 #include <Quarn/companion/kelmObject.h>
 
-/** Base of classes that must not be copied. */
+/**
+ * Base of classes that must not be copied.
+ *
+ * \par Threads
+ * Holds nothing: those of the derived class.
+ */
 class QUARN_EXPORT kelmNonCopyable : public kelmObject
 {
 public:

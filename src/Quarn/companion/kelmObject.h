@@ -3,7 +3,12 @@
 
 #include <Quarn/quarn_export.h>
 
-/** Root of the block I/O classes; gives them their virtual destructor. */
+/**
+ * Root of the block I/O classes; gives them their virtual destructor.
+ *
+ * \par Threads
+ * Holds nothing: those of the derived class.
+ */
 class QUARN_EXPORT kelmObject
 {
 public:

@@ -6,6 +6,7 @@
 #include <boost/make_shared.hpp>
 
 #include <algorithm>
+#include <new>
 
 namespace kel {
 
@@ -47,7 +48,7 @@ boost::shared_ptr<kelmBuffer> QRandomAccessIO::readAll(int)
 
 int QRandomAccessIO::read(void* data, int maxSize)
 {
-    return narrow(QIODevice::read(static_cast<char*>(data), maxSize));
+    return maxSize == 0 ? 0 : narrow(QIODevice::read(static_cast<char*>(data), maxSize));
 }
 
 bool QRandomAccessIO::readBlock(void* data, int size)
@@ -63,12 +64,32 @@ void QRandomAccessIO::readAll(std::vector<unsigned char>& data)
 
 int QRandomAccessIO::write(const void* data, int size)
 {
-    return narrow(QIODevice::write(static_cast<const char*>(data), size));
+    return size == 0 ? 0 : narrow(QIODevice::write(static_cast<const char*>(data), size));
 }
 
 bool QRandomAccessIO::writeBlock(const void* data, int size)
 {
     return write(data, size) != 0;
+}
+
+QByteArray QRandomAccessIO::read(qint64 maxSize)
+{
+    return QIODevice::read(maxSize);
+}
+
+QByteArray QRandomAccessIO::readAll()
+{
+    return QIODevice::readAll();
+}
+
+qint64 QRandomAccessIO::write(const QByteArray& bytes)
+{
+    return QIODevice::write(bytes);
+}
+
+qint64 QRandomAccessIO::write(const char* text)
+{
+    return QIODevice::write(text);
 }
 
 void QRandomAccessIO::enableNonBlockingMode(bool) { }
@@ -121,7 +142,15 @@ qint64 QRandomAccessIO::position() const
 
 bool QRandomAccessIO::setPosition(qint64 position)
 {
-    return QBuffer::seek(position);
+    const qint64 before = QBuffer::pos();
+    try {
+        if (QBuffer::seek(position))
+            return true;
+    } catch (const std::bad_alloc&) { // for the bytes up to there
+    }
+    if (QBuffer::pos() != before) // QBuffer moves to the end to fill the gap
+        QBuffer::seek(before);
+    return false;
 }
 
 qint64 QRandomAccessIO::streamSize() const

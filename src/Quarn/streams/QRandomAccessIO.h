@@ -17,24 +17,29 @@ namespace kel {
  * Open it with QBuffer::open() before reading or writing.
  *
  * \par Two faces
- * The stream's read(), write() and readAll() hide Qt's calls of the same names. Qt's are reached
- * through the device, the stream's also through the interface:
+ * With an address and a size read() and write() are the stream's and count in int; Qt's, which count
+ * in qint64, are reached through the device. Without an address they are Qt's:
  *
  *     kel::QRandomAccessIO stream;
  *     stream.open(QIODevice::ReadWrite);
- *     QIODevice& device = stream;           // Qt's face
- *     device.write("first line\n");
- *     kel::IRandomAccessIO& bytes = stream; // the stream's face
- *     bytes.setPosition(0);
+ *     stream.write("first line\n");
+ *     stream.setPosition(0);
+ *     const QByteArray word = stream.read(5);
+ *     QIODevice& device = stream; // Qt's face
+ *     device.write(huge, size);
  *
  * \par Results of its own
  * readable() and writable() are always true, ioFailureDetected() always false. readBlock() and
  * writeBlock() answer whether the count of one transfer was not zero: the -1 of a stream that is
  * not open counts as true.
+ *
+ * \par Threads
+ * Belongs to one thread at a time, as a QBuffer. Nothing here blocks.
  */
 class QUARN_EXPORT QRandomAccessIO : public QBuffer, public virtual IRandomAccessIO
 {
 public:
+    /** Empty, with bytes of its own; QBuffer::data() gives them. */
     explicit QRandomAccessIO(QObject* parent = nullptr);
     /** Works on the caller's \a bytes, which must outlive the stream. */
     explicit QRandomAccessIO(QByteArray* bytes, QObject* parent = nullptr);
@@ -42,6 +47,7 @@ public:
 
     /** Reads into \a buffer, which first grows to \a size if it is smaller; never shrinks it. */
     virtual int read(kelmBuffer& buffer, int size);
+    /** Whether that read did not answer 0. */
     virtual bool readBlock(kelmBuffer& buffer, int size);
 
     /**
@@ -59,6 +65,14 @@ public:
     int write(const void* data, int size) override;
     bool writeBlock(const void* data, int size) override;
 
+    // As in QIODevice. Its read() and write() of an address and a size have no place here: a call
+    // with an int would fit them as well as the stream's.
+    QByteArray read(qint64 maxSize);
+    QByteArray readAll();
+    qint64 write(const QByteArray& bytes);
+    /** Writes up to the zero byte that ends \a text. */
+    qint64 write(const char* text);
+
     void enableNonBlockingMode(bool enable) override;
     bool nonBlocking() override;
     bool readable() override;
@@ -73,6 +87,10 @@ public:
                             quint64& fourth) const override;
 
     qint64 position() const override;
+    /**
+     * Behind the end a writable stream grows, with zero bytes, up to \a position. Without memory
+     * for them it stays as and where it is, and false is the answer.
+     */
     bool setPosition(qint64 position) override;
     qint64 streamSize() const override;
 

@@ -21,30 +21,10 @@ qint64 lengthToEnd(const IRandomAccessIO* source, qint64 position)
     return length < 0 ? farthest : length;
 }
 
-/** A stream and where a copy has it go. */
-class End
-{
-public:
-    explicit End(IRandomAccessIO* stream) : m_stream(stream) { }
-
-    /**
-     * After a transfer the stream mostly is where the next one begins. To set the position of a file
-     * is a system call all the same, and writes out what is buffered.
-     */
-    IRandomAccessIO* at(qint64 position)
-    {
-        if (!m_placed || m_stream->position() != position)
-            m_stream->setPosition(position);
-        m_placed = true;
-        return m_stream;
-    }
-
-private:
-    IRandomAccessIO* const m_stream;
-    bool m_placed = false;
-};
-
-/** The one buffer of a copy, and the two ends that it moves bytes between. */
+/**
+ * The one buffer of a copy, and the two streams that it moves bytes between. Their positions are set
+ * before each transfer, whatever position() says: they may share a file, or be moved by others.
+ */
 class Pass
 {
 public:
@@ -55,20 +35,31 @@ public:
     /** One read at \a position behind \a filled bytes of a chunk; 0 when nothing usable came. */
     int read(qint64 position, int filled, int wanted)
     {
-        const int count = m_source.at(position)->read(m_buffer + filled, wanted);
+        m_source->setPosition(position);
+        const int count = m_source->read(m_buffer + filled, wanted);
         return count > wanted ? 0 : std::max(count, 0);
+    }
+
+    /** Bytes from \a position on, found by reading them. */
+    qint64 countToEnd(qint64 position)
+    {
+        qint64 total = 0;
+        for (int count = 1; count > 0 && total < farthest - position - passSize; total += count)
+            count = read(position + total, 0, passSize);
+        return total;
     }
 
     /** One write of \a count bytes of the chunk behind \a written; 0 when none was taken. */
     int write(qint64 position, int written, int count)
     {
-        const int accepted = m_destination.at(position)->write(m_buffer + written, count);
+        m_destination->setPosition(position);
+        const int accepted = m_destination->write(m_buffer + written, count);
         return accepted > count ? 0 : std::max(accepted, 0);
     }
 
 private:
-    End m_source;
-    End m_destination;
+    IRandomAccessIO* const m_source;
+    IRandomAccessIO* const m_destination;
     alignas(64) unsigned char m_buffer[passSize]; // a copy that starts amid a cache line is slow
 };
 
@@ -136,6 +127,11 @@ qint64 StreamUtils::copy(IRandomAccessIO* source, qint64 sourcePosition,
         return 0;
 
     Pass pass(source, destination);
+    if (!lengthKnown && source == destination && sourcePosition < destinationPosition) {
+        // Forwards the copy would read what it has written, for ever.
+        length = pass.countToEnd(sourcePosition);
+        lengthKnown = true;
+    }
     return lengthKnown && sourcePosition < destinationPosition
                ? copyBackwards(pass, sourcePosition, destinationPosition, length)
                : copyForwards(pass, sourcePosition, destinationPosition, length);

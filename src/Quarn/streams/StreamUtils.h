@@ -11,14 +11,20 @@ class IRandomAccessIO;
 /**
  * \brief Copies between streams, and moves within one.
  *
- * All copies run in passes of at most 4096 bytes and allocate nothing. Streams are borrowed: not
+ * All copies run in passes of at most 4096 bytes, each of which sets the position of both streams,
+ * and allocate nothing. Streams are borrowed: not
  * opened, flushed or closed, and their positions are not restored. A copy blocks as long as the
  * streams' own reads and writes do.
  *
  * \par When a copy ends early
  * A read or write of 0 or fewer bytes ends it, and so does a device that answers more than it was
  * asked for. The result is the number of bytes written before that; forwards these are the first
- * ones of the range, backwards the last ones.
+ * ones of the range, backwards the last ones. A stream whose setPosition() fails is to refuse the
+ * transfer that follows, as kelmQFile does: copies go by the transfers. What a buffered file took may
+ * still fail at its flush().
+ *
+ * \par Threads
+ * Any; a copy uses its streams from the thread it is called in.
  */
 class QUARN_EXPORT StreamUtils
 {

@@ -4,7 +4,11 @@
 #include <Quarn/companion/narrow_p.h>
 
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QThread>
+
+#include <limits>
+#include <utility>
 
 namespace kel {
 namespace {
@@ -20,7 +24,8 @@ kelmQFile::kelmQFile(QObject* parent) : kelmQFile(QString(), parent) { }
 
 kelmQFile::kelmQFile(const QString& name, QObject* parent)
     : QFile(name, parent), m_blocking(false), m_runningReads(0), m_lastCount(0),
-      m_closeRequested(false)
+      m_closeRequested(false), m_removed(false), m_misplaced(false), m_keepsPlace(false),
+      m_mayStay(false)
 { }
 
 kelmQFile::~kelmQFile() = default;
@@ -40,15 +45,48 @@ bool kelmQFile::atEnd() const
 bool kelmQFile::open(OpenMode mode)
 {
     finishClosing();
-    return m_runningReads == 0 && QFile::open(mode);
+    if (m_runningReads > 0 || !QFile::open(mode))
+        return false;
+    m_keepsPlace = !(mode & (Append | Text)) && !isSequential();
+    bytesAvailable(); // QIODevice keeps what isSequential() answers now
+    if (!isSequential() || !QFileInfo(fileName()).isFile())
+        return true;
+    // Qt takes a file whose fstat() failed for a pipe, and would read and write it anywhere.
+    close();
+    setErrorString(QStringLiteral("Cannot tell what kind of file this is"));
+    return false;
 }
 
 void kelmQFile::close()
 {
     // QIODevice crashes when its buffer goes away in the middle of a read.
     m_closeRequested = m_runningReads > 0;
-    if (!m_closeRequested)
-        QFile::close();
+    if (m_closeRequested)
+        return;
+    QFile::close();
+    m_misplaced = false;
+    m_keepsPlace = false;
+}
+
+bool kelmQFile::seek(qint64 position)
+{
+    // To seek costs a system call and the write buffer, so that each pass of a copy would write.
+    const bool mayStay = std::exchange(m_mayStay, false);
+    if (mayStay && m_keepsPlace && !m_misplaced && error() == NoError && position == pos()) {
+        unsetError(); // as any seek: an error string that was set goes
+        return true;
+    }
+    if (isOpen() && isSequential())
+        return false; // a pipe never moves: nothing has failed that a warning should tell
+    const bool moved = QFile::seek(position);
+    m_misplaced = !moved && isOpen();
+    if (m_misplaced) {
+        // So that a read finds nothing in QIODevice's buffer and comes to readData().
+        const qint64 place = pos();
+        QIODevice::seek(std::numeric_limits<qint64>::max());
+        QIODevice::seek(place);
+    }
+    return moved;
 }
 
 void kelmQFile::finishClosing()
@@ -59,6 +97,8 @@ void kelmQFile::finishClosing()
 
 int kelmQFile::read(void* data, int maxSize)
 {
+    if (maxSize == 0)
+        return 0;
     finishClosing();
     const int count = narrow(QIODevice::read(static_cast<char*>(data), maxSize));
     finishClosing();
@@ -67,8 +107,38 @@ int kelmQFile::read(void* data, int maxSize)
 
 int kelmQFile::write(const void* data, int size)
 {
+    if (size == 0)
+        return 0;
     finishClosing();
     return narrow(QIODevice::write(static_cast<const char*>(data), size));
+}
+
+QByteArray kelmQFile::read(qint64 maxSize)
+{
+    finishClosing();
+    const QByteArray bytes = QIODevice::read(maxSize);
+    finishClosing();
+    return bytes;
+}
+
+QByteArray kelmQFile::readAll()
+{
+    finishClosing();
+    const QByteArray bytes = QIODevice::readAll();
+    finishClosing();
+    return bytes;
+}
+
+qint64 kelmQFile::write(const QByteArray& bytes)
+{
+    finishClosing();
+    return QIODevice::write(bytes);
+}
+
+qint64 kelmQFile::write(const char* text)
+{
+    finishClosing();
+    return QIODevice::write(text);
 }
 
 void kelmQFile::enableNonBlockingMode(bool enable)
@@ -103,7 +173,7 @@ void kelmQFile::finishIO()
 
 bool kelmQFile::ioFailureDetected() const
 {
-    return error() != QFileDevice::NoError || isDeviceFailure(errorString());
+    return m_misplaced || error() != QFileDevice::NoError || isDeviceFailure(errorString());
 }
 
 bool kelmQFile::eofEncountered() const
@@ -128,6 +198,7 @@ qint64 kelmQFile::position() const
 
 bool kelmQFile::setPosition(qint64 position)
 {
+    m_mayStay = true; // QIODevice itself calls seek() because the file is elsewhere
     return seek(position);
 }
 
@@ -138,6 +209,8 @@ qint64 kelmQFile::streamSize() const
 
 qint64 kelmQFile::readData(char* data, qint64 maxSize)
 {
+    if (m_misplaced)
+        return -1;
     if (maxSize <= 0)
         return 0; // QIODevice asks for nothing now and then; that must not wait
     return readWaiting([this, data, maxSize] { return QFile::readData(data, maxSize); });
@@ -145,9 +218,16 @@ qint64 kelmQFile::readData(char* data, qint64 maxSize)
 
 qint64 kelmQFile::readLineData(char* data, qint64 maxSize)
 {
+    if (m_misplaced)
+        return -1;
     if (maxSize <= 0)
         return 0;
     return readWaiting([this, data, maxSize] { return QFile::readLineData(data, maxSize); });
+}
+
+qint64 kelmQFile::writeData(const char* data, qint64 size)
+{
+    return m_misplaced ? -1 : QFile::writeData(data, size);
 }
 
 template <typename Attempt>
@@ -155,7 +235,8 @@ qint64 kelmQFile::readWaiting(Attempt attempt)
 {
     if (m_closeRequested)
         return -1;
-    ++m_runningReads;
+    if (m_runningReads++ == 0)
+        m_removed = false;
     const qint64 count = repeatWaiting(attempt);
     --m_runningReads;
     if (m_closeRequested && m_runningReads == 0)
@@ -168,14 +249,17 @@ template <typename Attempt>
 qint64 kelmQFile::repeatWaiting(Attempt attempt)
 {
     m_lastCount = attempt();
-    while (m_blocking && m_lastCount <= 0 && isOpen() && !atEnd()) {
+    // An attempt to read a line reads, and waits, by readData(): what ended that wait ends this one.
+    while (m_blocking && m_lastCount <= 0 && isOpen() && !m_closeRequested && !m_removed
+           && !atEnd()) {
         QElapsedTimer elapsed;
         elapsed.start();
         waitForReadyRead(waitMsecs);
         if (m_closeRequested)
             return 0;
-        m_lastCount = attempt();
-        if (m_lastCount > 0 || removed())
+        m_removed = removed();
+        m_lastCount = attempt(); // also what came right before the removal
+        if (m_lastCount > 0 || m_removed)
             break;
         if (elapsed.elapsed() < pauseMsecs)
             QThread::msleep(pauseMsecs); // a wait that returns at once must not become a busy one

@@ -24,15 +24,16 @@ namespace kel {
  *     };
  *
  * \par Two faces
- * The stream's read(), write(), readAll() and flush() hide Qt's calls of the same names; Qt's are
- * reached through the device:
+ * With an address and a size read() and write() are the stream's and count in int; Qt's, which count
+ * in qint64, are reached through the device, and so is the flush() that answers. Without an address
+ * they are Qt's:
  *
  *     File file(path);
  *     file.open(QIODevice::ReadOnly);
- *     QIODevice& device = file;            // Qt's face
- *     const QByteArray line = device.readLine();
- *     kel::IRandomAccessIO& bytes = file;  // the stream's face
- *     bytes.readBlock(header, sizeof header);
+ *     file.readBlock(header, sizeof header);
+ *     const QByteArray rest = file.readAll();
+ *     QFile& device = file; // Qt's face
+ *     const qint64 count = device.read(huge, size);
  *
  * \par Blocking mode
  * Off at first. When on, a read that finds nothing although the file is not at its end calls
@@ -53,6 +54,7 @@ class QUARN_EXPORT kelmQFile : public QFile,
     Q_OBJECT
 
 public:
+    /** None of these opens the file. */
     explicit kelmQFile(const QString& name);
     explicit kelmQFile(QObject* parent);
     kelmQFile(const QString& name, QObject* parent);
@@ -67,7 +69,10 @@ public:
     bool atEnd() const override;
 
     using QFile::open;
-    /** As QFile::open(); refused while a read of this file waits. */
+    /**
+     * As QFile::open(); refused while a read of this file waits, and when the system doesn't tell
+     * whether this is a regular file.
+     */
     bool open(OpenMode mode) override;
 
     /**
@@ -77,8 +82,22 @@ public:
      */
     void close() override;
 
+    /**
+     * As QFile::seek(). After a failure reads and writes would go to the old place: they fail, and
+     * ioFailureDetected() is true, until a seek succeeds. A pipe, which has no places, goes on.
+     */
+    bool seek(qint64 position) override;
+
     int read(void* data, int maxSize) override;
     int write(const void* data, int size) override;
+
+    // As in QIODevice. Its read() and write() of an address and a size have no place here: a call
+    // with an int would fit them as well as the stream's.
+    QByteArray read(qint64 maxSize);
+    QByteArray readAll();
+    qint64 write(const QByteArray& bytes);
+    /** Writes up to the zero byte that ends \a text. */
+    qint64 write(const char* text);
 
     void enableNonBlockingMode(bool enable) override;
     bool nonBlocking() override;
@@ -87,20 +106,23 @@ public:
     void flush() override;
     /** Closes the file. */
     void finishIO() override;
-    /** True after a file error or once an error string was set. */
+    /** True after a file error, after a failed seek(), or once an error string was set. */
     bool ioFailureDetected() const override;
+    /** Whether the position is at the size or behind it; always so for a pipe. */
     bool eofEncountered() const override;
     bool getOutputInfo(quint64& first, quint64& second, void** third) const override;
     bool getThroughputStats(quint64& first, quint64& second, quint64& third,
                             quint64& fourth) const override;
 
     qint64 position() const override;
+    /** Calls seek(), which asks nothing of the system when the file is there already. */
     bool setPosition(qint64 position) override;
     qint64 streamSize() const override;
 
 protected:
     qint64 readData(char* data, qint64 maxSize) override;
     qint64 readLineData(char* data, qint64 maxSize) override;
+    qint64 writeData(const char* data, qint64 size) override;
 
 private:
     Q_DISABLE_COPY(kelmQFile)
@@ -116,6 +138,10 @@ private:
     int m_runningReads; // readLineData() reads through readData()
     qint64 m_lastCount; // what the file answered to the last attempt of a running read
     bool m_closeRequested; // by a slot that ran while a read waited
+    bool m_removed; // found by a running read
+    bool m_misplaced; // since a seek failed
+    bool m_keepsPlace; // nobody else moves the place in this file: it was opened here by its name
+    bool m_mayStay; // seek() was called by setPosition()
 };
 
 } // namespace kel
