@@ -1,4 +1,4 @@
-#include <Quarn/platform/FileManager_p.h>
+#include <Quarn/desktop/desktopLibrary_p.h>
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -106,6 +106,9 @@ QObject* answersOwner()
 }
 
 } // namespace
+} // namespace kel
+
+using namespace kel;
 
 /*
  * QDBusConnection::sessionBus() waits for the bus, and may start one. A peer connection is only
@@ -114,7 +117,7 @@ QObject* answersOwner()
  * as an ordinary call. Opening is a connect() to a local socket: it returns at once unless the bus
  * hangs and as many programs as its queue holds already wait for it.
  */
-void showInFileManager(const QString& item)
+void quarnShowInFileManager1(const QString& item)
 {
     static std::atomic<int> count = 0;
     const QString folder = QFileInfo(item).absolutePath();
@@ -138,5 +141,3 @@ void showInFileManager(const QString& item)
     else
         QMetaObject::invokeMethod(application, await, Qt::QueuedConnection);
 }
-
-} // namespace kel
