@@ -31,15 +31,13 @@ private Q_SLOTS:
         const TemporaryFolder folder;
         const QString alone = folder.at("alone.so"), library = QStringLiteral(QUARN_LIBRARY);
         QVERIFY(QFile::copy(library, alone));
-        const QByteArray catalogues = "Quarn_de.qm,Quarn_fr.qm\n";
-        const QByteArray first = "gone,\nloaded," + catalogues;
-        const QByteArray rest = "gone,W\nloaded,W" + catalogues + "gone,W\n";
+        const QByteArray first = "gone,\nloaded,Quarn_de.qm,Quarn_fr.qm\n";
+        const QByteArray rest = "gone,W\nloaded,WQuarn_de.qm,Quarn_fr.qm\ngone,W\n";
         for (const QString& loaded : {library, alone}) {
             QProcess program;
-            QProcessEnvironment environment; // without a bus, or a PATH to xdg-open
-            environment.insert(QStringLiteral("PATH"), folder.path());
-            program.setProcessEnvironment(environment);
-            program.start(QStringLiteral(UNLOADING_PROGRAM), {loaded});
+            program.start(QStringLiteral("env"), // without a bus, or a PATH to xdg-open
+                          {QStringLiteral("-i"), QStringLiteral("PATH=/nowhere"),
+                           QStringLiteral(UNLOADING_PROGRAM), loaded});
             QVERIFY(program.waitForFinished() && program.exitCode() == 0);
             // Widgets come with the library for the desktop, and stay. Without it a warning tells so.
             QCOMPARE(program.readAllStandardOutput(),
