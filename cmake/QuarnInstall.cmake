@@ -10,6 +10,10 @@ install(TARGETS Quarn EXPORT ${package}Targets
   RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Runtime
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT Runtime NAMELINK_COMPONENT Devel
   ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT Devel)
+if(TARGET QuarnDesktop) # the main library loads it, nobody links it
+  install(TARGETS QuarnDesktop LIBRARY COMPONENT Runtime
+    DESTINATION "$<IF:$<BOOL:${WIN32}>,${CMAKE_INSTALL_BINDIR},${CMAKE_INSTALL_LIBDIR}>")
+endif()
 install(EXPORT ${package}Targets
   NAMESPACE Quarn:: DESTINATION "${package_dir}" COMPONENT Devel)
 

@@ -33,7 +33,7 @@ run_moc() {
     grep -lrE '^ *Q_(OBJECT|GADGET|NAMESPACE)\b' src/Quarn | while read -r file; do
         name=$(basename "$file")
         case $file in
-            */platform/linux/*) ;;
+            */linux/*) ;;
             *.cpp) "$moc" -DQ_OS_WIN -Isrc "$file" -o "$generated/${name%.cpp}.moc" ;;
             *.h) "$moc" -DQ_OS_WIN -Isrc "$file" -o "$generated/moc_${name%.h}.cpp" ;;
         esac
@@ -65,12 +65,13 @@ check() {
         -DUNICODE -D_UNICODE -D_WIN32_WINNT=0x0A00
         -DQT_NO_CAST_FROM_ASCII -DQT_NO_CAST_TO_ASCII -DQT_NO_KEYWORDS -DQT_NO_FOREACH
         -DQT_DISABLE_DEPRECATED_BEFORE=0x050F00
+        '-DQUARN_DESKTOP_LIBRARY="Quarn-desktop"' -DQUARN_DESKTOP_VERSION=1
         -Isrc -I"$generated" -isystem "$work/include" -isystem "$headers")
     for module in Core Gui Widgets; do
         flags+=(-isystem "$headers/Qt$module")
     done
 
-    mapfile -t sources < <(find src/Quarn "$generated" -name '*.cpp' ! -path '*/platform/linux/*' | sort)
+    mapfile -t sources < <(find src/Quarn "$generated" -name '*.cpp' ! -path '*/linux/*' | sort)
     echo "check-windows: Qt $qt: ${#sources[@]} sources"
     printf '%s\0' "${sources[@]}" | xargs -0 -n 1 -P "$(nproc)" "$compiler" "${flags[@]}"
 }

@@ -49,5 +49,7 @@ for qt in 5 6; do
     # shellcheck disable=SC2046 # words are what is wanted
     g++ -std=c++17 -fPIC "$source_dir/tests/consumer/consumer.cpp" -o "$work/by-pkg-config" \
         $(pkg-config --cflags --libs "quarn-qt$qt")
-    LD_LIBRARY_PATH=$moved/lib "$work/by-pkg-config" | grep "^Qt $qt\."
+    # With nobody to show the folder; a desktop library that isn't found would be told.
+    said=$(env -i PATH=/nowhere LD_LIBRARY_PATH="$moved/lib" "$work/by-pkg-config" / 2>&1)
+    [[ $said == "Qt $qt."*"library" ]] || { echo "$said"; exit 1; }
 done

@@ -1,3 +1,4 @@
+#include <Quarn/fileutils/FileUtils.h>
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/streams/QRandomAccessIO.h>
 #include <Quarn/streams/StreamUtils.h>
@@ -18,5 +19,7 @@ int main(int argc, char** argv)
     memory.open(QIODevice::ReadWrite);
     kel::StreamUtils::copy(reader.get(), &memory, -1);
     std::printf("Qt %s: %s\n", qVersion(), memory.data().constData());
+    if (argc > 1) // needs what Quarn loads at the first use
+        kel::FileUtils::showDesktopWindow(QString::fromLocal8Bit(argv[1]));
     return memory.data() == "through the library" ? 0 : 1;
 }

@@ -1,14 +1,14 @@
 #include <Quarn/fileutils/FileUtils.h>
 
+#include <support/Entries.h>
+#include <support/TemporaryFolder.h>
+
 #include <QApplication>
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QSettings>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
-
-#include <tuple>
 
 using namespace kel;
 
@@ -62,29 +62,26 @@ private Q_SLOTS:
     {
         QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
         QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, m_folder.path());
-        QVERIFY(QDir().mkpath(path("data")) && QDir().mkpath(path("other")));
-        for (const char* const name : {"a.txt", "data/a.txt", "other/b.txt", "other/c.txt"})
-            QVERIFY(QFile(path(name)).open(QIODevice::WriteOnly));
+        createEntries(m_folder.root(), {"a.txt", "data/a.txt", "other/b.txt", "other/c.txt"});
         QVERIFY(QDir::setCurrent(m_folder.path()));
-        m_settings = std::make_unique<QSettings>(path("settings.ini"), QSettings::IniFormat);
     }
 
     void beginsWhereAsked()
     {
-        const QString a = QStringLiteral("a.txt");
-        const std::tuple<QString, QString, QString> rows[] = {{path("data"), {}, path("data/")},
-                                                              {path("data"), a, path("data/a.txt")},
-                                                              {{}, a, path("a.txt")},
-                                                              {path("none"), a, path("a.txt")}};
-        for (const bool save : {false, true}) {
-            for (auto [dir, file, start] : rows) {
+        const char* const rows[][3] = {{"data", "", "data/"},
+                                       {"data", "a.txt", "data/a.txt"},
+                                       {"", "a.txt", "a.txt"},
+                                       {"none", "a.txt", "a.txt"}};
+        for (const auto [given, name, start] : rows) {
+            for (const bool save : {false, true}) {
+                QString dir = *given ? m_folder.at(given) : QString();
+                QString file = QString::fromLatin1(name);
                 const QString dirThen = QFileInfo::exists(dir) ? dir : QString();
-                const QString fileThen = file;
                 const User user;
                 QVERIFY(!(save ? FileUtils::saveFileDialog(dir, file)
                                : FileUtils::openFileDialog(dir, file)));
-                QCOMPARE(user.startPath, start);
-                QVERIFY(dir == dirThen && file == fileThen);
+                QCOMPARE(user.startPath, m_folder.at(start));
+                QVERIFY(dir == dirThen && file == QLatin1String(name));
             }
         }
     }
@@ -92,32 +89,26 @@ private Q_SLOTS:
     void remembersTheFolder()
     {
         for (const Kind kind : {Open, Save}) {
-            const QString name
-                = QString::fromLatin1(kind == Open ? "other/b.txt" : "other/new.txt");
-            m_settings->clear();
+            const QByteArray name = kind == Open ? "other/b.txt" : "other/new.txt";
+            m_settings.clear();
             QCOMPARE(ask(kind, {}), "data/a.txt: cancelled a.txt, nothing");
-            QCOMPARE(ask(kind, {name}), "data/a.txt: " + name.toLatin1() + ", other");
+            QCOMPARE(ask(kind, {name}), "data/a.txt: " + name + ", other");
             QCOMPARE(ask(kind, {}), "other/a.txt: cancelled a.txt, other");
         }
-        m_settings->setValue(key, path("data"));
-        QCOMPARE(ask(Folder, {QStringLiteral("other")}), "data/: other, other");
+        m_settings.setValue(key, m_folder.at("data"));
+        QCOMPARE(ask(Folder, {"other"}), "data/: other, other");
         QCOMPARE(ask(Folder, {}), "other/: cancelled a.txt, other");
         // After several files the folder stays as it was.
-        m_settings->setValue(key, path("data"));
-        QCOMPARE(ask(SeveralFiles, {}), "data/: cancelled , data");
-        QCOMPARE(ask(SeveralFiles, {QStringLiteral("other/b.txt"), QStringLiteral("other/c.txt")}),
-                 "data/: other/b.txt other/c.txt, data");
-        m_settings->clear();
-        QVERIFY(ask(SeveralFiles, {QStringLiteral("other/b.txt")}).endsWith(": other/b.txt, "));
+        QCOMPARE(ask(SeveralFiles, {}), "other/: cancelled , other");
+        QCOMPARE(ask(SeveralFiles, {"data/a.txt", "a.txt"}), "other/: data/a.txt a.txt, other");
+        m_settings.clear();
+        QVERIFY(ask(SeveralFiles, {"other/b.txt"}).endsWith(": other/b.txt, "));
     }
 
     void passesTheFilterOn()
     {
-        const QString texts = QStringLiteral("Texts (*.txt)");
-        const QString all = QStringLiteral("All (*)");
-        QString dir = path("data");
-        QString file = QStringLiteral("new");
-        QString selected = all;
+        const QString texts = QStringLiteral("Texts (*.txt)"), all = QStringLiteral("All (*)");
+        QString dir = m_folder.at("data"), file = QStringLiteral("new"), selected = all;
         const User user({file}, texts);
         QVERIFY(FileUtils::saveFileDialog(dir, file, QString(), texts + QStringLiteral(";;") + all,
                                           nullptr, &selected));
@@ -125,38 +116,33 @@ private Q_SLOTS:
     }
 
 private:
-    QString path(const char* name) const { return m_folder.filePath(QString::fromLatin1(name)); }
-
     /** Where the dialog began, its answer, and the folder remembered afterwards. */
-    QByteArray ask(Kind kind, const QStringList& names)
+    QByteArray ask(Kind kind, const QByteArrayList& names)
     {
-        QStringList entered;
-        for (const QString& name : names)
-            entered << m_folder.filePath(name);
+        QStringList entered, files;
+        for (const QByteArray& name : names)
+            entered << m_folder.at(name);
         const User user(entered);
-        const QString none;
-        const QString data = path("data");
+        const QString none, data = m_folder.at("data");
         QString file = QStringLiteral("a.txt");
-        QStringList files;
-        QSettings* const settings = m_settings.get();
         const bool chosen
             = kind == Open
-                  ? FileUtils::openFileDialog(settings, key, file, none, none, nullptr, data)
+                  ? FileUtils::openFileDialog(&m_settings, key, file, none, none, nullptr, data)
               : kind == Save
-                  ? FileUtils::saveFileDialog(settings, key, file, none, none, nullptr, data)
-              : kind == Folder ? FileUtils::openDirectoryDialog(settings, key, file)
-                               : FileUtils::openFilesDialog(settings, key, files);
+                  ? FileUtils::saveFileDialog(&m_settings, key, file, none, none, nullptr, data)
+              : kind == Folder ? FileUtils::openDirectoryDialog(&m_settings, key, file)
+                               : FileUtils::openFilesDialog(&m_settings, key, files);
         if (kind == SeveralFiles)
             file = files.join(QLatin1Char(' '));
-        const QString remembered = settings->value(key, QStringLiteral("nothing")).toString();
+        const QString remembered = m_settings.value(key, QStringLiteral("nothing")).toString();
         return QStringLiteral("%1: %2%3, %4")
             .arg(user.startPath, chosen ? none : QStringLiteral("cancelled "), file, remembered)
             .remove(m_folder.path() + QLatin1Char('/'))
             .toLatin1();
     }
 
-    QTemporaryDir m_folder;
-    std::unique_ptr<QSettings> m_settings;
+    TemporaryFolder m_folder;
+    QSettings m_settings{m_folder.at("settings.ini"), QSettings::IniFormat};
 };
 
 /** Asked by the leak sanitizer: the offscreen platform of Qt 5 leaks its screen. */

@@ -1,41 +1,60 @@
 #include <Quarn/fileutils/ExplorerCommand_p.h>
 #include <Quarn/fileutils/FileUtils.h>
 
+#include <support/TemporaryFolder.h>
+#include <support/Thread.h>
+
 #include <QDBusConnection>
-#include <QDBusContext>
-#include <QTemporaryDir>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QDBusUnixFileDescriptor>
+#include <QDBusVirtualObject>
 #include <QTest>
-#include <QThread>
-#include <QUrl>
 
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 using namespace kel;
 
 namespace {
 
-const QString service = QStringLiteral("org.freedesktop.FileManager1");
+/** The sockets that the process has open. */
+QStringList openSockets()
+{
+    QStringList sockets;
+    for (const QFileInfo& open : QDir(QStringLiteral("/proc/self/fd")).entryInfoList(QDir::System))
+        sockets << open.symLinkTarget().section(QLatin1Char('/'), -1);
+    return sockets.filter(QStringLiteral("socket:"));
+}
 
 } // namespace
 
-/** Stands for the desktop's file manager. */
-class FileManager : public QObject, protected QDBusContext
+/** Stands for the file manager and the portal of the desktop. */
+class Desktop : public QDBusVirtualObject
 {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.FileManager1")
-
 public:
-    QStringList shown;
-    bool fails = false;
+    QStringList asked; // a URI by the one, a path by the other
+    bool managerFails = false;
+    uint portalsResponse = 0;
 
-public Q_SLOTS:
-    void ShowItems(const QStringList& uris, const QString&)
+    QString introspect(const QString&) const override { return QString(); }
+
+    bool handleMessage(const QDBusMessage& message, const QDBusConnection& bus) override
     {
-        shown << uris;
-        if (fails)
-            sendErrorReply(QStringLiteral("org.freedesktop.DBus.Error.Failed"), QString());
+        if (message.member() == QStringLiteral("ShowItems")) {
+            asked << message.arguments().constFirst().toStringList();
+            return bus.send(managerFails ? message.createErrorReply(QDBusError::Failed, QString())
+                                         : message.createReply());
+        }
+        const auto item = message.arguments().at(1).value<QDBusUnixFileDescriptor>();
+        const QString name = QStringLiteral("/proc/self/fd/%1").arg(item.fileDescriptor());
+        asked << QFile::symLinkTarget(name);
+        const QString handle = message.path() + QStringLiteral("/request/1");
+        auto response = QDBusMessage::createTargetedSignal(
+            message.service(), handle, QStringLiteral("org.freedesktop.portal.Request"),
+            QStringLiteral("Response"));
+        bus.send(message.createReply(QVariant::fromValue(QDBusObjectPath(handle))));
+        return bus.send(response << portalsResponse << QVariantMap());
     }
 };
 
@@ -49,120 +68,130 @@ private Q_SLOTS:
     {
         if (m_bus.isEmpty())
             QSKIP("Needs a session bus of its own: dbus-run-session", );
-        QVERIFY(QDir().mkpath(path("bin")) && QDir().mkpath(path("a b")));
+        QVERIFY(QDir().mkpath(m_folder.at("bin")) && QDir().mkpath(m_folder.at("a b")));
         for (const char* const program : {"bin/xdg-open", "bin/dbus-launch"}) {
-            QFile script(path(program));
+            QFile script(m_folder.at(program));
             QVERIFY(script.open(QIODevice::WriteOnly));
-            script.write("#!/bin/sh\nprintf %s \"$1\" > \"$0.new\"\nmv \"$0.new\" \"$0.called\"\n");
+            script.write(
+                "#!/bin/sh\necho $1 `readlink /proc/$$/fd/2` >$0.new\nmv $0.new $0.called");
             script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         }
-        qputenv("PATH", QFile::encodeName(path("bin")) + ':' + m_searchPath);
+        qputenv("PATH", m_folder.root() + "/bin:" + qgetenv("PATH"));
         qunsetenv("XDG_RUNTIME_DIR"); // may hold the bus of the user
         qputenv("DISPLAY", ":none"); // a bus is only started where there is one
-        QVERIFY(QDBusConnection::sessionBus().registerObject(
-            QStringLiteral("/org/freedesktop/FileManager1"), &m_manager,
-            QDBusConnection::ExportAllSlots));
-    }
-
-    void init()
-    {
-        m_manager.shown.clear();
-        m_manager.fails = false;
-        QVERIFY(QDBusConnection::sessionBus().registerService(service));
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        QVERIFY(bus.registerVirtualObject(QStringLiteral("/org/freedesktop"), &m_desktop,
+                                          QDBusConnection::SubPath));
+        QVERIFY(bus.registerService(QStringLiteral("org.freedesktop.FileManager1")));
+        QVERIFY(bus.registerService(QStringLiteral("org.freedesktop.portal.Desktop")));
     }
 
     void asksTheFileManager()
     {
-        const QString special = QStringLiteral("a, b#c%20?;'é語");
-        QVERIFY(QFile(QDir(path("a b")).filePath(special)).open(QIODevice::WriteOnly));
-        const QString folder = QStringLiteral("file://%1/a%20b").arg(m_folder.path());
-        const QString escaped = QStringLiteral("/a,%20b%23c%2520%3F;'%C3%A9%E8%AA%9E");
-        FileUtils::showDesktopWindow(path("a b"), special);
-        QTRY_COMPARE(m_manager.shown, QStringList(folder + escaped));
-        FileUtils::showDesktopWindow(path("a b"), QStringLiteral("none"));
-        FileUtils::showDesktopWindow(path("none"));
-        FileUtils::showDesktopWindow(path("a b"));
-        QTRY_COMPARE(m_manager.shown, QStringList({folder + escaped, folder}));
+        const QStringList sockets = openSockets();
+        QStringList expected;
+        const auto show = [&](const QString& name, const QString& escaped) {
+            QFile(QDir(m_folder.at("a b")).filePath(name)).open(QIODevice::WriteOnly);
+            FileUtils::showDesktopWindow(m_folder.at("a b"), name);
+            expected << QStringLiteral("file://%1/a%20b").arg(m_folder.path()) + escaped;
+        };
+        show(QStringLiteral("a, b#c%20?;'é語"),
+             QStringLiteral("/a,%20b%23c%2520%3F;'%C3%A9%E8%AA%9E"));
+        FileUtils::showDesktopWindow(m_folder.at("a b"), QStringLiteral("none"));
+        FileUtils::showDesktopWindow(m_folder.at("none"));
+        for (int i = 0; i < 20; ++i)
+            show(QString::number(i), QStringLiteral("/%1").arg(i));
+        show(QString(), QString());
+        QTRY_COMPARE(m_desktop.asked, expected);
+        QTRY_COMPARE(openSockets(), sockets);
         QCOMPARE(opened(), QByteArray());
-    }
-
-    void opensTheFolderInstead_data()
-    {
-        QTest::addColumn<QByteArray>("bus");
-        QTest::addColumn<bool>("managed");
-        QTest::newRow("file manager fails") << m_bus << true;
-        QTest::newRow("no file manager") << m_bus << false;
-        QTest::newRow("no such bus") << QByteArray("unix:path=/nowhere") << true;
-        QTest::newRow("no bus") << QByteArray() << true;
-        QTest::newRow("a bus to be started") << QByteArray("autolaunch:") << true;
-        QTest::newRow("a bus that does not answer") << silentBus() << true;
     }
 
     void opensTheFolderInstead()
     {
-        QFETCH(QByteArray, bus);
-        QFETCH(bool, managed);
-        m_manager.fails = true;
-        if (!managed)
-            QDBusConnection::sessionBus().unregisterService(service);
-        qputenv("DBUS_SESSION_BUS_ADDRESS", bus);
-        // Any thread may ask, and is gone when the answer comes.
-        const std::unique_ptr<QThread> thread(
-            QThread::create([this] { FileUtils::showDesktopWindow(path("a b")); }));
-        thread->start();
-        QVERIFY(thread->wait(2000));
-        QTRY_COMPARE_WITH_TIMEOUT(opened(), QFile::encodeName(m_folder.path()), 20000);
-        QCOMPARE(m_manager.shown.size(), managed && bus == m_bus ? 1 : 0);
-        QVERIFY(!QFileInfo::exists(path("bin/dbus-launch.called")));
+        struct
+        {
+            QByteArray bus;
+            bool managerFails, sandboxed;
+            uint portalsResponse;
+            int asked; // none, the file manager, or the portal too
+            bool opens;
+        } const rows[] = {{m_bus, true, false, 0, 1, true},
+                          {m_bus, true, true, 0, 2, false},
+                          {m_bus, true, true, 2, 2, true},
+                          {"unix:path=/nowhere;" + m_bus, false, false, 0, 1, false},
+                          {"unix:path=/nowhere", false, false, 0, 0, true},
+                          {"", false, false, 0, 0, true},
+                          {"autolaunch:", false, false, 0, 0, true},
+                          {silentBus("silent", false), false, false, 0, 0, true},
+                          {silentBus("full", true), false, false, 0, 0, true}};
+        const QString folder = m_folder.at("a b");
+        const QStringList all = {QStringLiteral("file://%1/a%20b").arg(m_folder.path()), folder};
+        const QStringList sockets = openSockets();
+        for (const auto& row : rows) {
+            const QByteArray name = row.bus + ' ' + QByteArray::number(row.portalsResponse);
+            m_desktop.managerFails = row.managerFails;
+            m_desktop.portalsResponse = row.portalsResponse;
+            row.sandboxed ? qputenv("SNAP", "/snap") : qunsetenv("SNAP");
+            qputenv("DBUS_SESSION_BUS_ADDRESS", row.bus);
+            // Any thread may ask, and is gone when the answer comes.
+            Thread thread([&] { FileUtils::showDesktopWindow(folder); });
+            thread.start();
+            QVERIFY2(thread.wait(2000), name);
+            QTRY_VERIFY2(m_desktop.asked == all.mid(0, row.asked), name);
+            QTRY_VERIFY2_WITH_TIMEOUT(row.opens == !opened().isEmpty(), name, 20000);
+            QTRY_VERIFY2(openSockets() == sockets, name);
+            QCOMPARE(opened(), row.opens ? m_folder.root() + " /dev/null\n" : QByteArray());
+            cleanup();
+        }
+        QVERIFY(!QFileInfo::exists(m_folder.at("bin/dbus-launch.called")));
     }
 
     void buildsTheExplorerCommand()
     {
-        const QString item = QStringLiteral("C:/My Data/a  b.avi");
-        QVERIFY(QFile(path("bin/explorer.exe")).open(QIODevice::WriteOnly));
-        const auto found = explorerCommand(item, QStringLiteral("/nowhere;") + path("bin"));
-        QCOMPARE(found.program, FileUtils::nativePath(path("bin/explorer.exe")));
-        QCOMPARE(found.arguments.join(QLatin1Char('|')),
+        const QString item = QStringLiteral("C:/My Data/a  b.avi"), none = QStringLiteral("/none");
+        const QString explorer = m_folder.at("explorer.exe");
+        QVERIFY(QFile(explorer).open(QIODevice::WriteOnly));
+        const auto found = explorerCommand(item, none + QLatin1Char(';') + m_folder.path());
+        QCOMPARE(found.program, FileUtils::nativePath(explorer));
+        QCOMPARE(found.arguments.join(QChar(u'|')),
                  QStringLiteral("/select,C:\\My|Data\\a||b.avi"));
-        QCOMPARE(explorerCommand(item, QStringLiteral("/nowhere")).program,
-                 QStringLiteral("explorer.exe"));
+        QCOMPARE(explorerCommand(item, none).program, QStringLiteral("explorer.exe"));
     }
 
     void cleanup()
     {
-        QFile::remove(path("bin/xdg-open.called"));
+        QFile::remove(m_folder.at("bin/xdg-open.called"));
         qputenv("DBUS_SESSION_BUS_ADDRESS", m_bus);
-        QDBusConnection::sessionBus().unregisterService(service);
+        m_desktop.asked.clear();
     }
 
-    void cleanupTestCase() { qputenv("PATH", m_searchPath); }
-
 private:
-    QString path(const char* name) const { return m_folder.filePath(QString::fromUtf8(name)); }
-
     QByteArray opened() const
     {
-        QFile file(path("bin/xdg-open.called"));
+        QFile file(m_folder.at("bin/xdg-open.called"));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
-    /** The address of a bus that listens and never accepts. */
-    QByteArray silentBus()
+    /** The address of a bus that listens and never accepts, with room for one more or for none. */
+    QByteArray silentBus(const char* name, bool full)
     {
-        QFile::remove(path("bus"));
-        const QByteArray name = QFile::encodeName(path("bus"));
-        const int listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
         sockaddr_un address = {};
         address.sun_family = AF_UNIX;
-        std::copy(name.begin(), name.end(), address.sun_path);
-        ::bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address);
-        return ::listen(listener, 0) == 0 ? "unix:path=" + name : QByteArray("no socket");
+        const QByteArray path = m_folder.root() + '/' + name;
+        std::copy(path.begin(), path.end(), address.sun_path);
+        const auto* const socketAddress = reinterpret_cast<sockaddr*>(&address);
+        const auto newSocket = [] { return ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0); };
+        const int listener = newSocket();
+        if (::bind(listener, socketAddress, sizeof address) != 0 || ::listen(listener, 0) != 0)
+            return "no socket";
+        while (full && ::connect(newSocket(), socketAddress, sizeof address) == 0) { }
+        return "unix:path=" + path;
     }
 
     const QByteArray m_bus = qgetenv("DBUS_SESSION_BUS_ADDRESS");
-    const QByteArray m_searchPath = qgetenv("PATH");
-    QTemporaryDir m_folder;
-    FileManager m_manager;
+    TemporaryFolder m_folder;
+    Desktop m_desktop;
 };
 
 QTEST_GUILESS_MAIN(DesktopTest)

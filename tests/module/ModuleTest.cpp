@@ -1,5 +1,7 @@
 #include <Quarn/module/commentStreamSuffix.h>
 
+#include <support/TemporaryFolder.h>
+
 #include <QProcess>
 #include <QTest>
 #include <QTranslator>
@@ -24,14 +26,25 @@ private Q_SLOTS:
         QCOMPARE(kel::commentStreamSuffix, QStringLiteral(":comment")); // without a use, no library
     }
 
-    void unloads()
+    void loadsWhatIsUsedAndUnloads()
     {
-        QProcess program;
-        program.start(QStringLiteral(UNLOADING_PROGRAM), {QStringLiteral(QUARN_LIBRARY)});
-        QVERIFY(program.waitForFinished() && program.exitCode() == 0);
-        const QByteArray loaded = "loaded,Quarn_de.qm,Quarn_fr.qm\n", gone = "gone,\n";
-        QCOMPARE(program.readAllStandardOutput(), gone + loaded + gone + loaded + gone);
-        QCOMPARE(program.readAllStandardError(), QByteArray());
+        const TemporaryFolder folder;
+        const QString alone = folder.at("alone.so"), library = QStringLiteral(QUARN_LIBRARY);
+        QVERIFY(QFile::copy(library, alone));
+        const QByteArray first = "gone,\nloaded,Quarn_de.qm,Quarn_fr.qm\n";
+        const QByteArray rest = "gone,W\nloaded,WQuarn_de.qm,Quarn_fr.qm\ngone,W\n";
+        for (const QString& loaded : {library, alone}) {
+            QProcess program;
+            program.start(QStringLiteral("env"), // without a bus, or a PATH to xdg-open
+                          {QStringLiteral("-i"), QStringLiteral("PATH=/nowhere"),
+                           QStringLiteral(UNLOADING_PROGRAM), loaded});
+            QVERIFY(program.waitForFinished() && program.exitCode() == 0);
+            // Widgets come with the library for the desktop, and stay. Without it a warning tells so.
+            QCOMPARE(program.readAllStandardOutput(),
+                     first + QByteArray(rest).replace("W", loaded == library ? "widgets," : ""));
+            const QByteArray said = program.readAllStandardError();
+            QVERIFY2(said.count("desktop.so") == 2 * (loaded == alone), said);
+        }
     }
 };
 

@@ -1,4 +1,4 @@
-// Loads and unloads the library that is its argument, and tells what is there at which time.
+// Loads, uses and unloads the library that is its argument, and tells what is there at which time.
 
 #include <QCoreApplication>
 #include <QDir>
@@ -9,17 +9,21 @@
 int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
-    const char* const library = argc > 1 ? argv[1] : "";
     for (int step = 0; step < 5; ++step) { // it is loaded in the odd ones
-        void* const handle = step % 2 == 1 ? dlopen(library, RTLD_NOW | RTLD_LOCAL) : nullptr;
-        void* const resident = dlopen(library, RTLD_NOW | RTLD_NOLOAD);
+        void* const handle = step % 2 == 1 ? dlopen(argv[1], RTLD_NOW | RTLD_LOCAL) : nullptr;
+        void* const resident = dlopen(argv[1], RTLD_NOW | RTLD_NOLOAD);
+        QFile maps(QStringLiteral("/proc/self/maps"));
+        const bool widgets = maps.open(QIODevice::ReadOnly) && maps.readAll().contains("Widgets");
         const QStringList catalogues = QDir(QStringLiteral(":/Translations")).entryList();
-        std::printf("%s,%s\n", resident ? "loaded" : "gone",
+        std::printf("%s,%s%s\n", resident ? "loaded" : "gone", widgets ? "widgets," : "",
                     qPrintable(catalogues.join(QLatin1Char(','))));
-        for (void* const reference : {resident, handle}) {
-            if (reference)
-                dlclose(reference);
+        if (handle) {
+            void* const show = dlsym(handle, "_ZN3kel9FileUtils17showDesktopWindowERK7QStringS3_");
+            reinterpret_cast<void (*)(const QString&, const QString&)>(show)(QDir::rootPath(), {});
+            dlclose(handle);
         }
+        if (resident)
+            dlclose(resident);
     }
     return 0;
 }

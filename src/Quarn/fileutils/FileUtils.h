@@ -361,7 +361,15 @@ public:
      *  Each runs Qt's dialog for its purpose, modal to \a parent when there is one, and answers
      *  whether the user chose something. \a filter is as for QFileDialog, such as "Images (*.png)".
      *  The forms with settings begin in the folder stored as a text under \a key and store one
-     *  there when the user chose; after a cancelled dialog the settings are unchanged. */
+     *  there when the user chose; after a cancelled dialog the settings are unchanged.
+     *
+     *  A call blocks until the user closes the dialog; timers and queued slots of the thread run
+     *  meanwhile. Call them from the thread of a QApplication, and nothing else.
+     *
+     *  Qt Widgets is not loaded with Quarn but with the first dialog, by a second library beside
+     *  Quarn's own (libQuarn-qt6-desktop.so.1 for Qt 6) that stays loaded. An application that ships
+     *  Quarn ships both. Where it is missing, a warning in the Log tells so and each dialog
+     *  answers as if cancelled; the next call tries again. A static Quarn holds it all. */
     ///@{
 
     /**
@@ -423,12 +431,18 @@ public:
 
     /**
      * Shows \a file of the folder \a dir, or \a dir itself when \a file is empty, selected in a
-     * window of the system's file manager. Returns at once; an item that does not exist, or a file
-     * manager that cannot be started, is passed over in silence.
+     * window of the system's file manager. An item that does not exist, or a file manager that
+     * cannot be started, is passed over in silence.
      *
-     * On Linux the file manager is asked over the session bus, and xdg-open is started for the
-     * folder that holds the item when none answers. The answer comes in the main thread's event
-     * loop, so a program that ends at once shows nothing. A bus is never started or waited for.
+     * May be called from any thread and never waits for the file manager or a bus; the first call
+     * takes the time to load the library that the dialogs need too, and without it shows nothing.
+     * Items of calls that follow each other are shown in that order.
+     *
+     * On Linux the main thread's event loop asks the file manager over the session bus, so a program
+     * that ends at once shows nothing. Where it fails, or no bus answers within 5 seconds, xdg-open
+     * is started for the folder that holds the item, in a Flatpak or Snap sandbox only after the
+     * desktop portal has failed too. What xdg-open prints is dropped. A bus is never started.
+     * Windows starts Explorer, at once.
      */
     static void showDesktopWindow(const QString& dir, const QString& file = QString());
 

@@ -1,6 +1,6 @@
 #include <Quarn/fileutils/FileUtils.h>
 
-#include <Quarn/platform/FileManager_p.h>
+#include <Quarn/fileutils/FileManager_p.h>
 
 namespace kel {
 

@@ -1,6 +1,7 @@
 #include <Quarn/fileutils/FileUtils.h>
 
-#include <QFileDialog>
+#include <Quarn/fileutils/FileDialogs_p.h>
+
 #include <QSettings>
 
 namespace kel {
@@ -41,7 +42,7 @@ bool FileUtils::openFileDialog(QString& dir, QString& file, const QString& capti
 {
     forgetMissing(dir);
     const QString start = file.isEmpty() ? dir : QDir(dir).filePath(file);
-    return takeChoice(QFileDialog::getOpenFileName(parent, caption, start, filter), dir, file);
+    return takeChoice(fileDialogs().openFile(parent, caption, start, filter), dir, file);
 }
 
 bool FileUtils::saveFileDialog(QString& dir, QString& file, const QString& caption,
@@ -51,21 +52,21 @@ bool FileUtils::saveFileDialog(QString& dir, QString& file, const QString& capti
     QString start = dir;
     if (!file.isEmpty())
         start = dir.isEmpty() ? file : QDir(dir).filePath(file);
-    return takeChoice(QFileDialog::getSaveFileName(parent, caption, start, filter, selectedFilter),
-                      dir, file);
+    return takeChoice(fileDialogs().saveFile(parent, caption, start, filter, selectedFilter), dir,
+                      file);
 }
 
 bool FileUtils::openFilesDialog(const QString& dir, QStringList& files, const QString& caption,
                                 const QString& filter, QWidget* parent)
 {
-    files = QFileDialog::getOpenFileNames(parent, caption, dir, filter);
+    files = fileDialogs().openFiles(parent, caption, dir, filter);
     return !files.isEmpty();
 }
 
 bool FileUtils::openDirectoryDialog(QString& dir, const QString& caption, const QString&,
                                     QWidget* parent)
 {
-    const QString choice = QFileDialog::getExistingDirectory(parent, caption, dir);
+    const QString choice = fileDialogs().openDirectory(parent, caption, dir);
     if (choice.isEmpty())
         return false;
     dir = choice;

@@ -1,4 +1,4 @@
-#include <Quarn/platform/FileManager_p.h>
+#include <Quarn/fileutils/FileManager_p.h>
 
 #include <Quarn/fileutils/ExplorerCommand_p.h>
 

@@ -1,0 +1,16 @@
+#ifndef QUARN_DESKTOP_LOADEDFUNCTION_P_H
+#define QUARN_DESKTOP_LOADEDFUNCTION_P_H
+
+#include <QLibrary>
+
+namespace kel {
+
+/**
+ * The function \a name of the desktop library, which is loaded from the main library's own folder
+ * when that has not happened yet and then stays until the process ends. Null, after a warning in
+ * the log, when there is no such library or function; the next call tries again.
+ */
+QFunctionPointer loadedFunction(const char* name);
+
+} // namespace kel
+#endif
