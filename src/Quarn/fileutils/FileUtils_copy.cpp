@@ -1,6 +1,7 @@
 #include <Quarn/fileutils/FileUtils.h>
 
 #include <Quarn/platform/FileIdentity_p.h>
+#include <Quarn/platform/SystemPath_p.h>
 
 #include <QFile>
 #include <QIODevice>
@@ -38,14 +39,10 @@ qint64 flushed(QFile& target, qint64 count)
     return target.flush() ? count : std::max<qint64>(0, count - target.bytesToWrite());
 }
 
-void openSource(QFile& source)
+void open(QFile& file, QIODevice::OpenMode mode)
 {
-    source.open(QIODevice::ReadOnly | QIODevice::Text);
-}
-
-void openTarget(QFile& target)
-{
-    target.open(QIODevice::WriteOnly | QIODevice::Text);
+    if (hasSystemForm(file.fileName()))
+        file.open(mode | QIODevice::Text);
 }
 
 } // namespace
@@ -78,14 +75,14 @@ qint64 FileUtils::copy(QIODevice* source, QIODevice* target, qint64 maxBytes, in
 qint64 FileUtils::copy(QIODevice* source, const QString& target, qint64 maxBytes, int waitMsecs)
 {
     QFile targetFile(target);
-    openTarget(targetFile);
+    open(targetFile, QIODevice::WriteOnly);
     return flushed(targetFile, copy(source, &targetFile, maxBytes, waitMsecs));
 }
 
 qint64 FileUtils::copy(const QString& source, QIODevice* target, qint64 maxBytes, int waitMsecs)
 {
     QFile sourceFile(source);
-    openSource(sourceFile);
+    open(sourceFile, QIODevice::ReadOnly);
     return copy(&sourceFile, target, maxBytes, waitMsecs);
 }
 
@@ -97,8 +94,8 @@ qint64 FileUtils::copy(const QString& source, const QString& target, qint64 maxB
         return 0;
     QFile targetFile(target);
     QFile sourceFile(source);
-    openSource(sourceFile);
-    openTarget(targetFile);
+    open(sourceFile, QIODevice::ReadOnly);
+    open(targetFile, QIODevice::WriteOnly);
     const qint64 count = copy(&sourceFile, &targetFile, maxBytes, waitMsecs);
     sourceFile.close();
     return flushed(targetFile, count);

@@ -3,6 +3,7 @@
 #include <Quarn/companion/FileException.h>
 #include <Quarn/companion/narrow_p.h>
 #include <Quarn/platform/FileComment_p.h>
+#include <Quarn/platform/SystemPath_p.h>
 
 #include <QTextStream>
 
@@ -11,6 +12,8 @@ namespace {
 
 void openOrThrow(QFile& file, QIODevice::OpenMode mode)
 {
+    if (!hasSystemForm(file.fileName()))
+        throw FileException(QFileInfo(file), QFile::OpenError, QStringLiteral("zero in the path"));
     if (!file.open(mode | QIODevice::Text))
         throw FileException(file);
 }

@@ -9,7 +9,8 @@ namespace kel {
 
 /**
  * The names that QDir lists in \a folder under QDir::AllEntries and QDir::NoDotAndDotDot, in no
- * order: of visible files, folders and links that lead to one. Any path of Qt will do.
+ * order: of visible files, folders and links that lead to one. Any path of Qt will do; one without
+ * a form for the system has none.
  */
 QStringList visibleNames(const QString& folder);
 

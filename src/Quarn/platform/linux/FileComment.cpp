@@ -1,6 +1,7 @@
 #include <Quarn/platform/FileComment_p.h>
 
 #include <Quarn/module/commentStreamSuffix.h>
+#include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -16,12 +17,6 @@ namespace kel {
 namespace {
 
 constexpr char attribute[] = "user.xdg.comment";
-
-/** \a path for the system; empty, which names nothing, when the system would cut it short. */
-QByteArray systemPath(const QString& path)
-{
-    return path.contains(QChar(QChar::Null)) ? QByteArray() : QFile::encodeName(path);
-}
 
 QByteArray sidecarComment(const QString& path)
 {

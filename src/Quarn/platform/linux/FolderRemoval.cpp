@@ -1,6 +1,7 @@
 #include <Quarn/platform/FolderRemoval_p.h>
 
 #include <Quarn/platform/linux/FileDescriptor_p.h>
+#include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <QFile>
 #include <QString>
@@ -173,7 +174,7 @@ private:
 
 bool removeFolder(const QString& path)
 {
-    const QByteArray native = QFile::encodeName(path);
+    const QByteArray native = systemPath(path);
     const auto slash = native.lastIndexOf('/');
     const QByteArray name = native.mid(slash + 1);
     if (slash < 0 || name.isEmpty())

@@ -1,6 +1,7 @@
 #include <Quarn/platform/FileComment_p.h>
 
 #include <Quarn/module/commentStreamSuffix.h>
+#include <Quarn/platform/SystemPath_p.h>
 
 #include <QFile>
 #include <QTextStream>
@@ -10,13 +11,14 @@ namespace kel {
 QByteArray fileComment(const QString& path)
 {
     QFile stream(path + commentStreamSuffix);
-    return stream.open(QIODevice::ReadOnly) ? stream.readAll() : QByteArray();
+    return hasSystemForm(path) && stream.open(QIODevice::ReadOnly) ? stream.readAll()
+                                                                   : QByteArray();
 }
 
 void setFileComment(const QString& path, const QString& text)
 {
     QFile stream(path + commentStreamSuffix);
-    if (stream.open(QIODevice::WriteOnly))
+    if (hasSystemForm(path) && stream.open(QIODevice::WriteOnly))
         QTextStream(&stream) << text;
 }
 
