@@ -1,7 +1,7 @@
 #include <Quarn/fileutils/FileUtils.h>
 
-#include <Quarn/platform/FileIdentity_p.h>
 #include <Quarn/platform/SystemPath_p.h>
+#include <Quarn/platform/TargetFile_p.h>
 
 #include <QFile>
 #include <QIODevice>
@@ -33,16 +33,29 @@ bool mayDeliverMore(QIODevice* source, int waitMsecs)
     return !source->atEnd() && (waitMsecs <= 0 || source->waitForReadyRead(waitMsecs));
 }
 
-/** Of \a count bytes written, those that are no longer in the buffer of \a target. */
-qint64 flushed(QFile& target, qint64 count)
+void openSource(QFile& source)
 {
-    return target.flush() ? count : std::max<qint64>(0, count - target.bytesToWrite());
+    if (hasSystemForm(source.fileName()))
+        source.open(QIODevice::ReadOnly | QIODevice::Text);
 }
 
-void open(QFile& file, QIODevice::OpenMode mode)
+/** Leaves \a target closed when it is the file of \a source, so that the copy ends at once. */
+void openForCopy(QFile& target, const QIODevice* source)
 {
-    if (hasSystemForm(file.fileName()))
-        file.open(mode | QIODevice::Text);
+    openTarget(target, QIODevice::WriteOnly | QIODevice::Text,
+               qobject_cast<const QFileDevice*>(source));
+}
+
+/** Closes \a target. Of \a count bytes written, those that the system has taken. */
+qint64 closed(QFile& target, qint64 count)
+{
+    if (!target.isOpen())
+        return count;
+    const qint64 left = target.flush() ? 0 : target.bytesToWrite();
+    target.close();
+    if (left == 0 && target.error() != QFileDevice::NoError)
+        return 0; // some file systems tell of a full disk as late as here, but not of how much
+    return std::max<qint64>(0, count - left);
 }
 
 } // namespace
@@ -75,30 +88,26 @@ qint64 FileUtils::copy(QIODevice* source, QIODevice* target, qint64 maxBytes, in
 qint64 FileUtils::copy(QIODevice* source, const QString& target, qint64 maxBytes, int waitMsecs)
 {
     QFile targetFile(target);
-    open(targetFile, QIODevice::WriteOnly);
-    return flushed(targetFile, copy(source, &targetFile, maxBytes, waitMsecs));
+    openForCopy(targetFile, source);
+    return closed(targetFile, copy(source, &targetFile, maxBytes, waitMsecs));
 }
 
 qint64 FileUtils::copy(const QString& source, QIODevice* target, qint64 maxBytes, int waitMsecs)
 {
     QFile sourceFile(source);
-    open(sourceFile, QIODevice::ReadOnly);
+    openSource(sourceFile);
     return copy(&sourceFile, target, maxBytes, waitMsecs);
 }
 
 qint64 FileUtils::copy(const QString& source, const QString& target, qint64 maxBytes, int waitMsecs)
 {
-    // Opening a file as its own target would empty it.
-    const QByteArray identity = fileIdentity(source);
-    if (!identity.isEmpty() && identity == fileIdentity(target))
-        return 0;
     QFile targetFile(target);
     QFile sourceFile(source);
-    open(sourceFile, QIODevice::ReadOnly);
-    open(targetFile, QIODevice::WriteOnly);
+    openSource(sourceFile);
+    openForCopy(targetFile, &sourceFile);
     const qint64 count = copy(&sourceFile, &targetFile, maxBytes, waitMsecs);
     sourceFile.close();
-    return flushed(targetFile, count);
+    return closed(targetFile, count);
 }
 
 } // namespace kel
