@@ -2,6 +2,7 @@
 
 #include <Quarn/companion/FileException.h>
 #include <Quarn/companion/narrow_p.h>
+#include <Quarn/module/commentStreamSuffix.h>
 #include <Quarn/platform/FileComment_p.h>
 #include <Quarn/platform/SystemPath_p.h>
 
@@ -139,12 +140,12 @@ int FileUtils::writeBytes(const QByteArray& data, const QString& path)
 QString FileUtils::comment(const QString& path)
 {
     return QString::fromUtf8(
-        fileComment(path).constData()); // up to the first zero byte
+        fileComment(path, commentStreamSuffix).constData()); // up to the first zero byte
 }
 
 void FileUtils::comment(const QString& path, const QString& text)
 {
-    setFileComment(path, text);
+    setFileComment(path, text, commentStreamSuffix);
 }
 
 } // namespace kel
