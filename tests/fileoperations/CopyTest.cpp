@@ -17,13 +17,7 @@ using namespace kel;
 
 namespace {
 
-int failingStatus = -1; ///< so many questions for what a file is are answered before one fails
-
-bool fails()
-{
-    errno = EIO;
-    return failingStatus >= 0 && failingStatus-- == 0;
-}
+int failingStatus = -1; ///< so many questions for a file's identity before one fails
 
 using Sizes = QList<qint64>;
 
@@ -77,15 +71,12 @@ private:
 
 } // namespace
 
-// These stand in the way of the system's, for the library too.
+// Stands in the way of the system's, for the library too.
 extern "C" Q_DECL_EXPORT int fstat(int file, struct stat* status) noexcept
 {
-    return fails() ? -1 : int(syscall(SYS_fstat, file, status));
-}
-
-extern "C" Q_DECL_EXPORT int stat(const char* path, struct stat* status) noexcept
-{
-    return fails() ? -1 : int(syscall(SYS_stat, path, status));
+    if (failingStatus >= 0 && failingStatus-- == 0)
+        return errno = EIO, -1;
+    return int(syscall(SYS_fstat, file, status));
 }
 
 /** The copies between devices and files. */

@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <utility>
 
 using kel::FileException;
 using kel::FileUtils;
@@ -41,6 +42,20 @@ extern "C" Q_DECL_EXPORT int renameat(int from, const char* name, int to, const 
     if (colonsRefused && std::strchr(newName, ':'))
         return errno = EINVAL, -1;
     return int(syscall(SYS_renameat, from, name, to, newName));
+}
+
+/** Does \a action where no file can have more than \a size bytes, as on a full disk. */
+template <class Action>
+void limited(rlim_t size, Action action)
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit;
+    getrlimit(RLIMIT_FSIZE, &limit);
+    std::swap(size, limit.rlim_cur);
+    setrlimit(RLIMIT_FSIZE, &limit);
+    action();
+    std::swap(size, limit.rlim_cur);
+    setrlimit(RLIMIT_FSIZE, &limit);
 }
 
 /** Whole files, and the comments of files. */
@@ -94,15 +109,10 @@ private Q_SLOTS:
 
     void copyTextTellsOfAFullDisk()
     {
-        std::signal(SIGXFSZ, SIG_IGN);
-        rlimit former;
-        QVERIFY(getrlimit(RLIMIT_FSIZE, &former) == 0);
-        const rlimit limit = {30000, former.rlim_max};
         for (const int size : {30000, 30001, 40000}) { // a part goes, with or without a buffer
             QFile file(m_file);
-            QVERIFY(file.open(QIODevice::WriteOnly) && setrlimit(RLIMIT_FSIZE, &limit) == 0);
-            FileUtils::copyText(QString(size, QLatin1Char('x')), &file);
-            QVERIFY(setrlimit(RLIMIT_FSIZE, &former) == 0);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            limited(30000, [&] { FileUtils::copyText(m_tooLong.left(size), &file); });
             QCOMPARE(file.error() == QFile::NoError, size == 30000);
         }
     }
@@ -121,21 +131,17 @@ private Q_SLOTS:
 
     void commentComesBack()
     {
-        QVERIFY(QFile::link(m_file, path("link")));
         const QString texts[] = {QString::fromUtf8("Grüße, 日本語, עברית\n😀"), m_tooLong,
                                  QString(4096, QLatin1Char('x')), QString()};
-        const QString folder = m_folder->path();
-        for (const QString& path : {m_file, folder, folder + QLatin1Char('/'), path("link")}) {
-            for (const QString& former : texts) {
-                for (const QString& text : texts) {
-                    FileUtils::comment(path, former);
-                    QCOMPARE(FileUtils::comment(path), former);
-                    FileUtils::comment(path, text + QChar(QChar::Null) + former); // cut at zero
-                    QCOMPARE(FileUtils::comment(path), text);
-                }
+        for (const QString& former : texts) {
+            for (const QString& text : texts) {
+                FileUtils::comment(m_file, former);
+                QCOMPARE(FileUtils::comment(m_file), former);
+                FileUtils::comment(m_file, text + QChar(QChar::Null) + former); // cut at zero
+                QCOMPARE(FileUtils::comment(m_file), text);
             }
         }
-        QCOMPARE(entries(), QStringList({QStringLiteral("a.avi"), QStringLiteral("link")}));
+        QCOMPARE(entries().size(), 1);
     }
 
     void commentLeavesTheFileAlone()
@@ -173,17 +179,16 @@ private Q_SLOTS:
     {
         QVERIFY(QFile::link(m_file, path("link")) && QDir().mkdir(path("sub")));
         for (const bool refused : {false, true}) {
-            colonsRefused = refused; // as on FAT
-            FileUtils::comment(path("link"), m_tooLong);
-            FileUtils::comment(path("sub/"), m_tooLong);
-            colonsRefused = false;
-            const QLatin1String end(refused ? ";comment" : ":comment");
-            QVERIFY(QFile::exists(m_file + end) && QFile::exists(path("sub") + end));
-            QCOMPARE(FileUtils::comment(m_file), m_tooLong);
-            QCOMPARE(FileUtils::comment(path("sub")), m_tooLong);
-            FileUtils::comment(m_file, QString());
-            FileUtils::comment(path("sub"), QString());
-            QCOMPARE(entries().size(), 2);
+            for (const auto& [called, file] : {std::pair("link", "a.avi"), {"sub/", "sub"}}) {
+                colonsRefused = refused; // as on FAT
+                FileUtils::comment(path(called), m_tooLong);
+                colonsRefused = false;
+                QVERIFY(
+                    QFile::exists(path(file) + QLatin1String(refused ? ";comment" : ":comment")));
+                QCOMPARE(FileUtils::comment(path(file)), m_tooLong);
+                FileUtils::comment(path(called), QString());
+                QCOMPARE(entries().size(), 2);
+            }
         }
     }
 
@@ -203,14 +208,8 @@ private Q_SLOTS:
 
     void commentStaysOnAFullDisk()
     {
-        std::signal(SIGXFSZ, SIG_IGN);
-        rlimit former;
-        QVERIFY(getrlimit(RLIMIT_FSIZE, &former) == 0);
         FileUtils::comment(m_file, m_tooLong);
-        const rlimit limit = {100, former.rlim_max};
-        QVERIFY(setrlimit(RLIMIT_FSIZE, &limit) == 0);
-        FileUtils::comment(m_file, m_tooLong + m_tooLong);
-        QVERIFY(setrlimit(RLIMIT_FSIZE, &former) == 0);
+        limited(100, [this] { FileUtils::comment(m_file, m_tooLong + m_tooLong); });
         QCOMPARE(FileUtils::comment(m_file), m_tooLong);
         QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden).size(), 2);
     }
