@@ -6,11 +6,18 @@
 
 #include <QTest>
 
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <tuple>
 
 using namespace kel;
 
 namespace {
+
+int failingStatus = -1; ///< so many questions for a file's identity before one fails
 
 using Sizes = QList<qint64>;
 
@@ -63,6 +70,14 @@ private:
 };
 
 } // namespace
+
+// Stands in the way of the system's, for the library too.
+extern "C" Q_DECL_EXPORT int fstat(int file, struct stat* status) noexcept
+{
+    if (failingStatus >= 0 && failingStatus-- == 0)
+        return errno = EIO, -1;
+    return int(syscall(SYS_fstat, file, status));
+}
 
 /** The copies between devices and files. */
 class CopyTest : public QObject
@@ -125,17 +140,37 @@ private Q_SLOTS:
         QCOMPARE(FileUtils::copy(to, &target, 1000000, 0), 34998);
         QCOMPARE(target.written, data.left(34998));
 
-        // Onto itself, a file is left as it is; without a source, the target is emptied.
-        QVERIFY(QFile::link(to, folder.at("link")));
-        QVERIFY(FileUtils::copy(to, folder.at("link"), 1000, 0) == 0 && QFile(to).size() == 34998);
+        // Without a source, the target is emptied.
         QVERIFY(FileUtils::copy(folder.at("none"), to, 1000, 0) == 0 && QFile(to).size() == 0);
         // A target that cannot be opened takes nothing, after one chunk was read.
         Device unread(data);
         QCOMPARE(FileUtils::copy(&unread, folder.path(), 1000000, 0), 0);
         QCOMPARE(unread.asked, Sizes{16384});
-        for (const int size : {100, 100000}) {
+        for (const int size : {100, 100000}) { // a full disk
             Device endless(testBytes(size));
             QCOMPARE(FileUtils::copy(&endless, QStringLiteral("/dev/full"), size, 0), 0);
+        }
+    }
+
+    void neverEmptiesItsSource()
+    {
+        const TemporaryFolder folder;
+        const QString file = folder.at("file");
+        QFile source(file);
+        QVERIFY(source.open(QIODevice::ReadWrite) && source.write("contents") == 8);
+        const QString links[] = {file, folder.at("link"), folder.at("hard")};
+        QVERIFY(QFile::link(file, links[1]));
+        QVERIFY(::link(QFile::encodeName(file).constData(), QFile::encodeName(links[2]).constData())
+                == 0);
+        for (const QString& target : links) {
+            for (const int failing : {-1, 0, 1}) { // neither for what it cannot know
+                failingStatus = failing;
+                QVERIFY(source.seek(0) && FileUtils::copy(&source, target, 1000, 0) == 0);
+                failingStatus = failing;
+                QCOMPARE(FileUtils::copy(file, target, 1000, 0), 0);
+                failingStatus = -1;
+                QCOMPARE(QFile(file).size(), 8);
+            }
         }
     }
 };

@@ -101,20 +101,22 @@ private Q_SLOTS:
 
     void leavesWhatItCannotMove()
     {
-        const auto leaves = [this](const char* item, const Entries& before) {
-            init();
-            createEntries(m_root, before);
-            const bool moved = FileUtils::moveToTrash(QFileInfo(m_folder->at(item)));
-            const Entries after = entriesOf(m_root);
-            return !moved && trashed("info").isEmpty()
-                   && std::all_of(before.begin(), before.end(), [&](const QByteArray& entry) {
-                          return after.contains(entry.split('>').first());
-                      });
-        };
+        const auto leaves
+            = [this](const char* item, const Entries& before, const QString& ending = {}) {
+                  init();
+                  createEntries(m_root, before);
+                  const bool moved = FileUtils::moveToTrash(QFileInfo(m_folder->at(item) + ending));
+                  const Entries after = entriesOf(m_root);
+                  return !moved && trashed("info").isEmpty()
+                         && std::all_of(before.begin(), before.end(), [&](const QByteArray& entry) {
+                                return after.contains(entry.split('>').first());
+                            });
+              };
         QVERIFY2(leaves("f", {"data/home/Trash/files", "f"}), "no folder for the files");
         QVERIFY2(leaves("f", {"x/", "data/home/Trash/files>../../../x", "f"}), "files are a link");
         QVERIFY2(leaves("data", {"data/home/Trash/files/"}), "the home of the trash");
         QVERIFY2(leaves("f", {"x"}), "nothing there");
+        QVERIFY2(leaves("f", {"f"}, QChar(QChar::Null) + QStringLiteral("x")), "zero character");
     }
 
     void staysOnTheFileSystem_data()

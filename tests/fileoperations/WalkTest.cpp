@@ -1,8 +1,10 @@
 #include "support/Entries.h"
 #include "support/TemporaryFolder.h"
 
+#include <Quarn/companion/FileException.h>
 #include <Quarn/fileutils/FileUtils.h>
 
+#include <QBuffer>
 #include <QTest>
 
 using namespace kel;
@@ -62,6 +64,38 @@ private Q_SLOTS:
         for (const QDir::SortFlags sort :
              {QDir::SortFlags(QDir::NoSort), QDir::Name | QDir::IgnoreCase})
             QCOMPARE(found("*.jpg", true, sort), "a.jpg m/A\xc4.jpg m/b.jpg m/C.JPG m/l.jpg");
+    }
+
+    /** The system reads a path up to a zero character; what stands in front is not meant. */
+    void actsOnNoFrontOfAPath()
+    {
+        const TemporaryFolder folder;
+        createEntries(folder.root(), {"d/f", "f"});
+        const QString plain = folder.at("f");
+        const QString file = plain + QChar(QChar::Null) + QLatin1Char('x');
+        const QDir dir(folder.at("d") + QChar(QChar::Null));
+        FileUtils::comment(plain, QStringLiteral("kept"));
+        QBuffer device;
+        QVERIFY(device.open(QIODevice::ReadWrite));
+        device.setData("data");
+
+        QVERIFY(!FileUtils::erase(file) && !FileUtils::erase(dir.path()));
+        QCOMPARE(FileUtils::dirSize(dir, {}, QDir::Files, false), 0);
+        QVERIFY(FileUtils::findFiles(dir, QString(), true, QDir::Name).isEmpty());
+        QVERIFY(!FileUtils::exists(dir, QStringLiteral("f"), false));
+        QCOMPARE(FileUtils::copy(file, folder.at("copy"), 100, 0), 0);
+        QCOMPARE(FileUtils::copy(folder.at("d/f"), file, 100, 0), 0);
+        QCOMPARE(FileUtils::copy(file, &device, 100, 0), 0);
+        QCOMPARE(FileUtils::copy(&device, file, 100, 0), 0);
+        QVERIFY_EXCEPTION_THROWN(FileUtils::readText(file), FileException);
+        QVERIFY_EXCEPTION_THROWN(FileUtils::readBytes(file), FileException);
+        QVERIFY_EXCEPTION_THROWN(FileUtils::writeBytes("x", file), FileException);
+        QVERIFY_EXCEPTION_THROWN(FileUtils::fileMustExist(file), FileException);
+        FileUtils::comment(file, QStringLiteral("lost"));
+        QVERIFY(FileUtils::comment(file).isEmpty());
+        QCOMPARE(FileUtils::comment(plain), QStringLiteral("kept"));
+        QCOMPARE(FileUtils::readBytes(plain), "contents");
+        QVERIFY(entriesOf(folder.root()).contains("d/f"));
     }
 
     void reachesTheBottomAndBeyondFourGigabytes()

@@ -1,16 +1,62 @@
+#include "support/TemporaryFolder.h"
+
 #include <Quarn/companion/FileException.h>
 #include <Quarn/fileutils/FileUtils.h>
 
 #include <QBuffer>
 #include <QDateTime>
-#include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <utility>
+
 using kel::FileException;
 using kel::FileUtils;
+
+namespace {
+
+int goodReads = -1; ///< so many, each a short one, then all fail; none does when negative
+bool colonsRefused = false;
+
+} // namespace
+
+// These stand in the way of the system's, for Qt and the library too.
+extern "C" Q_DECL_EXPORT ssize_t read(int file, void* data, size_t size)
+{
+    if (goodReads == 0)
+        return errno = EIO, -1;
+    const bool isShort = goodReads > 0 && goodReads--;
+    return syscall(SYS_read, file, data, isShort ? std::min<size_t>(size, 1000) : size);
+}
+
+extern "C" Q_DECL_EXPORT int renameat(int from, const char* name, int to, const char* newName)
+{
+    if (colonsRefused && std::strchr(newName, ':'))
+        return errno = EINVAL, -1;
+    return int(syscall(SYS_renameat, from, name, to, newName));
+}
+
+/** Does \a action where no file can have more than \a size bytes, as on a full disk. */
+template <class Action>
+void limited(rlim_t size, Action action)
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit;
+    getrlimit(RLIMIT_FSIZE, &limit);
+    std::swap(size, limit.rlim_cur);
+    setrlimit(RLIMIT_FSIZE, &limit);
+    action();
+    std::swap(size, limit.rlim_cur);
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
 
 /** Whole files, and the comments of files. */
 class TextTest : public QObject
@@ -20,7 +66,7 @@ class TextTest : public QObject
 private Q_SLOTS:
     void init()
     {
-        m_folder = std::make_unique<QTemporaryDir>();
+        m_folder = std::make_unique<TemporaryFolder>();
         m_file = path("a.avi");
         QFile file(m_file);
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write("Line\r\nline") == 10);
@@ -45,6 +91,32 @@ private Q_SLOTS:
         }
     }
 
+    void failedReadIsTold()
+    {
+        const QByteArray data(100000, 'y');
+        QCOMPARE(FileUtils::writeBytes(data, m_file), int(data.size()));
+        FileUtils::comment(m_file, m_tooLong);
+        for (const int good : {0, 1}) {
+            goodReads = good;
+            QVERIFY_EXCEPTION_THROWN(FileUtils::readText(m_file), FileException);
+            goodReads = good;
+            QVERIFY_EXCEPTION_THROWN(FileUtils::readBytes(m_file), FileException);
+            goodReads = good;
+            QVERIFY(FileUtils::comment(m_file).isEmpty()); // no part of one
+            goodReads = -1;
+        }
+    }
+
+    void copyTextTellsOfAFullDisk()
+    {
+        for (const int size : {30000, 30001, 40000}) { // a part goes, with or without a buffer
+            QFile file(m_file);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            limited(30000, [&] { FileUtils::copyText(m_tooLong.left(size), &file); });
+            QCOMPARE(file.error() == QFile::NoError, size == 30000);
+        }
+    }
+
     void writeBytesReplacesContents()
     {
         for (const QByteArray& data : {QByteArray(100000, 'y'), QByteArray("a\nb"), QByteArray()}) {
@@ -54,25 +126,22 @@ private Q_SLOTS:
         const QString full = QStringLiteral("/dev/full");
         QCOMPARE(FileUtils::writeBytes("x", full), -1);
         QCOMPARE(FileUtils::writeBytes(QByteArray(100000, 'y'), full), -1);
-        QVERIFY_EXCEPTION_THROWN(FileUtils::writeBytes("x", path("none/file")), FileException);
+        QVERIFY_EXCEPTION_THROWN((void)FileUtils::writeBytes("x", path("no/file")), FileException);
     }
 
     void commentComesBack()
     {
-        QVERIFY(QFile::link(m_file, path("link")));
         const QString texts[] = {QString::fromUtf8("Grüße, 日本語, עברית\n😀"), m_tooLong,
                                  QString(4096, QLatin1Char('x')), QString()};
-        for (const QString& path : {m_file, m_folder->path(), path("link")}) {
-            for (const QString& former : texts) {
-                for (const QString& text : texts) {
-                    FileUtils::comment(path, former);
-                    QCOMPARE(FileUtils::comment(path), former);
-                    FileUtils::comment(path, text + QChar(QChar::Null) + former); // cut at zero
-                    QCOMPARE(FileUtils::comment(path), text);
-                }
+        for (const QString& former : texts) {
+            for (const QString& text : texts) {
+                FileUtils::comment(m_file, former);
+                QCOMPARE(FileUtils::comment(m_file), former);
+                FileUtils::comment(m_file, text + QChar(QChar::Null) + former); // cut at zero
+                QCOMPARE(FileUtils::comment(m_file), text);
             }
         }
-        QCOMPARE(entries(), QStringList({QStringLiteral("a.avi"), QStringLiteral("link")}));
+        QCOMPARE(entries().size(), 1);
     }
 
     void commentLeavesTheFileAlone()
@@ -106,6 +175,45 @@ private Q_SLOTS:
         QCOMPARE(entries(), QStringList(QStringLiteral("a.avi"))); // no stale comment beside it
     }
 
+    void commentOfTheFileHoweverItIsCalled()
+    {
+        QVERIFY(QFile::link(m_file, path("link")) && QDir().mkdir(path("sub")));
+        for (const bool refused : {false, true}) {
+            for (const auto& [called, file] : {std::pair("link", "a.avi"), {"sub/", "sub"}}) {
+                colonsRefused = refused; // as on FAT
+                FileUtils::comment(path(called), m_tooLong);
+                colonsRefused = false;
+                QVERIFY(
+                    QFile::exists(path(file) + QLatin1String(refused ? ";comment" : ":comment")));
+                QCOMPARE(FileUtils::comment(path(file)), m_tooLong);
+                FileUtils::comment(path(called), QString());
+                QCOMPARE(entries().size(), 2);
+            }
+        }
+    }
+
+    void othersCannotLeadACommentAstray()
+    {
+        QFile other(path("other"));
+        QVERIFY(other.open(QIODevice::WriteOnly) && other.write("precious") == 8);
+        other.close();
+        QVERIFY(QFile::link(other.fileName(), path("a.avi:comment")));
+        QVERIFY(FileUtils::comment(m_file).isEmpty());
+        FileUtils::comment(m_file, m_tooLong);
+        QCOMPARE(FileUtils::readText(other.fileName()), QStringLiteral("precious"));
+        QCOMPARE(FileUtils::comment(m_file), m_tooLong);
+        if (chown(QFile::encodeName(path("a.avi:comment")).constData(), 65534, 65534) == 0)
+            QVERIFY(FileUtils::comment(m_file).isEmpty()); // of somebody who cannot write the file
+    }
+
+    void commentStaysOnAFullDisk()
+    {
+        FileUtils::comment(m_file, m_tooLong);
+        limited(100, [this] { FileUtils::comment(m_file, m_tooLong + m_tooLong); });
+        QCOMPARE(FileUtils::comment(m_file), m_tooLong);
+        QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files | QDir::Hidden).size(), 2);
+    }
+
     void commentNeedsAnExistingFile()
     {
         QVERIFY(QFile::copy(m_file, path("gone:comment")));
@@ -121,25 +229,27 @@ private Q_SLOTS:
 
     void commentNeedsWritePermission()
     {
-        FileUtils::comment(m_file, QStringLiteral("former"));
-        QVERIFY(
-            QFile::setPermissions(m_file, QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther)
-            && QFile::setPermissions(m_folder->path(), QFile::Permissions(0x7777)));
-        const bool changed = geteuid() == 0 && seteuid(65534) == 0; // no permission holds root back
-        QStringList left;
-        for (const QString& text : {QStringLiteral("short"), m_tooLong, QString()}) {
-            FileUtils::comment(m_file, text);
-            left << FileUtils::comment(m_file);
+        const QString texts[] = {QStringLiteral("short"), m_tooLong + m_tooLong, QString()};
+        for (const QString& former : {QStringLiteral("former"), m_tooLong}) {
+            FileUtils::comment(m_file, former);
+            const QStringList all = entries();
+            QVERIFY(QFile::setPermissions(m_file, QFile::Permissions(0x4444))
+                    && QFile::setPermissions(m_folder->path(), QFile::Permissions(0x7777)));
+            const bool changed = geteuid() == 0 && seteuid(65534) == 0; // nothing holds root back
+            for (const QString& text : texts)
+                FileUtils::comment(m_file, text);
+            QVERIFY(!changed || seteuid(0) == 0);
+            QCOMPARE(FileUtils::comment(m_file), former);
+            QCOMPARE(entries(), all); // not in the folder either, where anybody may write
+            QVERIFY(QFile::setPermissions(m_file, QFile::Permissions(0x6644)));
         }
-        QVERIFY(!changed || seteuid(0) == 0);
-        QCOMPARE(left.count(QStringLiteral("former")), 3);
     }
 
 private:
-    QString path(const char* name) const { return m_folder->filePath(QLatin1String(name)); }
+    QString path(const char* name) const { return m_folder->at(name); }
     QStringList entries() const { return QDir(m_folder->path()).entryList(QDir::Files); }
 
-    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<TemporaryFolder> m_folder;
     QString m_file; // in the folder, with "Line\r\nline" in it
     const QString m_tooLong = QString(70000, QLatin1Char('x')); // for any extended attribute
 };

@@ -251,28 +251,41 @@ public:
      *
      * The copy ends early when a read fails, a wait is in vain, or a write takes nothing; a device
      * that answers more than it was asked for has failed. The target then holds what the result
-     * counts, and bytes of the last chunk that were read but not written are lost.
+     * counts, and bytes of the last chunk that were read but not written are lost. Which of these it
+     * was, or whether the source just ended, the devices tell.
+     *
+     * Blocks as long as the devices' reads, waits and writes do.
      *
      * \return the bytes that \a target accepted
      */
-    static qint64 copy(QIODevice* source, QIODevice* target, qint64 maxBytes, int waitMsecs);
+    [[nodiscard]] static qint64 copy(QIODevice* source, QIODevice* target, qint64 maxBytes,
+                                     int waitMsecs);
 
     /**
-     * The same with files given by their names. They are opened in text mode: where the system's
-     * line ends differ they are converted on writing, and reading drops carriage returns
-     * everywhere. To copy bytes exactly, give open devices.
+     * The same with files given by their names.
+     *
+     * **They are opened in text mode: reading drops every carriage return, from a picture too, and
+     * line ends are converted on writing where the system's differ. To copy bytes exactly, give
+     * devices that were opened without QIODevice::Text.**
      *
      * A target file is created, or emptied first, even when the source cannot be opened, and keeps
-     * what was copied when the copy ends early. A file is not copied to itself: the result is 0 and
-     * it stays as it is. A target that cannot be opened accepts nothing, after one chunk was read.
+     * what was copied when the copy ends early. It takes nothing, after one chunk was read, when it
+     * cannot be opened or emptied, and when it may be the source: a file is never emptied for a copy
+     * of itself, over whatever links it is named and also when \a source is an open QFile, nor when
+     * it cannot be found out whether it is the same. Comments and permissions are not copied.
+     *
+     * **A source file that fails halfway looks like one that ended there: compare the result with
+     * its size.** Blocks as long as the disk does, and on a pipe until its other end is opened.
      *
      * \return the bytes that the target accepted; for a target file without those that could not be
-     *         flushed at the end, as on a full disk
+     *         flushed at the end, as on a full disk, and 0 when closing it failed
      */
-    static qint64 copy(QIODevice* source, const QString& target, qint64 maxBytes, int waitMsecs);
-    static qint64 copy(const QString& source, QIODevice* target, qint64 maxBytes, int waitMsecs);
-    static qint64 copy(const QString& source, const QString& target, qint64 maxBytes,
-                       int waitMsecs);
+    [[nodiscard]] static qint64 copy(QIODevice* source, const QString& target, qint64 maxBytes,
+                                     int waitMsecs);
+    [[nodiscard]] static qint64 copy(const QString& source, QIODevice* target, qint64 maxBytes,
+                                     int waitMsecs);
+    [[nodiscard]] static qint64 copy(const QString& source, const QString& target, qint64 maxBytes,
+                                     int waitMsecs);
 
     /**
      * The sizes in bytes of the files that \a dir lists under \a nameFilters and \a filters, added
@@ -304,21 +317,29 @@ public:
     ///@}
 
     /** \name Whole files
-     *  Files given by a path are read and written in text mode: line ends are converted where the
-     *  system's differ, and reading drops carriage returns everywhere. */
+     *  **Files given by a path are read and written in text mode, readBytes() and writeBytes() too:
+     *  reading drops every carriage return, from a picture as well, and writing converts line ends
+     *  where the system's differ. For bytes as they are, use QFile.**
+     *
+     *  These operations block as long as the disk or the device does, and on a pipe until its other
+     *  end is opened. */
     ///@{
 
     /**
-     * Everything that the open \a device still delivers, as text. The device stays open.
+     * Everything that the open \a device still delivers, as text. The device stays open. **A device
+     * that fails halfway ends the text there; only the device itself tells.**
      *
      * \throws IOException when the text stream ends in a bad state
      */
     static QString readText(QIODevice* device);
 
-    /** \throws FileException when the file cannot be opened or read */
+    /** \throws FileException when the file cannot be opened or read to its end */
     static QString readText(const QString& path);
 
-    /** Writes \a text to the open \a device. A failure shows in the device only. */
+    /**
+     * Writes \a text to the open \a device, and flushes that when it is a file. **A failure, such as
+     * a full disk, shows in the device only**, for a file in QFileDevice::error().
+     */
     static void copyText(const QString& text, QIODevice* device);
 
     /** Whether readText() of the device is \a text, letter case included; throws as that does. */
@@ -327,32 +348,48 @@ public:
     /** Whether readText() of the file is \a text, letter case included; throws as that does. */
     static bool equalsText(const QString& path, const QString& text);
 
-    /** \throws FileException when the file cannot be opened or read */
+    /**
+     * The contents of the file **without its carriage returns**.
+     *
+     * \throws FileException when the file cannot be opened or read to its end, or is larger than a
+     *         QByteArray can be
+     */
     static QByteArray readBytes(const QString& path);
 
     /**
-     * Makes \a data the whole contents of a file, which is created when missing.
+     * Makes \a data the whole contents of a file, which is created when missing, **in text mode**.
+     * The former contents go first: to keep them when the disk is full, use QSaveFile.
      *
-     * \return the number of bytes written, at most the largest int; -1 when not all could be
-     *         written, and the file then holds at most the beginning of \a data
-     * \throws FileException when the file cannot be opened
+     * \return the number of bytes written, at most the largest int; -1 when a write failed: the file
+     *         then holds no more than \a data from its beginning on
+     * \throws FileException when the file cannot be opened or emptied; it is unchanged then
      */
-    static int writeBytes(const QByteArray& data, const QString& path);
+    [[nodiscard]] static int writeBytes(const QByteArray& data, const QString& path);
 
     /**
-     * The comment of the file or folder at \a path; empty when it has none. A comment ends at its
-     * first zero character.
+     * The comment of the file or folder at \a path; empty when it has none, or not all of it can be
+     * read. A comment ends at its first zero character. Links are followed: a file has one comment,
+     * however its path is written.
      */
     static QString comment(const QString& path);
 
     /**
      * Makes \a text the comment of the file or folder at \a path; an empty one takes it away. The
      * contents, the permissions and the time of the last modification stay as they are. Nothing is
-     * reported, and nothing happens where the caller may not write.
+     * reported: where the caller may not write or the disk is full, the former comment stays.
      *
-     * Windows keeps it in the stream "comment" of an NTFS file. Linux keeps it, in UTF-8, in the
-     * extended attribute user.xdg.comment, which file managers show; where the file system has none
-     * or no room for it, in a file of the same name with ":comment" behind it, in the same folder.
+     * Windows keeps it in the stream "comment" of an NTFS file; other file systems have none. Linux
+     * keeps it, in UTF-8, in the extended attribute user.xdg.comment, which file managers show. Where
+     * the file system has none or no room for it, it goes into a file in the same folder: for "X"
+     * that is "X:comment", or "X;comment" where colons are refused, as on FAT.
+     *
+     * **On Linux files of these two names beside "X" are taken for its comment: shown as that,
+     * replaced and removed.** Not shown is what belongs to somebody who may not write "X".
+     *
+     * Along with "X" its comment is moved to the trash, erased or renamed only if it is an attribute
+     * or a stream. The file beside it stays behind, so that a new "X" would have its comment: take
+     * the comment away first. copy() leaves the comments of both files as they are; what other
+     * programs copy along is up to them.
      */
     static void comment(const QString& path, const QString& text);
     ///@}

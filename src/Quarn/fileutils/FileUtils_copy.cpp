@@ -1,6 +1,7 @@
 #include <Quarn/fileutils/FileUtils.h>
 
-#include <Quarn/platform/FileIdentity_p.h>
+#include <Quarn/platform/SystemPath_p.h>
+#include <Quarn/platform/TargetFile_p.h>
 
 #include <QFile>
 #include <QIODevice>
@@ -32,20 +33,29 @@ bool mayDeliverMore(QIODevice* source, int waitMsecs)
     return !source->atEnd() && (waitMsecs <= 0 || source->waitForReadyRead(waitMsecs));
 }
 
-/** Of \a count bytes written, those that are no longer in the buffer of \a target. */
-qint64 flushed(QFile& target, qint64 count)
-{
-    return target.flush() ? count : std::max<qint64>(0, count - target.bytesToWrite());
-}
-
 void openSource(QFile& source)
 {
-    source.open(QIODevice::ReadOnly | QIODevice::Text);
+    if (hasSystemForm(source.fileName()))
+        source.open(QIODevice::ReadOnly | QIODevice::Text);
 }
 
-void openTarget(QFile& target)
+/** Leaves \a target closed when it is the file of \a source, so that the copy ends at once. */
+void openForCopy(QFile& target, const QIODevice* source)
 {
-    target.open(QIODevice::WriteOnly | QIODevice::Text);
+    openTarget(target, QIODevice::WriteOnly | QIODevice::Text,
+               qobject_cast<const QFileDevice*>(source));
+}
+
+/** Closes \a target. Of \a count bytes written, those that the system has taken. */
+qint64 closed(QFile& target, qint64 count)
+{
+    if (!target.isOpen())
+        return count;
+    const qint64 left = target.flush() ? 0 : target.bytesToWrite();
+    target.close();
+    if (left == 0 && target.error() != QFileDevice::NoError)
+        return 0; // some file systems tell of a full disk as late as here, but not of how much
+    return std::max<qint64>(0, count - left);
 }
 
 } // namespace
@@ -78,8 +88,8 @@ qint64 FileUtils::copy(QIODevice* source, QIODevice* target, qint64 maxBytes, in
 qint64 FileUtils::copy(QIODevice* source, const QString& target, qint64 maxBytes, int waitMsecs)
 {
     QFile targetFile(target);
-    openTarget(targetFile);
-    return flushed(targetFile, copy(source, &targetFile, maxBytes, waitMsecs));
+    openForCopy(targetFile, source);
+    return closed(targetFile, copy(source, &targetFile, maxBytes, waitMsecs));
 }
 
 qint64 FileUtils::copy(const QString& source, QIODevice* target, qint64 maxBytes, int waitMsecs)
@@ -91,17 +101,13 @@ qint64 FileUtils::copy(const QString& source, QIODevice* target, qint64 maxBytes
 
 qint64 FileUtils::copy(const QString& source, const QString& target, qint64 maxBytes, int waitMsecs)
 {
-    // Opening a file as its own target would empty it.
-    const QByteArray identity = fileIdentity(source);
-    if (!identity.isEmpty() && identity == fileIdentity(target))
-        return 0;
     QFile targetFile(target);
     QFile sourceFile(source);
     openSource(sourceFile);
-    openTarget(targetFile);
+    openForCopy(targetFile, &sourceFile);
     const qint64 count = copy(&sourceFile, &targetFile, maxBytes, waitMsecs);
     sourceFile.close();
-    return flushed(targetFile, count);
+    return closed(targetFile, count);
 }
 
 } // namespace kel

@@ -3,6 +3,7 @@
 #include <Quarn/fileutils/NameEndings_p.h>
 #include <Quarn/platform/FileIdentity_p.h>
 #include <Quarn/platform/NameOrder_p.h>
+#include <Quarn/platform/SystemPath_p.h>
 
 #include <QDirIterator>
 #include <QSet>
@@ -74,6 +75,8 @@ bool isDots(const QFileInfo& entry)
 qint64 FileUtils::dirSize(const QDir& dir, const QStringList& nameFilters, QDir::Filters filters,
                           bool recursive)
 {
+    if (!hasSystemForm(dir.path()))
+        return 0;
     qint64 size = 0;
     Visited visited;
     std::vector<QDir> pending{fresh(dir)};
@@ -116,6 +119,8 @@ QList<QFileInfo> FileUtils::findFiles(const QDir& dir, const QString& patterns, 
 void FileUtils::findFiles(const QDir& dir, const QStringList& nameFilters, bool recursive,
                           QDir::SortFlags sort, QList<QFileInfo>& result)
 {
+    if (!hasSystemForm(dir.path()))
+        return;
     Visited visited;
     std::vector<Level> levels;
     const std::optional<NameEndings> endings = NameEndings::from(nameFilters);

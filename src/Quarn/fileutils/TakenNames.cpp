@@ -2,6 +2,7 @@
 
 #include <Quarn/fileutils/FileUtils.h>
 #include <Quarn/platform/FolderListing_p.h>
+#include <Quarn/platform/SystemPath_p.h>
 
 #include <QDirIterator>
 
@@ -15,6 +16,8 @@ constexpr int questionsBeforeListing = 32; // the folder may be a large one
 
 QStringList namesIn(const QString& folder)
 {
+    if (!hasSystemForm(folder))
+        return QStringList();
     if (std::optional<QStringList> names = visibleNames(folder))
         return *std::move(names);
     // Not QDir::entryList(), which may answer from what a caller's QDir has listed before.

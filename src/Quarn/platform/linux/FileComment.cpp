@@ -1,44 +1,34 @@
 #include <Quarn/platform/FileComment_p.h>
 
-#include <Quarn/module/commentStreamSuffix.h>
+#include <Quarn/platform/linux/CommentSidecar_p.h>
+#include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <QFile>
-#include <QFileInfo>
-#include <QSaveFile>
 
-#include <cerrno>
 #include <fcntl.h>
 #include <linux/limits.h>
 #include <sys/xattr.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
 
 namespace kel {
 namespace {
 
 constexpr char attribute[] = "user.xdg.comment";
 
-/** \a path for the system; empty, which names nothing, when the system would cut it short. */
-QByteArray systemPath(const QString& path)
+struct Free
 {
-    return path.contains(QChar(QChar::Null)) ? QByteArray() : QFile::encodeName(path);
-}
+    void operator()(char* memory) const { std::free(memory); }
+};
 
-QByteArray sidecarComment(const QString& path)
+/** The one path of the file at \a path, whose links are followed; empty when there is none. */
+QByteArray canonicalPath(const QString& path)
 {
-    QFile sidecar(path + commentStreamSuffix);
-    if (!QFileInfo(sidecar).isFile() || !sidecar.open(QIODevice::ReadOnly)) // a pipe would block
-        return QByteArray();
-    return sidecar.readAll();
-}
-
-bool storeInSidecar(const QString& path, const QByteArray& comment)
-{
-    constexpr QFile::Permissions executable
-        = QFile::ExeOwner | QFile::ExeUser | QFile::ExeGroup | QFile::ExeOther;
-    QSaveFile sidecar(path + commentStreamSuffix); // a full disk must not cost the old comment
-    return sidecar.open(QIODevice::WriteOnly)
-           && sidecar.setPermissions(QFile::permissions(path) & ~executable)
-           && sidecar.write(comment) == comment.size() && sidecar.commit();
+    const std::unique_ptr<char, Free> real(::realpath(systemPath(path).constData(), nullptr));
+    return QByteArray(real.get());
 }
 
 /** Whether a sidecar has to stand in for an attribute that could not be set with \a error. */
@@ -48,37 +38,51 @@ bool isNoRoomForAttribute(int error)
            || error == E2BIG || error == ERANGE;
 }
 
-} // namespace
-
-QByteArray fileComment(const QString& path)
+bool setAttribute(const QByteArray& file, const QByteArray& comment)
 {
-    const QByteArray file = systemPath(path);
-    QByteArray value(XATTR_SIZE_MAX, Qt::Uninitialized); // one call, so no change in between
-    const auto size
-        = ::getxattr(file.constData(), attribute, value.data(), std::size_t(value.size()));
-    if (size >= 0)
-        return value.left(int(size));
-    return errno == ENODATA || errno == ENOTSUP ? sidecarComment(path) : QByteArray();
+    return ::lsetxattr(file.constData(), attribute, comment.constData(),
+                       std::size_t(comment.size()), 0)
+           == 0;
 }
 
-void setFileComment(const QString& path, const QString& text)
+void removeComment(const QByteArray& file, CommentSidecar& sidecar)
 {
-    const QByteArray file = systemPath(path);
+    if (sidecar.remove())
+        ::lremovexattr(file.constData(), attribute);
+    else
+        setAttribute(file, QByteArray()); // hides what cannot be removed
+}
+
+} // namespace
+
+QByteArray fileComment(const QString& path, const QString& suffix)
+{
+    const QByteArray file = canonicalPath(path);
+    QByteArray value(XATTR_SIZE_MAX, Qt::Uninitialized); // one call, so no change in between
+    const auto size
+        = ::lgetxattr(file.constData(), attribute, value.data(), std::size_t(value.size()));
+    if (size >= 0)
+        return value.left(int(size));
+    return errno == ENODATA || errno == ENOTSUP || errno == ENOSYS
+               ? CommentSidecar(file, QFile::encodeName(suffix)).read()
+               : QByteArray();
+}
+
+void setFileComment(const QString& path, const QString& text, const QString& suffix)
+{
+    const QByteArray file = canonicalPath(path);
     if (::faccessat(AT_FDCWD, file.constData(), W_OK, AT_EACCESS) != 0)
         return;
     QByteArray comment = text.toUtf8();
     comment.truncate(int(qstrlen(comment.constData())));
 
-    if (comment.isEmpty()) {
-        ::removexattr(file.constData(), attribute);
-        QFile::remove(path + commentStreamSuffix);
-    } else if (::setxattr(file.constData(), attribute, comment.constData(),
-                          std::size_t(comment.size()), 0)
-               == 0) {
-        QFile::remove(path + commentStreamSuffix);
-    } else if (isNoRoomForAttribute(errno) && storeInSidecar(path, comment)) {
-        ::removexattr(file.constData(), attribute);
-    }
+    CommentSidecar sidecar(file, QFile::encodeName(suffix));
+    if (comment.isEmpty())
+        removeComment(file, sidecar);
+    else if (setAttribute(file, comment))
+        sidecar.remove();
+    else if (isNoRoomForAttribute(errno) && sidecar.replace(comment))
+        ::lremovexattr(file.constData(), attribute);
 }
 
 } // namespace kel

@@ -1,7 +1,6 @@
 #include <Quarn/platform/FileIdentity_p.h>
 
-#include <QFile>
-#include <QString>
+#include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <sys/stat.h>
 
@@ -10,7 +9,7 @@ namespace kel {
 QByteArray fileIdentity(const QString& path)
 {
     struct stat status;
-    if (::stat(QFile::encodeName(path).constData(), &status) != 0)
+    if (::stat(systemPath(path).constData(), &status) != 0)
         return QByteArray();
     return QByteArray::number(qulonglong(status.st_dev)) + ':'
            + QByteArray::number(qulonglong(status.st_ino));

@@ -1,5 +1,7 @@
 #include <Quarn/platform/FolderListing_p.h>
 
+#include <Quarn/platform/linux/SystemPath_p.h>
+
 #include <QFile>
 #include <QFileInfo>
 
@@ -40,8 +42,7 @@ std::optional<QStringList> visibleNames(const QString& folder)
     if (!info.isNativePath() || !info.isDir())
         return std::nullopt;
     const QString path = info.filePath();
-    const std::unique_ptr<DIR, CloseDirectory> directory(
-        ::opendir(QFile::encodeName(path).constData()));
+    const std::unique_ptr<DIR, CloseDirectory> directory(::opendir(systemPath(path).constData()));
     QStringList names;
     while (const dirent* entry = directory ? ::readdir(directory.get()) : nullptr) {
         if (entry->d_name[0] == '.')

@@ -2,6 +2,7 @@
 
 #include <Quarn/platform/NameOrder_p.h>
 #include <Quarn/platform/linux/FileDescriptor_p.h>
+#include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <QFile>
 
@@ -160,7 +161,7 @@ private:
 
 bool removeFolder(const QString& path)
 {
-    const QByteArray native = QFile::encodeName(path);
+    const QByteArray native = systemPath(path);
     const auto slash = native.lastIndexOf('/');
     const QByteArray name = native.mid(slash + 1);
     if (slash < 0 || name.isEmpty())

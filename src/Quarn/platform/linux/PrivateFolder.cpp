@@ -1,6 +1,6 @@
 #include <Quarn/platform/PrivateFolder_p.h>
 
-#include <QFile>
+#include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <cerrno>
 #include <sys/stat.h>
@@ -9,7 +9,7 @@ namespace kel {
 
 FolderCreation createPrivateFolder(const QString& path)
 {
-    if (::mkdir(QFile::encodeName(path).constData(), S_IRWXU) == 0)
+    if (::mkdir(systemPath(path).constData(), S_IRWXU) == 0)
         return FolderCreation::Created;
     return errno == EEXIST ? FolderCreation::Taken : FolderCreation::Failed;
 }

@@ -1,6 +1,7 @@
 #include <Quarn/platform/Trash_p.h>
 
 #include <Quarn/platform/linux/FileDescriptor_p.h>
+#include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <QDateTime>
 #include <QDir>
@@ -253,7 +254,7 @@ Outcome moveToTopTrash(const Item& item)
 
 bool moveToTrash(const QString& path)
 {
-    const std::optional<Item> item = findItem(QFile::encodeName(path));
+    const std::optional<Item> item = findItem(systemPath(path));
     if (!item)
         return false;
     Outcome outcome = moveToHomeTrash(*item);

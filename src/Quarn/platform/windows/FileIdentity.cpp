@@ -1,7 +1,6 @@
 #include <Quarn/platform/FileIdentity_p.h>
 
-#include <QDir>
-#include <QString>
+#include <Quarn/platform/windows/SystemPath_p.h>
 
 #include <windows.h>
 
@@ -9,7 +8,7 @@ namespace kel {
 
 QByteArray fileIdentity(const QString& path)
 {
-    const std::wstring name = QDir::toNativeSeparators(path).toStdWString();
+    const std::wstring name = systemPath(path);
     // Backup semantics are what lets a folder be opened.
     const HANDLE handle = ::CreateFileW(
         name.c_str(), FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,

@@ -1,5 +1,7 @@
 #include <Quarn/platform/FolderRemoval_p.h>
 
+#include <Quarn/platform/windows/SystemPath_p.h>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -29,7 +31,7 @@ FolderHandle hold(const QString& path)
     const bool network = path.startsWith(QLatin1String("//"));
     const QString native
         = network ? QStringLiteral("//?/UNC/") + path.mid(2) : QStringLiteral("//?/") + path;
-    const std::wstring name = QDir::toNativeSeparators(native).toStdWString();
+    const std::wstring name = systemPath(native);
     const HANDLE handle = ::CreateFileW(
         name.c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
         OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);

@@ -1,7 +1,6 @@
 #include <Quarn/platform/Trash_p.h>
 
-#include <QDir>
-#include <QString>
+#include <Quarn/platform/windows/SystemPath_p.h>
 
 #include <windows.h>
 
@@ -13,7 +12,10 @@ bool moveToTrash(const QString& path)
 {
     // The shell takes a list of names, each with a zero behind it and one more at the end, and
     // finds nothing under a name with forward slashes.
-    const std::wstring names = (QDir::toNativeSeparators(path) + QChar(u'\0')).toStdWString();
+    std::wstring names = systemPath(path);
+    if (names.empty())
+        return false;
+    names += L'\0';
     SHFILEOPSTRUCTW operation = {};
     operation.wFunc = FO_DELETE;
     operation.pFrom = names.c_str();

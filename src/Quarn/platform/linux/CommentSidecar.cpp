@@ -1,0 +1,155 @@
+#include <Quarn/platform/linux/CommentSidecar_p.h>
+
+#include <QRandomGenerator>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace kel {
+namespace {
+
+constexpr int smallestPiece = 65536;
+constexpr int largestComment = 1 << 30; // what fits into a QString of either Qt
+
+/**
+ * Whether \a sidecar, a file that anybody may have created, was written by somebody who may write
+ * \a file, as far as its owner tells.
+ */
+bool isGenuine(const struct stat& sidecar, const struct stat& file)
+{
+    return S_ISREG(sidecar.st_mode)
+           && (sidecar.st_uid == file.st_uid || sidecar.st_uid == 0 || sidecar.st_uid == ::geteuid()
+               || (file.st_mode & (S_IWGRP | S_IWOTH)) != 0);
+}
+
+/** Everything in \a file; nothing when a read fails, rather than the beginning. */
+QByteArray readAll(int file)
+{
+    QByteArray bytes;
+    int size = 0;
+    while (size < largestComment) {
+        if (size == bytes.size())
+            bytes.resize(std::max(2 * size, smallestPiece));
+        const auto count = ::read(file, bytes.data() + size, std::size_t(bytes.size() - size));
+        if (count == 0)
+            return bytes.left(size);
+        if (count > 0)
+            size += int(count);
+        else if (errno != EINTR)
+            break;
+    }
+    return QByteArray();
+}
+
+bool writeAll(int file, const QByteArray& bytes)
+{
+    const char* next = bytes.constData();
+    const char* const end = next + bytes.size();
+    while (next < end) {
+        const auto count = ::write(file, next, std::size_t(end - next));
+        if (count > 0)
+            next += count;
+        else if (count == 0 || errno != EINTR)
+            return false;
+    }
+    return true;
+}
+
+/**
+ * Gives \a sidecar the owner of \a file and the same permissions to read and write, or fewer where
+ * the caller or the file system cannot do that.
+ */
+void shareAs(const struct stat& file, int sidecar)
+{
+    const bool ofItsGroup = ::fchown(sidecar, file.st_uid, file.st_gid) == 0
+                            || ::fchown(sidecar, uid_t(-1), file.st_gid) == 0;
+    ::fchmod(sidecar, file.st_mode & (ofItsGroup ? 0666 : 0606)); // another group isn't let in
+}
+
+} // namespace
+
+CommentSidecar::CommentSidecar(const QByteArray& file, const QByteArray& suffix)
+{
+    const auto slash = file.lastIndexOf('/');
+    m_file = file.mid(slash + 1);
+    if (m_file.isEmpty())
+        return;
+    m_folder = FileDescriptor(
+        ::open(file.left(slash + 1).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    m_names = {m_file + suffix, m_file + QByteArray(suffix).replace(':', ';')};
+}
+
+QByteArray CommentSidecar::read() const
+{
+    struct stat file;
+    struct stat sidecar;
+    if (!statusOfFile(file))
+        return QByteArray();
+    for (const QByteArray& name : m_names) {
+        // A pipe would block.
+        const FileDescriptor opened(
+            ::openat(m_folder.get(), name.constData(),
+                     O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+        if (opened.isOpen() && ::fstat(opened.get(), &sidecar) == 0 && isGenuine(sidecar, file))
+            return readAll(opened.get());
+    }
+    return QByteArray();
+}
+
+bool CommentSidecar::replace(const QByteArray& comment)
+{
+    struct stat file;
+    const QByteArray temporary
+        = ".comment-" + QByteArray::number(QRandomGenerator::system()->generate64(), 16);
+    if (!statusOfFile(file))
+        return false;
+    FileDescriptor opened(::openat(m_folder.get(), temporary.constData(),
+                                   O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                                   S_IRUSR | S_IWUSR));
+    if (!opened.isOpen())
+        return false;
+    shareAs(file, opened.get());
+    // Some file systems tell of a full disk only when the bytes go there, or at the closing.
+    const bool written = writeAll(opened.get(), comment) && ::fsync(opened.get()) == 0
+                         && ::close(opened.release()) == 0;
+    const bool published = written && publish(temporary);
+    if (!published)
+        ::unlinkat(m_folder.get(), temporary.constData(), 0);
+    return published;
+}
+
+bool CommentSidecar::remove()
+{
+    bool removed = true;
+    for (const QByteArray& name : m_names) {
+        if (::unlinkat(m_folder.get(), name.constData(), 0) != 0 && errno != ENOENT
+            && errno != EINVAL) // a name that the file system refuses
+            removed = false;
+    }
+    return removed;
+}
+
+bool CommentSidecar::statusOfFile(struct stat& status) const
+{
+    return ::fstatat(m_folder.get(), m_file.constData(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+/** Each file system has its own error for a name that it refuses, but none has such an entry. */
+bool CommentSidecar::publish(const QByteArray& temporary)
+{
+    const int folder = m_folder.get();
+    const char* const usual = m_names[0].constData();
+    const char* const other = m_names[1].constData();
+    struct stat ignored;
+    if (::renameat(folder, temporary.constData(), folder, usual) == 0) {
+        ::unlinkat(folder, other, 0);
+        return true;
+    }
+    return ::fstatat(folder, usual, &ignored, AT_SYMLINK_NOFOLLOW) != 0
+           && ::renameat(folder, temporary.constData(), folder, other) == 0;
+}
+
+} // namespace kel

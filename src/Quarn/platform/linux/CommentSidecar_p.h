@@ -1,0 +1,46 @@
+#ifndef QUARN_PLATFORM_LINUX_COMMENTSIDECAR_P_H
+#define QUARN_PLATFORM_LINUX_COMMENTSIDECAR_P_H
+
+#include <Quarn/platform/linux/FileDescriptor_p.h>
+
+#include <QByteArray>
+
+#include <array>
+
+struct stat;
+
+namespace kel {
+
+/**
+ * The file beside another one that keeps the comment of that. It is called as the file with a
+ * suffix, or, where the file system refuses colons, with semicolons in their place.
+ *
+ * The folder may belong to everybody: all is done by names in the opened folder, no link is
+ * followed, and what others have put there is not taken for a comment.
+ */
+class CommentSidecar
+{
+public:
+    /** \a file is an absolute path without links. The root has no sidecar. */
+    CommentSidecar(const QByteArray& file, const QByteArray& suffix);
+
+    /** The comment; empty when there is none or it cannot be read to its end. */
+    QByteArray read() const;
+
+    /** Puts \a comment in the place of a former one, which stays when that fails. */
+    bool replace(const QByteArray& comment);
+
+    /** \return whether there is none any more */
+    bool remove();
+
+private:
+    bool statusOfFile(struct stat& status) const;
+    bool publish(const QByteArray& temporary);
+
+    FileDescriptor m_folder;
+    QByteArray m_file; ///< its name in the folder
+    std::array<QByteArray, 2> m_names; ///< of the sidecar: the usual one, and the one for FAT
+};
+
+} // namespace kel
+#endif

@@ -1,0 +1,17 @@
+#ifndef QUARN_PLATFORM_WINDOWS_SYSTEMPATH_P_H
+#define QUARN_PLATFORM_WINDOWS_SYSTEMPATH_P_H
+
+#include <string>
+
+class QString;
+
+namespace kel {
+
+/**
+ * \a path for the system, with backslashes; empty, which names nothing, for one that has no such
+ * form.
+ */
+std::wstring systemPath(const QString& path);
+
+} // namespace kel
+#endif
