@@ -101,72 +101,89 @@ private Q_SLOTS:
 
     void leavesWhatItCannotMove()
     {
-        const auto leaves
-            = [this](const char* item, const Entries& before, const QString& ending = {}) {
-                  init();
-                  createEntries(m_root, before);
-                  const bool moved = FileUtils::moveToTrash(QFileInfo(m_folder->at(item) + ending));
-                  const Entries after = entriesOf(m_root);
-                  return !moved && trashed("info").isEmpty()
-                         && std::all_of(before.begin(), before.end(), [&](const QByteArray& entry) {
-                                return after.contains(entry.split('>').first());
-                            });
-              };
-        QVERIFY2(leaves("f", {"data/home/Trash/files", "f"}), "no folder for the files");
-        QVERIFY2(leaves("f", {"x/", "data/home/Trash/files>../../../x", "f"}), "files are a link");
-        QVERIFY2(leaves("data", {"data/home/Trash/files/"}), "the home of the trash");
-        QVERIFY2(leaves("f", {"x"}), "nothing there");
-        QVERIFY2(leaves("f", {"f"}, QChar(QChar::Null) + QStringLiteral("x")), "zero character");
+        const QString zero = QChar(QChar::Null) + QStringLiteral("x");
+        const std::tuple<const char*, QString, Entries> rows[]
+            = {{"f", {}, {"data/home/Trash/files", "f"}}, // no folder for the files
+               {"f", {}, {"data/home/Trash/files>../../../x", "f", "x/"}},
+               {"data", {}, {"data/home/Trash/files/"}}, // the trash itself
+               {"data", {}, {"data/"}}, // where it would be made
+               {"f", zero, {"f"}},
+               {"f", {}, {"x"}}};
+        for (const auto& [item, ending, before] : rows) {
+            init();
+            createEntries(m_root, before);
+            QVERIFY(!FileUtils::moveToTrash(QFileInfo(m_folder->at(item) + ending)));
+            Entries left;
+            for (const QByteArray& entry : before)
+                left << entry.split('>').first();
+            QCOMPARE(entriesOf(m_root), left);
+        }
     }
 
-    void staysOnTheFileSystem_data()
+    void isTheUsersTrash()
     {
-        QTest::addColumn<Entries>("before");
-        QTest::addColumn<int>("sharedMode");
-        QTest::addColumn<QByteArray>("trash");
-        const QByteArray user = QByteArray::number(::geteuid());
-        const QByteArray own = ".Trash-" + user;
-        QTest::newRow("own folder") << Entries{} << 0 << own;
-        QTest::newRow("shared folder") << Entries{".Trash/"} << 01777 << ".Trash/" + user;
-        QTest::newRow("shared folder not sticky") << Entries{".Trash/"} << 0777 << own;
-        QTest::newRow("shared folder is a link") << Entries{"x/", ".Trash>x"} << 01777 << own;
-        QTest::newRow("neither") << Entries{own} << 0 << QByteArray();
+        const QByteArray home = qgetenv("HOME");
+        qputenv("HOME", m_root);
+        qputenv("XDG_DATA_HOME", "data/home"); // not valid: it is relative
+        createEntries(m_root, {"f"});
+        const bool moved = FileUtils::moveToTrash(QFileInfo(m_folder->at("f")));
+        const QDir trash = FileUtils::userTrash();
+        qputenv("HOME", home);
+        QVERIFY(moved && trash.exists(QStringLiteral("f")));
+        QCOMPARE(trash.path(), m_folder->at(".local/share/Trash/files"));
     }
 
     void staysOnTheFileSystem()
     {
-        QFETCH(Entries, before);
-        QFETCH(int, sharedMode);
-        QFETCH(QByteArray, trash);
-        createEntries(m_root, {"mount/"});
-        const auto run = [&]() noexcept {
-            const QByteArray mount = m_root + "/mount";
-            if (!mountOwn(mount))
-                return 4;
-            createEntries(mount, before + Entries{"a b/f"});
-            ::chmod(mount + "/.Trash", mode_t(sharedMode));
-            const bool moved = FileUtils::moveToTrash(QFileInfo(m_folder->at("mount/a b/f")));
-            const QByteArray recorded
-                = recordedPath(m_folder->at("mount/" + trash), QStringLiteral("f"));
-            return entriesOf(mount).contains("a b/f") == moved ? 2
-                   : recorded == (moved ? "a b/f" : "")        ? int(moved)
-                                                               : 3;
-        };
-        const pid_t child = ::fork();
-        if (child == 0)
-            ::_exit(run());
-        int status = -1;
-        ::waitpid(child, &status, 0);
-        QVERIFY(WIFEXITED(status));
-        if (WEXITSTATUS(status) == 4)
-            QSKIP("Only the administrator may mount a file system here", );
-        QCOMPARE(WEXITSTATUS(status), trash.isEmpty() ? 0 : 1);
-        QVERIFY(trashed("files").isEmpty());
+        const QByteArray user = QByteArray::number(::geteuid());
+        const QByteArray own = ".Trash-" + user;
+        // What is there, the mode of ".Trash", what is moved, to which trash, if to any.
+        const std::tuple<Entries, mode_t, const char*, QByteArray> rows[]
+            = {{{"a b/f"}, 0, "a b/f", own},
+               {{".Trash/", "a b/f"}, 01777, "a b/f", ".Trash/" + user},
+               {{".Trash/", "a b/f"}, 0777, "a b/f", own},
+               {{".Trash>x", "a b/f", "x/"}, 01777, "a b/f", own},
+               {{own, "a b/f"}, 0, "a b/f", ""},
+               {{".Trash/", "f"}, 01777, ".Trash", ""}};
+        for (const auto& [before, mode, item, trash] : rows) {
+            init();
+            createEntries(m_root, {"mount/"});
+            const pid_t child = ::fork();
+            if (child == 0)
+                ::_exit(moveOnOwnMount(before, mode, item, trash));
+            int status = -1;
+            ::waitpid(child, &status, 0);
+            QVERIFY(WIFEXITED(status));
+            if (WEXITSTATUS(status) == 4)
+                QSKIP("Only the administrator may mount a file system here", );
+            QCOMPARE(WEXITSTATUS(status), 0);
+            QVERIFY(entriesOf(m_root) == Entries{"mount/"});
+        }
     }
 
     void cleanup() { qunsetenv("XDG_DATA_HOME"); }
 
 private:
+    /** 0 when \a item went to \a trash, or stayed and nothing else came where that is empty. */
+    int moveOnOwnMount(const Entries& before, mode_t sharedMode, const char* item,
+                       const QByteArray& trash) const noexcept
+    {
+        const QByteArray mount = m_root + "/mount";
+        if (!mountOwn(mount))
+            return 4;
+        createEntries(mount, before);
+        ::chmod(mount + "/.Trash", sharedMode);
+        const Entries there = entriesOf(mount);
+        const QString path = m_folder->at("mount/") + QString::fromUtf8(item);
+        if (FileUtils::moveToTrash(QFileInfo(path)) == trash.isEmpty())
+            return 1;
+        if (trash.isEmpty())
+            return entriesOf(mount) == there ? 0 : 2;
+        const QByteArray recorded
+            = recordedPath(m_folder->at("mount/" + trash), QFileInfo(path).fileName());
+        return recorded == item && !QFileInfo::exists(path) ? 0 : 3;
+    }
+
     QString trash() const { return m_folder->at("data/home/Trash/"); }
     QStringList trashed(const char* part) const
     {
