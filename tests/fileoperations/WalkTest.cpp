@@ -7,6 +7,8 @@
 #include <QBuffer>
 #include <QTest>
 
+#include <tuple>
+
 using namespace kel;
 
 /** The walks through a tree: sizes added up, files collected. */
@@ -39,31 +41,36 @@ private Q_SLOTS:
 
     void findsFiles()
     {
+        const QDir::SortFlags ignoringCase = QDir::Name | QDir::IgnoreCase;
+        const std::tuple<const char*, bool, QDir::SortFlags, const char*> rows[]
+            = {{"*.jpg;;*.png;;", true, QDir::Name,
+                "a.jpg m/b.jpg m/k/c.png m/k/n/o.jpg m/k/n/y/z.png m/l.jpg x.png"},
+               {"*.jpg;;*.png;;", true, QDir::Name | QDir::Reversed,
+                "x.png n/y/z.png n/o.jpg m/l.jpg m/k/c.png m/b.jpg a.jpg"},
+               {"*.jpg;;*.png;;", true, QDir::Name | QDir::DirsFirst,
+                "m/k/n/y/z.png m/k/n/o.jpg m/k/c.png m/b.jpg m/l.jpg a.jpg x.png"},
+               {"*.jpg;;*.png;;", false, QDir::Name, "a.jpg x.png"},
+               {"", true, QDir::Name,
+                "a.jpg m/D.JPEG m/b.jpg m/c.jpeg m/k/c.png m/k/n/o.jpg m/k/n/y/z.png m/l.jpg "
+                "m/\u00c4.jpeg "
+                "n.txt p.jpg/q.txt x.png"},
+               {"*.jpeg", true, QDir::NoSort, "m/c.jpeg m/D.JPEG m/\u00c4.jpeg"},
+               {"*.jpeg", true, ignoringCase, "m/c.jpeg m/D.JPEG m/\u00c4.jpeg"}};
         const TemporaryFolder folder;
-        createEntries(folder.root(), {"a.jpg", ".h.jpg", "m/b.jpg", "m/k/c.png", "m/k/up>../..",
-                                      "m/l.jpg", "n.txt", "p.jpg/q.txt", "x.png", "y>x/nowhere"});
-        const QDir top(folder.path());
-        const auto found = [&](const char* patterns, bool recursive, QDir::SortFlags sort) {
+        createEntries(folder.root(),
+                      {"t/a.jpg", "t/.h.jpg", "t/l>m", "t/m/b.jpg", "t/m/k/c.png", "t/m/k/up>../..",
+                       "t/m/k/n>../../../x", "t/m/l.jpg", "t/m/D.JPEG", "t/m/c.jpeg",
+                       "t/m/\u00c4.jpeg", "t/n>../x", "t/n.txt", "t/p.jpg/q.txt", "t/x.png",
+                       "t/y>x/nowhere", "x/o.jpg", "x/y>../z", "z/z.png"});
+        const QDir top(folder.at("t"));
+        for (const auto& [patterns, recursive, sort, expected] : rows) {
             QStringList names;
             const QList<QFileInfo> files
                 = FileUtils::findFiles(top, QString::fromLatin1(patterns), recursive, sort);
             for (const QFileInfo& file : files)
                 names << top.relativeFilePath(file.absoluteFilePath());
-            return names.join(QLatin1Char(' ')).toLatin1();
-        };
-        const char* const pictures = "*.jpg;;*.png;;";
-        QCOMPARE(found(pictures, true, QDir::Name), "a.jpg m/b.jpg m/k/c.png m/l.jpg x.png");
-        QCOMPARE(found(pictures, true, QDir::Name | QDir::Reversed),
-                 "x.png m/l.jpg m/k/c.png m/b.jpg a.jpg");
-        QCOMPARE(found(pictures, true, QDir::Name | QDir::DirsFirst),
-                 "m/k/c.png m/b.jpg m/l.jpg a.jpg x.png");
-        QCOMPARE(found(pictures, false, QDir::Name), "a.jpg x.png");
-        QCOMPARE(found("", true, QDir::Name),
-                 "a.jpg m/b.jpg m/k/c.png m/l.jpg n.txt p.jpg/q.txt x.png");
-        createEntries(folder.root(), {"m/C.JPG", "m/A\u00c4.jpg", "m/d.jp"});
-        for (const QDir::SortFlags sort :
-             {QDir::SortFlags(QDir::NoSort), QDir::Name | QDir::IgnoreCase})
-            QCOMPARE(found("*.jpg", true, sort), "a.jpg m/A\xc4.jpg m/b.jpg m/C.JPG m/l.jpg");
+            QCOMPARE(names.join(QLatin1Char(' ')), QString::fromUtf8(expected));
+        }
     }
 
     /** The system reads a path up to a zero character; what stands in front is not meant. */
