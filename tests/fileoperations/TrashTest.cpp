@@ -55,7 +55,7 @@ private Q_SLOTS:
             init();
             createEntries(m_root + "/a b", {entry});
             const QByteArray name = entry.split('/').first().split('>').first();
-            QVERIFY2(FileUtils::moveToTrash(QFileInfo(m_folder->at("a b/" + name))), entry);
+            QVERIFY2(moveToTrash("a b/" + name), entry);
             const Entries trashed = entriesOf(m_trash + "/files");
             QVERIFY2(entriesOf(m_root + "/a b").isEmpty() && trashed.size() == 1, entry);
             const QByteArray trashName = trashed.first().split('/').first();
@@ -77,12 +77,11 @@ private Q_SLOTS:
         createEntries(m_trash, {"files/f.txt"});
         std::list<Thread> threads;
         for (int i = 0; i < 8; ++i) {
-            threads
-                .emplace_back([this, i] {
-                    for (int file = i; file < files; file += 8)
-                        FileUtils::moveToTrash(QFileInfo(m_folder->at("from/%1/f.txt").arg(file)));
-                })
-                .start();
+            Thread& thread = threads.emplace_back([this, i] {
+                for (int file = i; file < files; file += 8)
+                    moveToTrash("from/" + QByteArray::number(file) + "/f.txt");
+            });
+            thread.start();
         }
         threads.clear(); // waits for all
         QSet<QByteArray> recorded;
@@ -103,8 +102,7 @@ private Q_SLOTS:
             init();
             createEntries(m_root, before);
             const Entries there = entriesOf(m_root);
-            const QFileInfo info(m_folder->filePath(QString::fromLatin1(item)));
-            QVERIFY(!FileUtils::moveToTrash(info));
+            QVERIFY(!moveToTrash(item));
             QCOMPARE(entriesOf(m_root), there);
         }
         QVERIFY(!FileUtils::moveToTrash(QFileInfo(m_folder->at("f") + QChar(QChar::Null))));
@@ -114,8 +112,7 @@ private Q_SLOTS:
     {
         qputenv("XDG_DATA_HOME", "data/home"); // not valid: it is relative
         createEntries(m_root, {"f"});
-        QVERIFY(FileUtils::moveToTrash(QFileInfo(m_folder->at("f"))));
-        QVERIFY(FileUtils::userTrash().exists(QStringLiteral("f")));
+        QVERIFY(moveToTrash("f") && FileUtils::userTrash().exists(QStringLiteral("f")));
         QCOMPARE(FileUtils::userTrash().path(), m_folder->at(".local/share/Trash/files"));
     }
 
@@ -124,12 +121,11 @@ private Q_SLOTS:
         if (::unshare(CLONE_NEWNS) != 0
             || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
             QSKIP("Only the administrator may mount a file system here", );
-        const QByteArray user = QByteArray::number(::geteuid());
-        const QByteArray own = ".Trash-" + user;
+        const QByteArray own = ".Trash-" + QByteArray::number(::geteuid());
         // What is there, the mode of ".Trash", what is moved, to which trash, if to any.
         const std::tuple<Entries, mode_t, QByteArray, QByteArray> rows[]
             = {{{"a b/f"}, 0, "a b/f", own},
-               {{".Trash/", "a b/f"}, 01777, "a b/f", ".Trash/" + user},
+               {{".Trash/", "a b/f"}, 01777, "a b/f", ".Trash/" + own.mid(7)},
                {{".Trash/", "a b/f"}, 0777, "a b/f", own},
                {{".Trash>x", "a b/f", "x/"}, 01777, "a b/f", own},
                {{own, "a b/f"}, 0, "a b/f", ""},
@@ -142,9 +138,8 @@ private Q_SLOTS:
             createEntries(mount, before);
             ::chmod(mount + ".Trash", mode);
             const Entries there = entriesOf(mount);
-            const bool moved = FileUtils::moveToTrash(QFileInfo(m_folder->at("mount/" + item)));
-            QCOMPARE(moved, !trash.isEmpty());
-            QVERIFY(moved || entriesOf(mount) == there);
+            const bool moved = moveToTrash("mount/" + item);
+            QVERIFY(moved != trash.isEmpty() && (moved || entriesOf(mount) == there));
             QCOMPARE(recordedPath(mount + trash, item.split('/').last()), moved ? item : "");
             ::umount2(mount, MNT_DETACH);
             QCOMPARE(entriesOf(m_root), Entries{"mount/"});
@@ -152,6 +147,11 @@ private Q_SLOTS:
     }
 
 private:
+    bool moveToTrash(const QByteArray& name) const
+    {
+        return FileUtils::moveToTrash(QFileInfo(m_folder->filePath(QString::fromUtf8(name))));
+    }
+
     std::unique_ptr<TemporaryFolder> m_folder;
     QByteArray m_root;
     QByteArray m_trash;
