@@ -176,8 +176,9 @@ void addErase(int files)
     contender(qt, [](const std::string& path) {
         QDir(QString::fromStdString(path)).removeRecursively();
     });
-    contender(quarn,
-              [](const std::string& path) { kel::FileUtils::erase(QString::fromStdString(path)); });
+    contender(quarn, [](const std::string& path) {
+        return kel::FileUtils::erase(QString::fromStdString(path));
+    });
 }
 
 } // namespace

@@ -1,43 +1,33 @@
 #include "support/Entries.h"
 #include "support/TemporaryFolder.h"
+#include "support/Thread.h"
 
 #include <Quarn/fileutils/FileUtils.h>
 
 #include <QDateTime>
+#include <QSettings>
 #include <QTest>
 
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <future>
-#include <vector>
+#include <list>
+#include <tuple>
 
 using namespace kel;
 
 namespace {
 
 /** What a trash recorded under \a name as the place of the item. */
-QByteArray recordedPath(const QString& trash, const QString& name)
+QByteArray recordedPath(const QByteArray& trash, const QByteArray& name)
 {
-    QFile file(trash + QStringLiteral("/info/") + name + QStringLiteral(".trashinfo"));
-    file.open(QIODevice::ReadOnly);
-    const QList<QByteArray> lines = file.readAll().split('\n');
-    if (lines.size() != 4 || lines[0] != "[Trash Info]" || !lines[1].startsWith("Path="))
-        return QByteArray();
-    const auto date = QDateTime::fromString(QString::fromLatin1(lines[2]),
-                                            QStringLiteral("'DeletionDate='yyyy-MM-ddThh:mm:ss"));
-    const qint64 age = date.secsTo(QDateTime::currentDateTime());
-    return age >= 0 && age < 60 ? QByteArray::fromPercentEncoding(lines[1].mid(5)) : QByteArray();
-}
-
-/** Mounts a file system that only this process sees. */
-bool mountOwn(const QByteArray& folder)
-{
-    return ::unshare(CLONE_NEWNS) == 0
-           && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0
-           && ::mount("none", folder, "tmpfs", 0, nullptr) == 0;
+    const QSettings info(QFile::decodeName(trash + "/info/" + name + ".trashinfo"),
+                         QSettings::IniFormat);
+    const auto date = info.value(QStringLiteral("Trash Info/DeletionDate")).toDateTime();
+    const auto now = QDateTime::currentDateTime();
+    const QByteArray path = info.value(QStringLiteral("Trash Info/Path")).toByteArray();
+    return date <= now && date.addSecs(60) > now ? QByteArray::fromPercentEncoding(path) : "";
 }
 
 } // namespace
@@ -52,6 +42,8 @@ private Q_SLOTS:
     {
         m_folder = std::make_unique<TemporaryFolder>();
         m_root = m_folder->root();
+        m_trash = m_root + "/data/home/Trash";
+        qputenv("HOME", m_root);
         qputenv("XDG_DATA_HOME", m_root + "/data/home");
     }
 
@@ -63,119 +55,106 @@ private Q_SLOTS:
             init();
             createEntries(m_root + "/a b", {entry});
             const QByteArray name = entry.split('/').first().split('>').first();
-            QVERIFY2(FileUtils::moveToTrash(QFileInfo(m_folder->at("a b/" + name))), entry);
-            const QStringList names = trashed("files");
-            QVERIFY2(entriesOf(m_root + "/a b").isEmpty() && names.size() == 1, entry);
-            QVERIFY(name.size() > 245 || QFile::encodeName(names.first()) == name);
-            QCOMPARE(recordedPath(trash(), names.first()), m_root + "/a b/" + name);
-            for (const char* const folder : {"/data", "/data/home", "/data/home/Trash/files"}) {
-                struct stat status;
-                QVERIFY(::stat(m_root + folder, &status) == 0 && (status.st_mode & 07777) == 0700);
+            QVERIFY2(moveToTrash("a b/" + name), entry);
+            const Entries trashed = entriesOf(m_trash + "/files");
+            QVERIFY2(entriesOf(m_root + "/a b").isEmpty() && trashed.size() == 1, entry);
+            const QByteArray trashName = trashed.first().split('/').first();
+            QVERIFY(name.size() > 245 || trashName == name);
+            QCOMPARE(recordedPath(m_trash, trashName), m_root + "/a b/" + name);
+            for (const char* const made : {"/data", "/data/home", "/data/home/Trash/files"}) {
+                const auto status = std::filesystem::status((m_root + made).toStdString());
+                QVERIFY(status.permissions() == std::filesystem::perms::owner_all);
             }
         }
     }
 
     void keepsItemsOfOneNameApart()
     {
-        constexpr int threads = 8;
-        constexpr int files = 25;
-        for (int i = 0; i < threads * files; ++i)
+        constexpr int files = 200;
+        for (int i = 0; i < files; ++i)
             createEntries(m_root + "/from", {QByteArray::number(i) + "/f.txt"});
         // Somebody's file without an entry of its own must not be overwritten either.
-        createEntries(m_root, {"data/home/Trash/files/f.txt"});
-        std::vector<std::future<void>> running;
-        for (int i = 0; i < threads; ++i) {
-            running.push_back(std::async(std::launch::async, [this, i] {
-                for (int j = i * files; j < (i + 1) * files; ++j)
-                    FileUtils::moveToTrash(QFileInfo(m_folder->at("from/%1/f.txt").arg(j)));
-            }));
+        createEntries(m_trash, {"files/f.txt"});
+        std::list<Thread> threads;
+        for (int i = 0; i < 8; ++i) {
+            Thread& thread = threads.emplace_back([this, i] {
+                for (int file = i; file < files; file += 8)
+                    moveToTrash("from/" + QByteArray::number(file) + "/f.txt");
+            });
+            thread.start();
         }
-        running.clear(); // waits for all
+        threads.clear(); // waits for all
         QSet<QByteArray> recorded;
-        const QStringList names = trashed("files");
-        for (const QString& name : names)
-            recorded.insert(recordedPath(trash(), name));
-        QCOMPARE(names.size(), threads * files + 1);
-        QCOMPARE(recorded.size(), threads * files + 1); // with an empty one
+        for (const QByteArray& name : entriesOf(m_trash + "/files"))
+            recorded.insert(recordedPath(m_trash, name));
+        QCOMPARE(recorded.size(), files + 1); // with an empty one
     }
 
     void leavesWhatItCannotMove()
     {
-        const auto leaves
-            = [this](const char* item, const Entries& before, const QString& ending = {}) {
-                  init();
-                  createEntries(m_root, before);
-                  const bool moved = FileUtils::moveToTrash(QFileInfo(m_folder->at(item) + ending));
-                  const Entries after = entriesOf(m_root);
-                  return !moved && trashed("info").isEmpty()
-                         && std::all_of(before.begin(), before.end(), [&](const QByteArray& entry) {
-                                return after.contains(entry.split('>').first());
-                            });
-              };
-        QVERIFY2(leaves("f", {"data/home/Trash/files", "f"}), "no folder for the files");
-        QVERIFY2(leaves("f", {"x/", "data/home/Trash/files>../../../x", "f"}), "files are a link");
-        QVERIFY2(leaves("data", {"data/home/Trash/files/"}), "the home of the trash");
-        QVERIFY2(leaves("f", {"x"}), "nothing there");
-        QVERIFY2(leaves("f", {"f"}, QChar(QChar::Null) + QStringLiteral("x")), "zero character");
+        const std::tuple<QByteArray, Entries> rows[]
+            = {{"f", {"data/home/Trash/files", "f"}}, // no folder for the files
+               {"f", {"x/", "data/home/Trash/files>../../../x", "f"}},
+               {"data", {"data/home/Trash/files/"}}, // the trash itself
+               {"f", {"x"}},
+               {"data", {"data/", "f"}}}; // where the trash would be made
+        for (const auto& [item, before] : rows) {
+            init();
+            createEntries(m_root, before);
+            const Entries there = entriesOf(m_root);
+            QVERIFY(!moveToTrash(item));
+            QCOMPARE(entriesOf(m_root), there);
+        }
+        QVERIFY(!FileUtils::moveToTrash(QFileInfo(m_folder->at("f") + QChar(QChar::Null))));
     }
 
-    void staysOnTheFileSystem_data()
+    void isTheUsersTrash()
     {
-        QTest::addColumn<Entries>("before");
-        QTest::addColumn<int>("sharedMode");
-        QTest::addColumn<QByteArray>("trash");
-        const QByteArray user = QByteArray::number(::geteuid());
-        const QByteArray own = ".Trash-" + user;
-        QTest::newRow("own folder") << Entries{} << 0 << own;
-        QTest::newRow("shared folder") << Entries{".Trash/"} << 01777 << ".Trash/" + user;
-        QTest::newRow("shared folder not sticky") << Entries{".Trash/"} << 0777 << own;
-        QTest::newRow("shared folder is a link") << Entries{"x/", ".Trash>x"} << 01777 << own;
-        QTest::newRow("neither") << Entries{own} << 0 << QByteArray();
+        qputenv("XDG_DATA_HOME", "data/home"); // not valid: it is relative
+        createEntries(m_root, {"f"});
+        QVERIFY(moveToTrash("f") && FileUtils::userTrash().exists(QStringLiteral("f")));
+        QCOMPARE(FileUtils::userTrash().path(), m_folder->at(".local/share/Trash/files"));
     }
 
     void staysOnTheFileSystem()
     {
-        QFETCH(Entries, before);
-        QFETCH(int, sharedMode);
-        QFETCH(QByteArray, trash);
-        createEntries(m_root, {"mount/"});
-        const auto run = [&]() noexcept {
-            const QByteArray mount = m_root + "/mount";
-            if (!mountOwn(mount))
-                return 4;
-            createEntries(mount, before + Entries{"a b/f"});
-            ::chmod(mount + "/.Trash", mode_t(sharedMode));
-            const bool moved = FileUtils::moveToTrash(QFileInfo(m_folder->at("mount/a b/f")));
-            const QByteArray recorded
-                = recordedPath(m_folder->at("mount/" + trash), QStringLiteral("f"));
-            return entriesOf(mount).contains("a b/f") == moved ? 2
-                   : recorded == (moved ? "a b/f" : "")        ? int(moved)
-                                                               : 3;
-        };
-        const pid_t child = ::fork();
-        if (child == 0)
-            ::_exit(run());
-        int status = -1;
-        ::waitpid(child, &status, 0);
-        QVERIFY(WIFEXITED(status));
-        if (WEXITSTATUS(status) == 4)
+        if (::unshare(CLONE_NEWNS) != 0
+            || ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
             QSKIP("Only the administrator may mount a file system here", );
-        QCOMPARE(WEXITSTATUS(status), trash.isEmpty() ? 0 : 1);
-        QVERIFY(trashed("files").isEmpty());
+        const QByteArray own = ".Trash-" + QByteArray::number(::geteuid());
+        // What is there, the mode of ".Trash", what is moved, to which trash, if to any.
+        const std::tuple<Entries, mode_t, QByteArray, QByteArray> rows[]
+            = {{{"a b/f"}, 0, "a b/f", own},
+               {{".Trash/", "a b/f"}, 01777, "a b/f", ".Trash/" + own.mid(7)},
+               {{".Trash/", "a b/f"}, 0777, "a b/f", own},
+               {{".Trash>x", "a b/f", "x/"}, 01777, "a b/f", own},
+               {{own, "a b/f"}, 0, "a b/f", ""},
+               {{".Trash/", "f"}, 01777, ".Trash", ""}};
+        for (const auto& [before, mode, item, trash] : rows) {
+            init();
+            createEntries(m_root, {"mount/"});
+            const QByteArray mount = m_root + "/mount/";
+            QCOMPARE(::mount("none", mount, "tmpfs", 0, nullptr), 0);
+            createEntries(mount, before);
+            ::chmod(mount + ".Trash", mode);
+            const Entries there = entriesOf(mount);
+            const bool moved = moveToTrash("mount/" + item);
+            QVERIFY(moved != trash.isEmpty() && (moved || entriesOf(mount) == there));
+            QCOMPARE(recordedPath(mount + trash, item.split('/').last()), moved ? item : "");
+            ::umount2(mount, MNT_DETACH);
+            QCOMPARE(entriesOf(m_root), Entries{"mount/"});
+        }
     }
 
-    void cleanup() { qunsetenv("XDG_DATA_HOME"); }
-
 private:
-    QString trash() const { return m_folder->at("data/home/Trash/"); }
-    QStringList trashed(const char* part) const
+    bool moveToTrash(const QByteArray& name) const
     {
-        return QDir(trash() + QString::fromLatin1(part))
-            .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+        return FileUtils::moveToTrash(QFileInfo(m_folder->filePath(QString::fromUtf8(name))));
     }
 
     std::unique_ptr<TemporaryFolder> m_folder;
     QByteArray m_root;
+    QByteArray m_trash;
 };
 
 QTEST_GUILESS_MAIN(TrashTest)

@@ -44,6 +44,10 @@ namespace kel {
  * readText(), equalsText(), readBytes(), writeBytes(), fileMustExist() and dirMustExist() throw a
  * FileException, or an IOException for a text stream's bad status. Nothing else throws.
  *
+ * \par Paths
+ * A path with a zero character, at which the system would cut it short, names nothing: what stands
+ * in front of that is neither read nor changed.
+ *
  * \par Text
  * readText(), equalsText() and copyText() leave the choice of the encoding to QTextStream: Qt 6
  * takes UTF-8, Qt 5 the locale's encoding; both notice UTF-16 and UTF-32 by a byte order mark.
@@ -113,7 +117,8 @@ public:
 
     /** \name Special and temporary folders
      *  Where the system does not know a folder of the user, the answer is the home folder. A folder
-     *  that is answered need not exist. */
+     *  that is answered need not exist. On Linux a relative path that is set for one in the
+     *  environment, which is not valid, counts as not set. */
     ///@{
 
     /** "Desktop" in the home folder when there is one, else the home folder. */
@@ -128,7 +133,11 @@ public:
     /** Linux: the documents folder of user-dirs.dirs, mostly ~/Documents in the user's language. */
     static QDir userDocumentsDir();
 
-    /** The recycle bin; Linux: the files folder of the home trash. */
+    /**
+     * The recycle bin; Linux: the files folder of the trash in the home, where moveToTrash() puts
+     * what lies on the same file system. What gets there by other means comes without the note of
+     * where it was.
+     */
     static QDir userTrash();
 
     /**
@@ -211,9 +220,12 @@ public:
      * go in the order of their names, letter case ignored, and the first that cannot be deleted
      * ends it. The entry is looked at afresh, whatever \a info remembers of it.
      *
+     * **After false a folder may be partly emptied, and what is gone does not come back.** Use
+     * moveToTrash() for what a user may want again. This blocks until all is deleted.
+     *
      * | At the path                                    | Result                                  |
      * |------------------------------------------------|-----------------------------------------|
-     * | a file                                         | true when it is gone                    |
+     * | a file                                         | true when it was deleted                |
      * | a link to a file                               | true when the link is gone; file stays  |
      * | a folder                                       | true when everything is gone            |
      * | a folder holding a link, pipe, socket, device  | false; the other entries there are gone |
@@ -222,23 +234,29 @@ public:
      *
      * Links are never followed, not even one that somebody puts in the place of a folder meanwhile.
      * On Windows shortcuts and system files count as links do here. In the path of a folder "." and
-     * ".." are resolved as text, as QDir does it. After false a folder may be partly emptied.
+     * ".." are resolved as text, as QDir does it. A tree may be of any depth.
+     *
+     * What somebody else deletes in the folder meanwhile counts as gone, so that of two who erase
+     * one folder both finish. What somebody else creates meanwhile stays, and the result is false.
      */
-    static bool erase(const QFileInfo& info);
-    static bool erase(const QString& path);
+    [[nodiscard]] static bool erase(const QFileInfo& info);
+    [[nodiscard]] static bool erase(const QString& path);
 
     /**
      * Moves a file or folder to the recycle bin or trash, where the user can restore it; of a link
      * the link itself. What cannot be moved stays where it is.
      *
      * On Linux this is the trash that desktops share, in the home for what lies on the same file
-     * system and else at the top of the file system; nothing is ever copied or deleted for good.
-     * Windows may show its dialogs, also to ask whether to delete what the recycle bin cannot take:
-     * call this from a thread that may show some.
+     * system and else at the top of the file system. Nothing is ever copied or deleted for good, so
+     * this takes no longer for a large folder. Folders of the trash that are missing are made, and
+     * go again when the move fails.
+     *
+     * Windows may show its dialogs, also to ask whether to delete what the recycle bin cannot take,
+     * and blocks until they are closed: call this from a thread that may show some.
      *
      * \return whether it was moved
      */
-    static bool moveToTrash(QFileInfo info);
+    [[nodiscard]] static bool moveToTrash(QFileInfo info);
 
     /**
      * Copies up to \a maxBytes bytes from one open device to the other in chunks of at most 16384
@@ -297,23 +315,25 @@ public:
      * once, over whatever links it is reached. Skipped is what Qt cannot list: folders that may not
      * be read or whose path is longer than the system takes, and names of broken UTF-8.
      */
-    static qint64 dirSize(const QDir& dir, const QStringList& nameFilters, QDir::Filters filters,
-                          bool recursive);
+    [[nodiscard]] static qint64 dirSize(const QDir& dir, const QStringList& nameFilters,
+                                        QDir::Filters filters, bool recursive);
 
     /**
      * The visible files in \a dir whose names match one of \a nameFilters, all when it is empty.
      * With \a recursive the files of a sub-folder stand where the folder stands in its parent's
      * order \a sort. Folders themselves are never in the result.
      *
-     * Links to folders are followed, but each folder is walked only where the walk first comes to
-     * it, so no file of it is found twice. Skipped is what dirSize() skips.
+     * Links to folders are followed when all other folders have been walked, and each folder is
+     * walked once: the files of a folder that can be reached without a link are found there, those
+     * of another one behind the first link that leads to it, in the link's place in the order.
+     * Skipped is what dirSize() skips. This blocks until the tree has been walked.
      */
-    static QList<QFileInfo> findFiles(const QDir& dir, const QStringList& nameFilters,
-                                      bool recursive, QDir::SortFlags sort);
+    [[nodiscard]] static QList<QFileInfo> findFiles(const QDir& dir, const QStringList& nameFilters,
+                                                    bool recursive, QDir::SortFlags sort);
 
     /** The same with the filters in one text, separated by ";;" as in "*.jpg;;*.png". */
-    static QList<QFileInfo> findFiles(const QDir& dir, const QString& patterns, bool recursive,
-                                      QDir::SortFlags sort);
+    [[nodiscard]] static QList<QFileInfo> findFiles(const QDir& dir, const QString& patterns,
+                                                    bool recursive, QDir::SortFlags sort);
     ///@}
 
     /** \name Whole files

@@ -9,6 +9,9 @@
 #include <QSet>
 
 #include <algorithm>
+#include <deque>
+#include <iterator>
+#include <list>
 #include <optional>
 #include <vector>
 
@@ -70,6 +73,88 @@ bool isDots(const QFileInfo& entry)
     return name == QLatin1String(".") || name == QLatin1String("..");
 }
 
+/**
+ * Collects the files of a tree. Links to folders are walked last, so that a folder is found where it
+ * is rather than where a link to it is; the files behind a link have their place kept for them.
+ */
+class Search
+{
+public:
+    Search(const QStringList& nameFilters, bool recursive, QDir::SortFlags sort)
+        : m_nameFilters(nameFilters), m_endings(NameEndings::from(nameFilters)),
+          m_recursive(recursive), m_sort(sort)
+    { }
+
+    void run(const QDir& dir, QList<QFileInfo>& result)
+    {
+        m_pending.push_back({dir, m_parts.emplace(m_parts.end())});
+        while (!m_pending.empty()) {
+            const Pending next = m_pending.front();
+            m_pending.pop_front();
+            walk(next.folder, next.place);
+        }
+        for (const QFileInfoList& part : m_parts)
+            result.append(part);
+    }
+
+private:
+    using Parts = std::list<QFileInfoList>;
+
+    /** A folder to go to, and the place in the result for what is found there. */
+    struct Pending
+    {
+        QDir folder;
+        Parts::iterator place;
+    };
+
+    void walk(const QDir& dir, Parts::iterator part)
+    {
+        std::vector<Level> levels;
+        enter(dir, levels);
+        while (!levels.empty()) {
+            Level& level = levels.back();
+            if (level.next == level.entries.size()) {
+                levels.pop_back();
+                continue;
+            }
+            const QFileInfo entry = level.entries.at(level.next++);
+            if (!entry.isDir())
+                part->append(entry);
+            else if (m_recursive && (entry.isSymLink() || entry.isJunction()))
+                part = setAside(QDir(entry.absoluteFilePath()), part);
+            else if (m_recursive)
+                enter(QDir(entry.absoluteFilePath()), levels);
+        }
+    }
+
+    void enter(const QDir& folder, std::vector<Level>& levels)
+    {
+        if (!m_visited.add(folder.path()))
+            return;
+        // With NoSort QDir goes by its own order.
+        const bool byName = (m_sort == QDir::NoSort ? folder.sorting() : m_sort) == defaultOrder;
+        levels.push_back({m_endings && byName
+                              ? listByName(folder, *m_endings)
+                              : folder.entryInfoList(m_nameFilters, filesAndFolders, m_sort)});
+    }
+
+    /** Keeps a place behind \a part for the files of \a link; the part for what comes after it. */
+    Parts::iterator setAside(const QDir& link, Parts::iterator part)
+    {
+        const auto place = m_parts.emplace(std::next(part));
+        m_pending.push_back({link, place});
+        return m_parts.emplace(std::next(place));
+    }
+
+    const QStringList m_nameFilters;
+    const std::optional<NameEndings> m_endings;
+    const bool m_recursive;
+    const QDir::SortFlags m_sort;
+    Visited m_visited;
+    std::deque<Pending> m_pending;
+    Parts m_parts; // joined, the result
+};
+
 } // namespace
 
 qint64 FileUtils::dirSize(const QDir& dir, const QStringList& nameFilters, QDir::Filters filters,
@@ -119,33 +204,8 @@ QList<QFileInfo> FileUtils::findFiles(const QDir& dir, const QString& patterns, 
 void FileUtils::findFiles(const QDir& dir, const QStringList& nameFilters, bool recursive,
                           QDir::SortFlags sort, QList<QFileInfo>& result)
 {
-    if (!hasSystemForm(dir.path()))
-        return;
-    Visited visited;
-    std::vector<Level> levels;
-    const std::optional<NameEndings> endings = NameEndings::from(nameFilters);
-    const auto enter = [&](const QDir& folder) {
-        if (!visited.add(folder.path()))
-            return;
-        // With NoSort QDir goes by its own order.
-        const bool byName = (sort == QDir::NoSort ? folder.sorting() : sort) == defaultOrder;
-        levels.push_back({endings && byName
-                              ? listByName(folder, *endings)
-                              : folder.entryInfoList(nameFilters, filesAndFolders, sort)});
-    };
-    enter(fresh(dir));
-    while (!levels.empty()) {
-        Level& level = levels.back();
-        if (level.next == level.entries.size()) {
-            levels.pop_back();
-            continue;
-        }
-        const QFileInfo entry = level.entries.at(level.next++);
-        if (!entry.isDir())
-            result.append(entry);
-        else if (recursive)
-            enter(QDir(entry.absoluteFilePath()));
-    }
+    if (hasSystemForm(dir.path()))
+        Search(nameFilters, recursive, sort).run(fresh(dir), result);
 }
 
 } // namespace kel

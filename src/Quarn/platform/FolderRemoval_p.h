@@ -14,8 +14,9 @@ namespace kel {
  * ends it all, with what comes behind it untouched.
  *
  * Links are never followed, not even one that takes the place of a folder meanwhile; a \a path that
- * is a link is refused, and so is the root. What others create meanwhile stays, and so its folder.
- * The depth of the tree and the bytes of the names don't matter.
+ * is a link is refused, and so is the root. What others create meanwhile stays, and so its folder;
+ * what they delete meanwhile is gone like the rest. The depth of the tree and the bytes of the
+ * names don't matter; Linux has no more than 20 descriptors in use for it.
  *
  * \return whether the folder is gone
  */

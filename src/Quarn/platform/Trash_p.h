@@ -15,7 +15,8 @@ namespace kel {
  * Linux follows the Trash specification of freedesktop.org, version 1.0: the trash in the home for
  * what lies on the same file system, which is made when it is missing, else the one at the top of
  * the file system that holds the item. Nothing is ever copied to another file system or deleted;
- * any number of threads and processes may trash items of the same name at once.
+ * any number of threads and processes may trash items of the same name at once. The trash in the
+ * home is that of specialFolder(). No folder that was made for a move that failed is left.
  *
  * \return whether it was moved; otherwise it is where it was
  */

@@ -10,14 +10,15 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <memory>
 #include <vector>
 
 namespace kel {
 namespace {
 
-/** So many levels of a deep tree stay open; those above are found again over "..". */
-constexpr std::size_t openLevels = 64;
+/** So many levels of a deep tree stay open; those above, but the first, are found over "..". */
+constexpr std::size_t openLevels = 16;
 
 struct Entry
 {
@@ -72,6 +73,12 @@ std::vector<Entry> list(int folder)
     return entries;
 }
 
+/** Deletes the entry \a name; one that somebody else was first to delete is gone, too. */
+bool removeEntry(const FileDescriptor& folder, const QByteArray& name, int flags)
+{
+    return ::unlinkat(folder.get(), name.constData(), flags) == 0 || errno == ENOENT;
+}
+
 /**
  * The walk. Every step is taken from an open folder to a name in it, so it cannot be led astray by
  * a path that changes. It keeps its own stack: the tree may be deeper than the thread's.
@@ -101,13 +108,14 @@ public:
 private:
     bool remove(const Entry& entry)
     {
-        const int folder = m_levels.back().folder.get();
+        const FileDescriptor& folder = m_levels.back().folder;
         if (!entry.isFolder)
-            return ::unlinkat(folder, entry.name.constData(), 0) == 0;
-        FileDescriptor opened(::openat(folder, entry.name.constData(),
+            return removeEntry(folder, entry.name, 0);
+        FileDescriptor opened(::openat(folder.get(), entry.name.constData(),
                                        O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
         // One that may not be read can still be removed when it is empty.
-        return opened.isOpen() ? enter(std::move(opened)) : removeEmptyFolder(entry.name);
+        return opened.isOpen() ? enter(std::move(opened))
+                               : removeEntry(folder, entry.name, AT_REMOVEDIR);
     }
 
     bool enter(FileDescriptor folder)
@@ -131,8 +139,9 @@ private:
     {
         const Level left = std::move(m_levels.back());
         m_levels.pop_back();
-        return reopen(m_levels.back(), left.folder.get())
-               && removeEmptyFolder(m_levels.back().currentName());
+        Level& level = m_levels.back();
+        return reopen(level, left.folder.get())
+               && removeEntry(level.folder, level.currentName(), AT_REMOVEDIR);
     }
 
     /** Makes sure that \a level is open; ".." of \a child may lead elsewhere when that was moved. */
@@ -147,11 +156,6 @@ private:
             return false;
         level.folder = std::move(parent);
         return true;
-    }
-
-    bool removeEmptyFolder(const QByteArray& name)
-    {
-        return ::unlinkat(m_levels.back().folder.get(), name.constData(), AT_REMOVEDIR) == 0;
     }
 
     std::vector<Level> m_levels;

@@ -1,8 +1,24 @@
 #include <Quarn/platform/SpecialFolders_p.h>
 
+#include <QDir>
 #include <QStandardPaths>
 
 namespace kel {
+namespace {
+
+/** The system's folder, or \a inHome where a relative path, which is not valid, is set for it. */
+QString dataFolder(QStandardPaths::StandardLocation location, QLatin1String inHome)
+{
+    const QString folder = QStandardPaths::writableLocation(location);
+    return QDir::isRelativePath(folder) ? QDir::homePath() + inHome : folder; // Qt 5 takes it
+}
+
+QString localDataFolder()
+{
+    return dataFolder(QStandardPaths::GenericDataLocation, QLatin1String("/.local/share"));
+}
+
+} // namespace
 
 QString specialFolder(int csidl)
 {
@@ -10,12 +26,11 @@ QString specialFolder(int csidl)
     case DocumentsFolder:
         return QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
     case TrashFolder: // the home trash of freedesktop.org
-        return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
-               + QLatin1String("/Trash/files");
+        return localDataFolder() + QLatin1String("/Trash/files");
     case RoamingDataFolder:
-        return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
+        return dataFolder(QStandardPaths::GenericConfigLocation, QLatin1String("/.config"));
     case LocalDataFolder:
-        return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+        return localDataFolder();
     case ProgramsFolder:
         return QStringLiteral("/usr");
     case OtherProgramsFolder:

@@ -1,13 +1,12 @@
 #include <Quarn/platform/Trash_p.h>
 
+#include <Quarn/platform/SpecialFolders_p.h>
 #include <Quarn/platform/linux/FileDescriptor_p.h>
 #include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <QDateTime>
-#include <QDir>
-#include <QFile>
+#include <QList>
 #include <QRandomGenerator>
-#include <QStandardPaths>
 #include <QString>
 
 #include <fcntl.h>
@@ -21,13 +20,13 @@
 #include <memory>
 #include <optional>
 #include <tuple>
+#include <utility>
+#include <vector>
 
 namespace kel {
 namespace {
 
 constexpr char infoSuffix[] = ".trashinfo";
-
-enum class Outcome { Moved, Failed, OtherFileSystem };
 
 /** Where a rename stays inside; a bind mount has the device, but not the number, of its source. */
 struct Mount
@@ -45,17 +44,16 @@ struct Mount
 /** What is to be moved: \a name in the open folder. */
 struct Item
 {
-    FileDescriptor folder;
-    QByteArray folderPath; // without links, ends in a slash
-    QByteArray name;
     QByteArray path; // as the caller knows it
+    QByteArray name;
+    FileDescriptor folder;
     Mount mount;
 };
 
-std::optional<Mount> mountOf(const QByteArray& path)
+std::optional<Mount> mountOf(const FileDescriptor& folder)
 {
     struct statx status = {};
-    if (::statx(AT_FDCWD, path.constData(), 0, STATX_MNT_ID, &status) != 0)
+    if (::statx(folder.get(), "", AT_EMPTY_PATH, STATX_MNT_ID, &status) != 0)
         return std::nullopt;
     const quint64 number = (status.stx_mask & STATX_MNT_ID) ? status.stx_mnt_id : 0;
     return Mount{status.stx_dev_major, status.stx_dev_minor, number};
@@ -70,21 +68,16 @@ QByteArray folderAbove(const QByteArray& path)
 std::optional<Item> findItem(const QByteArray& path)
 {
     const auto slash = path.lastIndexOf('/');
-    const std::unique_ptr<char, decltype(&std::free)> folder(
-        ::realpath(path.left(slash + 1).constData(), nullptr), &std::free);
-    if (slash < 0 || slash == path.size() - 1 || !folder)
-        return std::nullopt;
-    QByteArray folderPath(folder.get());
-    if (!folderPath.endsWith('/'))
-        folderPath += '/';
-    FileDescriptor opened(::open(folderPath.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     const QByteArray name = path.mid(slash + 1);
-    const std::optional<Mount> mount = mountOf(folderPath);
-    struct stat status;
-    if (!mount || !opened.isOpen()
-        || ::fstatat(opened.get(), name.constData(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+    if (slash < 0 || name.isEmpty())
         return std::nullopt;
-    return Item{std::move(opened), folderPath, name, path, *mount};
+    FileDescriptor folder(
+        ::open(path.left(slash + 1).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const std::optional<Mount> mount = mountOf(folder);
+    struct stat status;
+    if (!mount || ::fstatat(folder.get(), name.constData(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return std::nullopt;
+    return Item{path, name, std::move(folder), *mount};
 }
 
 /**
@@ -144,24 +137,52 @@ int renameToFreeName(const Item& item, int folder, const QByteArray& name)
     return ::renameat(item.folder.get(), from, folder, name.constData()) == 0 ? 0 : errno;
 }
 
-/** Opens the folder \a name of an open one, after making it for the user alone if needed. */
-FileDescriptor openOrMakeFolder(int parent, const QByteArray& name)
+/** Makes the folders of a trash. Those that nothing was put into go with the object. */
+class FolderMaker
 {
-    if (::mkdirat(parent, name.constData(), S_IRWXU) != 0 && errno != EEXIST)
-        return FileDescriptor();
-    return FileDescriptor(
-        ::openat(parent, name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-}
+public:
+    FolderMaker() = default;
+    ~FolderMaker()
+    {
+        for (auto made = m_made.crbegin(); made != m_made.crend(); ++made)
+            ::unlinkat(made->first.get(), made->second.constData(), AT_REMOVEDIR);
+    }
+    FolderMaker(const FolderMaker&) = delete;
+    FolderMaker& operator=(const FolderMaker&) = delete;
 
-/** Moves \a item into the open trash folder, with \a recordedPath as where it was. */
-Outcome put(const Item& item, const QByteArray& recordedPath, const FileDescriptor& trash)
+    /** Opens the folder \a name of an open one, after making it for the user alone if needed. */
+    FileDescriptor open(const FileDescriptor& parent, const QByteArray& name)
+    {
+        FileDescriptor kept(::fcntl(parent.get(), F_DUPFD_CLOEXEC, 0));
+        if (!kept.isOpen())
+            return FileDescriptor();
+        if (::mkdirat(parent.get(), name.constData(), S_IRWXU) == 0)
+            m_made.emplace_back(std::move(kept), name);
+        else if (errno != EEXIST)
+            return FileDescriptor();
+        return FileDescriptor(::openat(parent.get(), name.constData(),
+                                       O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    }
+
+private:
+    std::vector<std::pair<FileDescriptor, QByteArray>> m_made; // with the folder that each is in
+};
+
+/**
+ * Moves \a item into the open trash folder, with \a recordedPath as where it was; 0 or the error
+ * number.
+ */
+int put(const Item& item, const QByteArray& recordedPath, const FileDescriptor& trash,
+        FolderMaker& maker)
 {
     constexpr int maxAttempts = 1000;
     constexpr int shortestLimit = 64; // leaves room for numbers and extensions
-    const FileDescriptor files = openOrMakeFolder(trash.get(), "files");
-    const FileDescriptor infos = openOrMakeFolder(trash.get(), "info");
-    if (!files.isOpen() || !infos.isOpen())
-        return Outcome::Failed;
+    const FileDescriptor files = maker.open(trash, "files");
+    if (!files.isOpen())
+        return errno;
+    const FileDescriptor infos = maker.open(trash, "info");
+    if (!infos.isOpen())
+        return errno;
     const long limit = ::fpathconf(infos.get(), _PC_NAME_MAX);
     const int longest = int(std::clamp(limit, long(shortestLimit), long(NAME_MAX)));
     for (int attempt = 1; attempt <= maxAttempts; ++attempt) {
@@ -172,56 +193,54 @@ Outcome put(const Item& item, const QByteArray& recordedPath, const FileDescript
         if (!info.isOpen() && errno == EEXIST)
             continue;
         if (!info.isOpen())
-            return Outcome::Failed;
+            return errno;
         const int error = writeAndClose(std::move(info), infoText(recordedPath))
                               ? renameToFreeName(item, files.get(), name)
                               : EIO;
-        if (error == 0)
-            return Outcome::Moved;
-        ::unlinkat(infos.get(), infoName.constData(), 0);
+        if (error != 0)
+            ::unlinkat(infos.get(), infoName.constData(), 0);
         if (error != EEXIST)
-            return error == EXDEV ? Outcome::OtherFileSystem : Outcome::Failed;
+            return error;
     }
-    return Outcome::Failed;
+    return EEXIST;
 }
 
-/** The path of the trash in the home, which need not exist; ends in a slash. */
-QByteArray homeTrash()
+int moveToHomeTrash(const Item& item)
 {
-    QString dataHome = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    if (QDir::isRelativePath(dataHome)) // not valid in the environment, but Qt 5 takes it
-        dataHome = QDir::homePath() + QStringLiteral("/.local/share");
-    return QFile::encodeName(dataHome) + "/Trash/";
-}
-
-Outcome moveToHomeTrash(const Item& item)
-{
-    const QByteArray trashPath = homeTrash();
-    QByteArray existing = trashPath;
-    std::optional<Mount> mount = mountOf(existing);
-    while (!mount && errno == ENOENT && existing.size() > 1) {
+    FolderMaker maker;
+    const QByteArray path = folderAbove(systemPath(specialFolder(TrashFolder)) + '/');
+    QByteArray existing = path;
+    const auto open = [&existing] {
+        return FileDescriptor(::open(existing.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    };
+    FileDescriptor trash = open();
+    while (!trash.isOpen() && errno == ENOENT && existing.size() > 1) {
         existing = folderAbove(existing);
-        mount = mountOf(existing);
+        trash = open();
     }
+    const std::optional<Mount> mount = mountOf(trash);
     if (!mount)
-        return Outcome::Failed;
+        return errno;
     if (!(*mount == item.mount))
-        return Outcome::OtherFileSystem;
-    for (auto slash = existing.size(); slash > 0; slash = trashPath.indexOf('/', slash) + 1)
-        ::mkdir(trashPath.left(slash).constData(), S_IRWXU);
-    const FileDescriptor trash(::open(trashPath.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return trash.isOpen() ? put(item, item.path, trash) : Outcome::Failed;
+        return EXDEV;
+    const QList<QByteArray> missing = path.mid(existing.size()).split('/');
+    for (const QByteArray& name : missing) {
+        if (!name.isEmpty() && trash.isOpen())
+            trash = maker.open(trash, name);
+    }
+    return trash.isOpen() ? put(item, item.path, trash, maker) : errno;
 }
 
 /** The user's folder in the trash that all users share; it must not be a trap of one of them. */
-FileDescriptor openSharedTrash(int top, const QByteArray& user)
+FileDescriptor openSharedTrash(const FileDescriptor& top, const QByteArray& user,
+                               FolderMaker& maker)
 {
     const FileDescriptor shared(
-        ::openat(top, ".Trash", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        ::openat(top.get(), ".Trash", O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat status;
     if (!shared.isOpen() || ::fstat(shared.get(), &status) != 0 || !(status.st_mode & S_ISVTX))
         return FileDescriptor();
-    return openOrMakeFolder(shared.get(), user);
+    return maker.open(shared, user);
 }
 
 bool isOwn(const FileDescriptor& folder)
@@ -231,36 +250,53 @@ bool isOwn(const FileDescriptor& folder)
 }
 
 /** Moves \a item to a trash at the top of its file system, recorded relative to that top. */
-Outcome moveToTopTrash(const Item& item)
+int moveToTopTrash(const Item& item)
 {
-    QByteArray topPath = item.folderPath;
+    const QByteArray given = item.path.left(item.path.size() - item.name.size());
+    const std::unique_ptr<char, decltype(&std::free)> folder(::realpath(given.constData(), nullptr),
+                                                             &std::free);
+    FileDescriptor top(::openat(item.folder.get(), ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!folder || !top.isOpen())
+        return errno;
+    QByteArray recordedPath = item.name;
+    QByteArray topPath(folder.get());
     while (topPath.size() > 1) {
-        const QByteArray above = folderAbove(topPath);
+        FileDescriptor above(::openat(top.get(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
         const std::optional<Mount> mount = mountOf(above);
         if (!mount || !(*mount == item.mount))
             break;
-        topPath = above;
+        const auto slash = topPath.lastIndexOf('/');
+        recordedPath.prepend(topPath.mid(slash + 1) + '/');
+        topPath.truncate(slash);
+        top = std::move(above);
     }
-    const FileDescriptor top(::open(topPath.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+
+    FolderMaker maker;
     const QByteArray user = QByteArray::number(::geteuid());
-    const QByteArray recordedPath = item.folderPath.mid(topPath.size()) + item.name;
-    FileDescriptor trash = openSharedTrash(top.get(), user);
+    FileDescriptor trash = openSharedTrash(top, user, maker);
     if (!isOwn(trash))
-        trash = openOrMakeFolder(top.get(), ".Trash-" + user);
-    return isOwn(trash) ? put(item, recordedPath, trash) : Outcome::Failed;
+        trash = maker.open(top, ".Trash-" + user);
+    if (!trash.isOpen())
+        return errno;
+    return isOwn(trash) ? put(item, recordedPath, trash, maker) : EACCES;
 }
 
 } // namespace
 
 bool moveToTrash(const QString& path)
 {
-    const std::optional<Item> item = findItem(systemPath(path));
-    if (!item)
-        return false;
-    Outcome outcome = moveToHomeTrash(*item);
-    if (outcome == Outcome::OtherFileSystem)
-        outcome = moveToTopTrash(*item);
-    return outcome == Outcome::Moved;
+    // Somebody whose move failed may take away the folders that he made, after they were found.
+    constexpr int maxAttempts = 100;
+    int error = ENOENT;
+    for (int attempt = 0; error == ENOENT && attempt < maxAttempts; ++attempt) {
+        const std::optional<Item> item = findItem(systemPath(path));
+        if (!item)
+            return false;
+        error = moveToHomeTrash(*item);
+        if (error == EXDEV)
+            error = moveToTopTrash(*item);
+    }
+    return error == 0;
 }
 
 } // namespace kel

@@ -21,19 +21,31 @@ struct CloseFolder
 };
 using FolderHandle = std::unique_ptr<HANDLE, CloseFolder>;
 
+/** \a path, which is absolute, in the form in which the system takes one of any length. */
+std::wstring longPath(const QString& path)
+{
+    const bool network = path.startsWith(QLatin1String("//"));
+    return systemPath(network ? QStringLiteral("//?/UNC/") + path.mid(2)
+                              : QStringLiteral("//?/") + path);
+}
+
+/** Whether nothing is at \a path any more, as when somebody else was first to delete it. */
+bool isGone(const QString& path)
+{
+    if (::GetFileAttributesW(longPath(path).c_str()) != INVALID_FILE_ATTRIBUTES)
+        return false;
+    const DWORD error = ::GetLastError();
+    return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+}
+
 /**
  * Opens the folder at \a path itself, not what a link there leads to. As long as it is open, nobody
  * can rename, delete or replace the folder, since deleting is not shared; so its path stays true.
  */
 FolderHandle hold(const QString& path)
 {
-    // With this prefix the system takes a path of any length.
-    const bool network = path.startsWith(QLatin1String("//"));
-    const QString native
-        = network ? QStringLiteral("//?/UNC/") + path.mid(2) : QStringLiteral("//?/") + path;
-    const std::wstring name = systemPath(native);
     const HANDLE handle = ::CreateFileW(
-        name.c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+        longPath(path).c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
         OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     if (handle == INVALID_HANDLE_VALUE)
         return nullptr;
@@ -76,12 +88,13 @@ bool removeFolder(const QString& path)
         Level& level = levels.back();
         if (level.next < level.entries.size()) {
             const QFileInfo entry = level.entries.at(level.next++);
-            going = entry.isDir() ? enter(levels, entry.absoluteFilePath())
-                                  : QFile::remove(entry.absoluteFilePath());
+            const QString entryPath = entry.absoluteFilePath();
+            going = (entry.isDir() ? enter(levels, entryPath) : QFile::remove(entryPath))
+                    || isGone(entryPath);
         } else {
             level.folder.reset();
             // Of a link that takes the folder's place now, this removes the link only.
-            going = QDir().rmdir(level.path);
+            going = QDir().rmdir(level.path) || isGone(level.path);
             levels.pop_back();
         }
     }
