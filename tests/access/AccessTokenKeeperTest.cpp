@@ -1,11 +1,15 @@
 #include <Quarn/access/AccessTokenKeeper.h>
 #include <Quarn/companion/Log.h>
 #include <Quarn/platform/Logon_p.h>
+#include <Quarn/platform/SecretMemory_p.h>
 
 #include <QTest>
 
 #include <atomic>
+#include <cstdlib>
 #include <map>
+#include <new>
+#include <optional>
 #include <random>
 #include <set>
 #include <sstream>
@@ -15,7 +19,13 @@ using namespace kel;
 
 namespace {
 
-void* const failed = reinterpret_cast<void*>(-1);
+void* const failed = AccessTokenKeeper::noToken;
+std::atomic<int> allocationsLeft{0}; // the one that it reaches 0 with fails; at 0 none does
+
+void* allocate(std::size_t size)
+{
+    return allocationsLeft > 0 && --allocationsLeft == 0 ? nullptr : std::malloc(size);
+}
 
 enum Behaviour { Succeed, Fail, Throw };
 
@@ -32,7 +42,29 @@ struct Books
 };
 std::unique_ptr<Books> books;
 
-bool logOn(const std::wstring&, const std::wstring&, void** token)
+} // namespace
+
+void* operator new(std::size_t size)
+{
+    if (void* const memory = allocate(size))
+        return memory;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
+
+// What the system does for the keeper, which is compiled into this program.
+namespace kel {
+
+bool openLogonToken(const std::wstring&, const std::wstring&, void** token)
 {
     const std::lock_guard<std::mutex> lock(books->mutex);
     ++books->logons;
@@ -42,17 +74,27 @@ bool logOn(const std::wstring&, const std::wstring&, void** token)
     return *token && books->open.insert(*token).second;
 }
 
-void closeToken(void* token) noexcept
+void closeLogonToken(void* token) noexcept
 {
     const std::lock_guard<std::mutex> lock(books->mutex);
+    const int left = allocationsLeft.exchange(0);
     if (books->open.erase(token) == 0)
         qFatal("Closed what is not open.");
     books->closed[token] = ++books->clock;
+    allocationsLeft = left;
 }
 
-constexpr LogonFunctions bookKeeping = {logOn, closeToken};
+void* allocateSecretMemory(std::size_t size) noexcept
+{
+    return allocate(size);
+}
 
-} // namespace
+void freeSecretMemory(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
+
+} // namespace kel
 
 /** When users are logged on, what the log says, and that no token is closed twice or leaked. */
 class AccessTokenKeeperTest : public QObject
@@ -60,17 +102,12 @@ class AccessTokenKeeperTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init()
-    {
-        books = std::make_unique<Books>();
-        replaceLogonFunctions(&bookKeeping);
-    }
+    void init() { books = std::make_unique<Books>(); }
 
     void cleanup()
     {
         Log::instance().setStream(Log::Warning, nullptr);
         AccessTokenKeeper::killInstance();
-        replaceLogonFunctions(nullptr);
         QVERIFY(books->open.empty());
     }
 
@@ -93,14 +130,16 @@ private Q_SLOTS:
         Log::instance().setStream(Log::Warning, &log);
         AccessTokenKeeper* const keeper = AccessTokenKeeper::instance();
         const auto logOnWith = [keeper](const wchar_t* password) {
-            return keeper->getLoggedOnToken(L"back\nup", L"b\u00f6b\r\u2028\u0085", password);
+            return keeper->getLoggedOnToken(L"\u202aback\nup\u202e",
+                                            L"\u2066b\u00f6b\r\u2028\u0085\u2069", password);
         };
         void* const first = logOnWith(L"first-secret");
         QVERIFY(logOnWith(L"first-secret") == first && log.str().empty());
         void* const second = logOnWith(L"second-secret");
         QVERIFY(!keeper->isTokenValid(first) && keeper->isTokenValid(second));
         QCOMPARE(books->open, std::set<void*>{second});
-        const std::wstring line = L"Changing password for: back up / b\u00f6b    Is this intended?";
+        const std::wstring line
+            = L"Changing password for:  back up  /  b\u00f6b     Is this intended?";
         const std::wstring text = log.str(); // one line, which cannot be forged
         QCOMPARE(text.find(L'\n'), text.size() - 1);
         QCOMPARE(text.find(line), text.size() - 1 - line.size());
@@ -131,6 +170,49 @@ private Q_SLOTS:
             QVERIFY(!keeper.isTokenValid(first) && books->open.empty());
         }
         QCOMPARE(books->logons, 6);
+    }
+
+    void changesPasswordsWhateverTheLogDoes()
+    {
+        struct : std::wstreambuf
+        {
+            int_type overflow(int_type) override { throw std::runtime_error("no room"); }
+        } full;
+        std::wostream log(&full);
+        log.exceptions(std::ios::badbit);
+        Log::instance().setStream(Log::Warning, &log);
+        AccessTokenKeeper keeper;
+        (void)keeper.getLoggedOnToken(L"", L"bob", L"one");
+        void* const second = keeper.getLoggedOnToken(L"", L"bob", L"two");
+        QCOMPARE(books->open, std::set<void*>{second});
+    }
+
+    /** Each allocation fails in its turn, of the first logon and of one with another password. */
+    void losesNoTokenWhenMemoryIsShort()
+    {
+        for (const wchar_t* const user : {L"new", L"bob"}) {
+            int rounds = 0;
+            for (int left = 0; left == 0; ++rounds) {
+                std::optional<AccessTokenKeeper> keeper(std::in_place);
+                const std::size_t others = user == std::wstring(L"new") ? 1 : 0;
+                void* const first = keeper->getLoggedOnToken(L"", L"bob", L"one");
+                allocationsLeft = rounds + 1;
+                try {
+                    (void)keeper->getLoggedOnToken(L"", user, L"two");
+                } catch (const std::bad_alloc&) {
+                    QVERIFY(books->open.size() <= 1);
+                }
+                left = allocationsLeft.exchange(0);
+                QCOMPARE(keeper->isTokenValid(first), books->open.count(first) == 1);
+                void* const token = keeper->getLoggedOnToken(L"", user, L"two");
+                QVERIFY(books->open.count(token) == 1 && books->open.size() == 1 + others);
+                allocationsLeft = 1;
+                keeper.reset();
+                allocationsLeft = 0;
+                QVERIFY(books->open.empty());
+            }
+            QVERIFY(rounds > 2);
+        }
     }
 
     void manyThreads()

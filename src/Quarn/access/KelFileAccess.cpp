@@ -43,14 +43,14 @@ KelFileAccess::~KelFileAccess()
         m_waitCondition.wakeOne();
     }
     wait();
-    wipe(m_password);
 }
 
 void KelFileAccess::setUserAndPassword(const QString& user, const QString& password)
 {
+    auto secret = std::make_unique<SecretText>(password);
+    const QMutexLocker locker(&m_mutex);
     m_user = user;
-    wipe(m_password);
-    m_password = QString(password.constData(), password.size());
+    m_password.swap(secret);
 }
 
 bool KelFileAccess::open(QIODevice::OpenMode mode, bool threaded)

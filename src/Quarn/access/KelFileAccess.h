@@ -11,8 +11,10 @@
 #include <QWaitCondition>
 
 #include <atomic>
+#include <memory>
 
 namespace kel {
+class SecretText;
 
 /**
  * \brief Opens, reads, writes and closes one file, directly or on a worker thread of its own.
@@ -62,7 +64,12 @@ public:
     explicit KelFileAccess(const QString& fileName, QObject* parent = nullptr);
     ~KelFileAccess() override;
 
-    /** Stores both; files are accessed as the process's user all the same. */
+    /**
+     * Stores both, the password in memory that is left out of core dumps, locked as far as the
+     * process may, and wiped; files are accessed as the process's user all the same.
+     *
+     * \throws std::bad_alloc
+     */
     void setUserAndPassword(const QString& user, const QString& password);
 
     /**
@@ -138,8 +145,8 @@ private:
     QByteArray* m_pendingBuffer; // borrowed
     QByteArray m_pendingData;
     qint64 m_maxSize;
-    QString m_user;
-    QString m_password; // shared with nobody, to be wiped
+    QString m_user; // guarded by m_mutex
+    std::unique_ptr<SecretText> m_password; // guarded by m_mutex
     QMutex m_mutex; // a leaf, held for instants
     // Held while the file is worked on and until m_state tells so, never while a signal is emitted.
     // Taken before m_mutex.
