@@ -14,7 +14,7 @@ namespace kel {
 class QUARN_EXPORT SignatureException : public IOException
 {
 public:
-    /** \a cause may be null, and stays the caller's. */
+    /** Keeps a copy of \a cause; null for none. */
     explicit SignatureException(const QString& message = QString(),
                                 const ExceptionQt* cause = nullptr);
     SignatureException(const SignatureException& other);
