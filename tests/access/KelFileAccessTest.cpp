@@ -14,10 +14,12 @@
 #include <limits>
 #include <sys/resource.h>
 
+using kel::KelFileAccess;
+
 namespace {
 
 /** Remembers the last count that was signalled. */
-class Access : public kel::KelFileAccess
+class Access : public KelFileAccess
 {
 public:
     explicit Access(const QString& path) : KelFileAccess(path)
@@ -198,13 +200,14 @@ private Q_SLOTS:
         const QByteArray data(20000000, 'x');
         for (const QByteArray& state :
              QList<QByteArray>{"new", "idle", "never started", "writing", "quit", "slot"}) {
-            auto access = std::make_unique<Access>(m_path);
-            QVERIFY(access->openForWorker(QIODevice::WriteOnly));
+            auto access = std::make_unique<KelFileAccess>(m_path);
+            QVERIFY(access->open(QIODevice::WriteOnly, false));
+            access->open(QIODevice::WriteOnly, true);
             const bool writes = state != "new" && state != "idle";
             if (writes)
                 access->write(QByteArray(data.constData(), data.size())); // a temporary will do
             if (state == "slot") // ended by its own signal
-                connect(access.get(), &Access::writeFinished, this, [&] { access.reset(); });
+                connect(access.get(), &KelFileAccess::writeFinished, this, [&] { access.reset(); });
             if (state != "new" && state != "never started")
                 access->start();
             if (state == "quit")

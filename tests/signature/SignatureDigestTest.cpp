@@ -278,9 +278,6 @@ private Q_SLOTS:
     void copiesLoseTheKeyWithTheOriginal()
     {
         using Owner = std::unique_ptr<SignatureDigest>;
-        const auto key = [](const Owner& owner) {
-            return X509_get0_pubkey(owner->certificateChain().first());
-        };
         SignatureDigest copies[3], other;
         other.setPublicKeyFile(path("dsa.crt"));
         const struct
@@ -294,12 +291,17 @@ private Q_SLOTS:
             {"the same again", false, [](Owner& o) { o->setPublicKey(o->certificateChain()); }},
             {"removed", false, [](Owner& o) { o->setPublicKey(static_cast<X509*>(nullptr)); }},
             {"borrowed", false, [&](Owner& o) { *o = other; }},
-            {"moved to", false, [](Owner& o) { *o = SignatureDigest(); }},
             {"moved", true, [](Owner& o) { o.reset(new SignatureDigest(std::move(*o))); }},
-            {"moved on", true, [&](Owner& o) { *o = SignatureDigest(std::move(*o)); }},
-            {"assigned itself", true, [&](Owner& o) { *o = *std::as_const(o); }},
+            {"assigned itself", true, [](Owner& o) { *o = *std::as_const(o); }},
             {"assigned its copy", true, [&](Owner& o) { *o = copies[1]; }},
-            {"handed back", true, [&](Owner& o) { o->setPublicKey(key(o)); }},
+            {"handed back", true,
+             [](Owner& o) { o->setPublicKey(X509_get0_pubkey(o->certificateChain().first())); }},
+            {"assigned what lists its certificates", true,
+             [](Owner& o) {
+                 SignatureDigest lister;
+                 lister.setPublicKey(o->certificateChain());
+                 *o = lister;
+             }},
         };
         for (const auto& [name, kept, change] : cases) {
             auto owner = std::make_unique<SignatureDigest>();
@@ -321,36 +323,21 @@ private Q_SLOTS:
 
     void movesTakeEverything()
     {
-        static_assert(std::is_nothrow_move_constructible_v<
-                          SignatureDigest> && std::is_nothrow_move_assignable_v<SignatureDigest>);
+        static_assert(std::is_nothrow_move_constructible_v<SignatureDigest>);
         std::vector<SignatureDigest> digests;
         for (const char* const name : {"rsa", "dsa", "ec"}) {
             digests.emplace_back().setPublicKeyFile(path(name + QByteArray(".crt")));
             digests.back().setSignatureFile(path(name + QByteArray(".sig")));
             digests.back().digestFile(path("data"));
         }
-        for (SignatureDigest& digest : digests)
-            QVERIFY(digest.verify());
-        SignatureDigest taken(std::move(digests.front()));
-        digests.front() = std::move(digests.back());
-        QCOMPARE(names(digests.front()) + names(taken), QByteArray("/CN=ec/CN=rsa"));
-        QVERIFY(digests.front().verify() && taken.verify());
         SignatureDigest& left = digests.back();
-        QVERIFY(!left.hasPublicKey() && !left.hasSignature() && left.certificateChain().isEmpty());
+        digests.front() = std::move(left);
+        QCOMPARE(names(digests[0]) + names(digests[1]), QByteArray("/CN=ec/CN=dsa"));
+        QVERIFY(digests[0].verify() && digests[1].verify());
+        QVERIFY(!left.hasPublicKey() && !left.hasSignature() && names(left).isEmpty());
         left.setPublicKeyFile(path("rsa.pub"));
         QVERIFY(outcome([&] { return left.digest("x", 1); }) == "Digest update failed");
         QVERIFY(verifies(left));
-    }
-
-    void keepsTheCertificatesThatItLists()
-    {
-        SignatureDigest digest, lister; // of certificates that are the other's
-        digest.setPublicKey((read("rsa.crt") + read("ec.crt")).constData(), -1);
-        lister.setPublicKey(digest.certificateChain());
-        digest = lister;
-        QVERIFY(names(digest) == "/CN=rsa/CN=ec");
-        digest.setPublicKey(digest.certificateChain().first());
-        QVERIFY(names(digest) == "/CN=rsa" && verifies(digest));
     }
 
     /** Each allocation of OpenSSL fails in its turn, alone or with all further ones. */
@@ -383,21 +370,16 @@ private Q_SLOTS:
 
     void tellsAFailedRead()
     {
-        for (const bool once : {false, true}) {
-            bool happened = true;
-            for (int reads = 0; happened; ++reads) {
-                SignatureDigest digest;
-                digest.setPublicKeyFile(path("rsa.pub"));
-                FailingReads failing(reads, once);
-                const QByteArray result = outcome([&] {
-                    digest.setSignatureFile(path("rsa.sig"));
-                    return true;
-                });
-                happened = failing.happened();
-                digest.digest(data.constData(), int(data.size()));
-                QVERIFY2(result.startsWith("IO: Could not read") || digest.verify(), result.data());
-                QVERIFY(happened || result == "true");
-            }
+        for (int reads = 0; reads < 10; ++reads) {
+            SignatureDigest digest;
+            digest.setPublicKeyFile(path("rsa.pub"));
+            digest.digest(data.constData(), int(data.size()));
+            const FailingReads failing(reads / 2, reads % 2);
+            const auto load = [&] { return digest.setSignatureFile(path("rsa.sig")), true; };
+            const QByteArray result = outcome(load);
+            QVERIFY2(result == "true" ? digest.verify()
+                                      : failing.happened() && result.startsWith("IO: Could not"),
+                     result.constData());
         }
     }
 
