@@ -226,7 +226,7 @@ private:
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
-    const TemporaryFolder m_folder;
+    TemporaryFolder m_folder;
     const QString m_path = m_folder.at("file");
 };
 

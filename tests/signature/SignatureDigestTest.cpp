@@ -346,10 +346,12 @@ private Q_SLOTS:
         const std::pair<QByteArray, QByteArray> texts[]
             = {{read("rsa.crt") + read("ec.crt"), "/CN=rsa/CN=ec"},
                {read("rsa.pub") + read("dsa.crt"), "/CN=ec"}};
-        const auto check = [this](const QByteArray& pem, const QByteArray& chain, int allocation,
-                                  bool forGood) {
+        SignatureDigest former;
+        former.setPublicKeyFile(path("ec.crt"));
+        const auto check = [&](const QByteArray& pem, const QByteArray& chain, int allocation,
+                               bool forGood) {
             SignatureDigest digest;
-            digest.setPublicKeyFile(path("ec.crt"));
+            digest.setPublicKey(former.certificateChain());
             shortage = {allocation, forGood, false};
             QByteArray result = "no memory";
             try {
@@ -413,7 +415,7 @@ private:
         return digest.verify1File(path("data"), path(signature));
     }
 
-    const TemporaryFolder m_folder;
+    TemporaryFolder m_folder;
 };
 
 QTEST_GUILESS_MAIN(SignatureDigestTest)
