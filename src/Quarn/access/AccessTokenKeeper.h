@@ -72,7 +72,7 @@ public:
     [[nodiscard]] bool isTokenValid(void* token) const;
 
 private:
-    class Tokens;
+    class QUARN_NO_EXPORT Tokens;
 
     static AccessTokenKeeper* m_instance;
 
