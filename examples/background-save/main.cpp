@@ -1,5 +1,5 @@
-// Saves a document of the given size to a file while the program stays responsive: the writes run
-// on the worker thread, and the main thread's timer goes on showing the progress.
+// Saves a document of the given size to a file while the program stays responsive: the file is
+// opened and written on the worker thread, and the main thread's timer goes on showing the progress.
 
 #include <Quarn/access/KelFileAccess.h>
 
@@ -23,22 +23,28 @@ public:
         connect(&m_progress, &QTimer::timeout, this, &BackgroundSave::showProgress);
     }
 
-    bool start()
+    void start()
     {
         //! [open]
-        const QIODevice::OpenMode mode = QIODevice::WriteOnly;
-        if (!m_access.open(mode, false))
-            return false;
-        m_access.open(mode, true); // refused, as the file is open, but chooses the threaded mode
+        connect(&m_access, &QThread::finished, this, &BackgroundSave::onOpened);
+        m_access.open(QIODevice::WriteOnly, true);
         m_access.start();
+        m_access.stop(); // finished() tells that the file has been opened, or could not be
         //! [open]
         m_progress.start(100);
-        writeNext();
-        return true;
     }
 
 private:
     //! [write]
+    void onOpened()
+    {
+        disconnect(&m_access, &QThread::finished, this, nullptr);
+        if (m_access.error() != QFile::NoError)
+            return finish(EXIT_FAILURE); // there is no such folder, for example
+        m_access.start(); // again, for the writes
+        writeNext();
+    }
+
     void writeNext()
     {
         m_piece = m_document.mid(m_saved, pieceSize);
@@ -88,8 +94,6 @@ int main(int argc, char** argv)
         return EXIT_FAILURE;
     }
     BackgroundSave save(arguments.at(1), QByteArray(megabytes * pieceSize, 'x'));
-    if (save.start())
-        return QCoreApplication::exec();
-    std::fprintf(stderr, "The file could not be opened.\n");
-    return EXIT_FAILURE;
+    save.start();
+    return QCoreApplication::exec();
 }

@@ -1,11 +1,15 @@
 #include <Quarn/access/AccessTokenKeeper.h>
 #include <Quarn/companion/Log.h>
 #include <Quarn/platform/Logon_p.h>
+#include <Quarn/platform/SecretMemory_p.h>
 
 #include <QTest>
 
 #include <atomic>
+#include <cstdlib>
 #include <map>
+#include <new>
+#include <optional>
 #include <random>
 #include <set>
 #include <sstream>
@@ -15,44 +19,66 @@ using namespace kel;
 
 namespace {
 
-void* const failed = reinterpret_cast<void*>(-1);
-
-enum Behaviour { Succeed, Fail, Throw };
-
-/** Logons that keep the books of every token they open and close. */
+/** Of every token that is opened and closed. */
 struct Books
 {
     std::mutex mutex;
-    Behaviour behaviour = Succeed;
     std::uintptr_t last = 0;
-    int logons = 0;
     std::set<void*> open;
     std::map<void*, int> closed; // with the time of closing
     std::atomic<int> clock{0};
 };
 std::unique_ptr<Books> books;
 
-bool logOn(const std::wstring&, const std::wstring&, void** token)
+std::atomic<int> allocationsLeft{0}; // the one that it reaches 0 with fails; at 0 none does
+
+} // namespace
+
+void* operator new(std::size_t size)
+{
+    if (void* const memory = kel::allocateSecretMemory(size))
+        return memory;
+    throw std::bad_alloc();
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
+
+// What the system does for the keeper, which is compiled into this program.
+
+bool kel::openLogonToken(const std::wstring&, const std::wstring& password, void** token)
 {
     const std::lock_guard<std::mutex> lock(books->mutex);
-    ++books->logons;
-    if (books->behaviour == Throw)
-        throw std::bad_alloc();
-    *token = books->behaviour == Fail ? nullptr : reinterpret_cast<void*>(++books->last);
+    *token = password == L"wrong" ? nullptr : reinterpret_cast<void*>(++books->last);
     return *token && books->open.insert(*token).second;
 }
 
-void closeToken(void* token) noexcept
+void kel::closeLogonToken(void* token) noexcept
 {
     const std::lock_guard<std::mutex> lock(books->mutex);
+    const int left = allocationsLeft.exchange(0);
     if (books->open.erase(token) == 0)
         qFatal("Closed what is not open.");
     books->closed[token] = ++books->clock;
+    allocationsLeft = left;
 }
 
-constexpr LogonFunctions bookKeeping = {logOn, closeToken};
+void* kel::allocateSecretMemory(std::size_t size) noexcept
+{
+    return allocationsLeft > 0 && --allocationsLeft == 0 ? nullptr : std::malloc(size);
+}
 
-} // namespace
+void kel::freeSecretMemory(void* memory, std::size_t) noexcept
+{
+    std::free(memory);
+}
 
 /** When users are logged on, what the log says, and that no token is closed twice or leaked. */
 class AccessTokenKeeperTest : public QObject
@@ -60,17 +86,12 @@ class AccessTokenKeeperTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init()
-    {
-        books = std::make_unique<Books>();
-        replaceLogonFunctions(&bookKeeping);
-    }
+    void init() { books = std::make_unique<Books>(); }
 
     void cleanup()
     {
         Log::instance().setStream(Log::Warning, nullptr);
         AccessTokenKeeper::killInstance();
-        replaceLogonFunctions(nullptr);
         QVERIFY(books->open.empty());
     }
 
@@ -83,7 +104,7 @@ private Q_SLOTS:
             (void)keeper.getLoggedOnToken(L"scope", L"Bob", L"secret");
             (void)keeper.getLoggedOnToken(L"scopeb", L"ob", L"secret");
             (void)keeper.getLoggedOnToken(L"scope", {L"bob\0x", 5}, L"secret");
-            QVERIFY(books->logons == 5 && books->open.size() == 5);
+            QVERIFY(books->last == 5 && books->open.size() == 5);
         }
     }
 
@@ -93,14 +114,16 @@ private Q_SLOTS:
         Log::instance().setStream(Log::Warning, &log);
         AccessTokenKeeper* const keeper = AccessTokenKeeper::instance();
         const auto logOnWith = [keeper](const wchar_t* password) {
-            return keeper->getLoggedOnToken(L"back\nup", L"b\u00f6b\r\u2028\u0085", password);
+            return keeper->getLoggedOnToken(L"\u202aback\nup\u202e",
+                                            L"\u2066b\u00f6b\r\u2028\u0085\u2069", password);
         };
         void* const first = logOnWith(L"first-secret");
         QVERIFY(logOnWith(L"first-secret") == first && log.str().empty());
         void* const second = logOnWith(L"second-secret");
         QVERIFY(!keeper->isTokenValid(first) && keeper->isTokenValid(second));
         QCOMPARE(books->open, std::set<void*>{second});
-        const std::wstring line = L"Changing password for: back up / b\u00f6b    Is this intended?";
+        const std::wstring line
+            = L"Changing password for:  back up  /  b\u00f6b     Is this intended?";
         const std::wstring text = log.str(); // one line, which cannot be forged
         QCOMPARE(text.find(L'\n'), text.size() - 1);
         QCOMPARE(text.find(line), text.size() - 1 - line.size());
@@ -115,22 +138,46 @@ private Q_SLOTS:
 
     void failedChangeLeavesNothing()
     {
+        struct : std::wstreambuf // whatever the log does
+        {
+            int_type overflow(int_type) override { throw std::runtime_error("no room"); }
+        } full;
+        std::wostream log(&full);
+        log.exceptions(std::ios::badbit);
+        Log::instance().setStream(Log::Warning, &log);
         AccessTokenKeeper keeper;
-        const auto attempt = [&](Behaviour behaviour, const wchar_t* password) {
-            books->behaviour = behaviour;
-            try {
-                return keeper.getLoggedOnToken(L"scope", L"bob", password);
-            } catch (const std::bad_alloc&) {
-                return failed;
+        const auto logOn = [&](auto text) { return keeper.getLoggedOnToken(L"", L"bob", text); };
+        QCOMPARE(logOn(L"wrong"), AccessTokenKeeper::noToken);
+        void* const first = logOn(L"one");
+        QCOMPARE(logOn(L"wrong"), AccessTokenKeeper::noToken);
+        QVERIFY(!keeper.isTokenValid(first) && books->open.empty());
+        void* const second = logOn(L"two");
+        QCOMPARE(books->open, (std::set<void*>{second, logOn(L"two")}));
+    }
+
+    /** Each allocation fails in its turn, of a first logon and of one with another password. */
+    void losesNoTokenWhenMemoryIsShort()
+    {
+        for (const std::wstring user : {L"new", L"bob"}) {
+            bool failed = true;
+            for (int allocation = 1; failed; ++allocation) {
+                std::optional<AccessTokenKeeper> keeper(std::in_place);
+                void* const first = keeper->getLoggedOnToken(L"", L"bob", L"one");
+                allocationsLeft = allocation;
+                try {
+                    (void)keeper->getLoggedOnToken(L"", user, L"two");
+                } catch (const std::bad_alloc&) { }
+                failed = allocationsLeft.exchange(0) == 0;
+                QCOMPARE(keeper->isTokenValid(first), books->open.count(first) == 1);
+                void* const token = keeper->getLoggedOnToken(L"", user, L"two");
+                QVERIFY(books->open.count(token) == 1);
+                QCOMPARE(books->open.size(), std::size_t(user == L"new" ? 2 : 1));
+                allocationsLeft = 1; // there is no memory to sort the tokens
+                keeper.reset();
+                allocationsLeft = 0;
+                QVERIFY(books->open.empty());
             }
-        };
-        for (const Behaviour behaviour : {Fail, Throw}) {
-            QCOMPARE(attempt(behaviour, L"one"), failed);
-            void* const first = attempt(Succeed, L"one");
-            QVERIFY(first != failed && attempt(behaviour, L"two") == failed);
-            QVERIFY(!keeper.isTokenValid(first) && books->open.empty());
         }
-        QCOMPARE(books->logons, 6);
     }
 
     void manyThreads()
@@ -155,7 +202,7 @@ private Q_SLOTS:
         for (std::thread& thread : threads)
             thread.join();
         QCOMPARE(stale.load(), 0);
-        QCOMPARE(books->logons, int(books->open.size() + books->closed.size()));
+        QCOMPARE(books->last, books->open.size() + books->closed.size());
     }
 };
 

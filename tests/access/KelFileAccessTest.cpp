@@ -1,9 +1,10 @@
+#include "support/FailingReads.h"
+#include "support/TemporaryFolder.h"
 #include "support/testBytes.h"
 
 #include <Quarn/access/KelFileAccess.h>
 
 #include <QEventLoop>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 #include <QtEndian>
@@ -14,6 +15,39 @@
 #include <sys/resource.h>
 
 using kel::KelFileAccess;
+
+namespace {
+
+/** Remembers the last count that was signalled. */
+class Access : public KelFileAccess
+{
+public:
+    explicit Access(const QString& path) : KelFileAccess(path)
+    {
+        connect(this, &KelFileAccess::readFinished, [this](qint64 bytes) { count = bytes; });
+        connect(this, &KelFileAccess::writeFinished, [this](qint64 bytes) { count = bytes; });
+    }
+
+    /** Opens the file at once, for threaded use. */
+    bool openForWorker(QIODevice::OpenMode mode)
+    {
+        const bool opened = open(mode, false);
+        open(mode, true);
+        return opened;
+    }
+
+    /** Has the worker do what it has accepted. */
+    bool work()
+    {
+        start();
+        stop();
+        return wait(60000) && isIdle();
+    }
+
+    std::atomic<qint64> count{-2};
+};
+
+} // namespace
 
 /** Both modes, which requests are accepted, full disks, and how the worker ends. */
 class KelFileAccessTest : public QObject
@@ -30,43 +64,74 @@ private Q_SLOTS:
             = {{10, 4}, {10, 100}, {0, all}, {16385, all}, {5000000, all}};
         for (const auto& [size, limit] : cases) {
             const QByteArray bytes = testBytes(size);
-            KelFileAccess access(m_path);
-            qint64 read = -1; // set in this thread; a QSignalSpy would work in that of the worker
-            connect(&access, &KelFileAccess::readFinished, this, [&](qint64 n) { read = n; });
-            access.start();
+            const QByteArray expected = bytes.left(int(qMin(limit, qint64(size))));
+            Access access(m_path);
             QVERIFY(access.open(QIODevice::WriteOnly, false));
             access.write(bytes);
             QVERIFY(content() == bytes && access.size() == size); // nothing is held back
             access.close();
-            QByteArray target("old");
+            QByteArray direct("old"), threaded("old");
             QVERIFY(access.open(QIODevice::ReadOnly, false));
-            access.read(target, limit);
-            QCOMPARE(target, bytes.left(int(qMin(limit, qint64(size)))));
+            access.read(direct, limit);
             access.close();
-            QVERIFY(openForWorker(access, QIODevice::ReadOnly));
-            target = "old";
-            access.read(target, limit);
-            QTRY_COMPARE(read, qMin(limit, qint64(size)));
-            QCOMPARE(target, bytes.left(int(read)));
+            QVERIFY(access.openForWorker(QIODevice::ReadOnly));
+            access.read(threaded, limit);
+            QVERIFY(access.work() && access.count == expected.size());
+            QVERIFY(direct == expected && threaded == expected);
+        }
+    }
+
+    void tellsAFailedRead()
+    {
+        const QByteArray bytes = testBytes(1000);
+        Access access(m_path);
+        for (int reads = 0; reads < 24; ++reads) {
+            QVERIFY(access.open(QIODevice::ReadWrite, false));
+            access.write(bytes);
+            access.close();
+            QVERIFY(access.open(QIODevice::ReadOnly, false));
+            const FailingReads failing(reads / 2, reads % 2);
+            QByteArray target;
+            access.read(target, 2000);
+            QVERIFY(target == bytes || (access.error() == QFile::ReadError && failing.happened()));
+            access.close();
         }
     }
 
     void keepsARequestAndRefusesOthers()
     {
-        KelFileAccess access(m_path);
-        QList<qint64> reads;
-        connect(&access, &KelFileAccess::readFinished, this, [&](qint64 n) { reads << n; });
+        Access access(m_path);
         QVERIFY(access.open(QIODevice::ReadOnly, true));
-        QVERIFY(!access.open(QIODevice::WriteOnly, true)); // one is pending
-        access.start();
-        QTRY_COMPARE(access.error(), QFile::OpenError);
+        QVERIFY(!access.isIdle() && !access.open(QIODevice::WriteOnly, true)); // one is pending
+        QVERIFY(access.work() && access.error() == QFile::OpenError);
         QByteArray target("old");
         access.read(target, 10);
+        QVERIFY(access.isIdle() && target == "old");
         QVERIFY(!access.open(QIODevice::WriteOnly, true)); // only a direct one after a failure
-        QVERIFY(openForWorker(access, QIODevice::ReadWrite));
+        QVERIFY(access.openForWorker(QIODevice::ReadWrite));
         QVERIFY(!access.open(QIODevice::WriteOnly, true)); // it is open
         access.read(target, 10);
-        QTRY_COMPARE(reads, QList<qint64>{0});
+        QVERIFY(access.work() && access.count == 0);
+    }
+
+    void opensAndClosesInTheWorker()
+    {
+        Access access(m_path);
+        QVERIFY(access.open(QIODevice::WriteOnly, true) && access.work());
+        access.write("hello");
+        QVERIFY(access.work() && access.count == 5);
+        access.write("there");
+        access.open(QIODevice::WriteOnly, false); // refused, but direct now, and after the write
+        access.close();
+        QCOMPARE(content(), QByteArray("hellothere"));
+        for (int round = 0; round < 2; ++round) {
+            QVERIFY(access.open(QIODevice::ReadOnly, true) && access.work()); // it was closed
+            QByteArray target;
+            access.read(target, 100);
+            QVERIFY(access.work() && target == "hellothere");
+            access.close();
+            QVERIFY(access.work());
+        }
     }
 
     /** Many requests, each made on the signal of the one before: in order, none lost or twice. */
@@ -75,24 +140,24 @@ private Q_SLOTS:
         constexpr int size = 4 * 100000;
         QEventLoop loop; // QTRY_COMPARE would sleep after each request
         QTimer::singleShot(60000, &loop, &QEventLoop::quit);
-        KelFileAccess access(m_path);
+        Access access(m_path);
         QByteArray data(4, '\0'), expected;
-        connect(&access, &KelFileAccess::writeFinished, this, [&] {
+        connect(&access, &Access::writeFinished, this, [&] {
             expected += data;
             qToBigEndian(qint32(expected.size()), data.data());
             expected.size() < size ? access.write(data) : loop.quit();
         });
         access.start();
-        QVERIFY(openForWorker(access, QIODevice::WriteOnly));
+        QVERIFY(access.openForWorker(QIODevice::WriteOnly));
         access.write(data);
         loop.exec();
-        QVERIFY(expected.size() == size && content() == expected);
+        QVERIFY(expected.size() == size && content() == expected && access.work());
     }
 
     void refusesDirectSlots()
     {
-        KelFileAccess access(m_path);
-        QVERIFY(openForWorker(access, QIODevice::ReadWrite));
+        Access access(m_path);
+        QVERIFY(access.openForWorker(QIODevice::ReadWrite));
         std::atomic<int> finished{0}, opened{0};
         const auto slot = [&] {
             access.write("again");
@@ -100,7 +165,7 @@ private Q_SLOTS:
             opened += access.open(QIODevice::ReadOnly, true);
             finished += access.size() > 0;
         };
-        connect(&access, &KelFileAccess::writeFinished, this, slot, Qt::DirectConnection);
+        connect(&access, &Access::writeFinished, this, slot, Qt::DirectConnection);
         access.start();
         access.write("hello");
         QTRY_COMPARE(finished.load(), 1);
@@ -111,16 +176,11 @@ private Q_SLOTS:
 
     void reportsAFullDisk()
     {
-        const auto written = [this](const QString& path, int size) {
-            KelFileAccess access(path);
-            qint64 count = 0;
-            connect(&access, &KelFileAccess::writeFinished, this, [&](qint64 n) { count = n; });
-            openForWorker(access, QIODevice::WriteOnly);
+        const auto written = [](const QString& path, int size) {
+            Access access(path);
+            access.openForWorker(QIODevice::WriteOnly);
             access.write(QByteArray(size, 'x'));
-            access.start();
-            return QTest::qWaitFor([&] { return count != 0 && access.error() != QFile::NoError; })
-                       ? count
-                       : 0;
+            return access.work() && access.error() != QFile::NoError ? access.count.load() : 0;
         };
         for (const int size : {5, 1000000}) // fits in a buffer, or doesn't
             QCOMPARE(written(QStringLiteral("/dev/full"), size), qint64(-1));
@@ -139,15 +199,16 @@ private Q_SLOTS:
     {
         const QByteArray data(20000000, 'x');
         for (const QByteArray& state :
-             QList<QByteArray>{"new", "idle", "writing", "quit", "slot"}) {
+             QList<QByteArray>{"new", "idle", "never started", "writing", "quit", "slot"}) {
             auto access = std::make_unique<KelFileAccess>(m_path);
-            QVERIFY(openForWorker(*access, QIODevice::WriteOnly));
+            QVERIFY(access->open(QIODevice::WriteOnly, false));
+            access->open(QIODevice::WriteOnly, true);
             const bool writes = state != "new" && state != "idle";
             if (writes)
                 access->write(QByteArray(data.constData(), data.size())); // a temporary will do
             if (state == "slot") // ended by its own signal
                 connect(access.get(), &KelFileAccess::writeFinished, this, [&] { access.reset(); });
-            if (state != "new")
+            if (state != "new" && state != "never started")
                 access->start();
             if (state == "quit")
                 access->quit();
@@ -159,22 +220,14 @@ private Q_SLOTS:
     }
 
 private:
-    /** Opens the file at once, for threaded use. */
-    static bool openForWorker(KelFileAccess& access, QIODevice::OpenMode mode)
-    {
-        const bool opened = access.open(mode, false);
-        access.open(mode, true);
-        return opened;
-    }
-
     QByteArray content() const
     {
         QFile file(m_path);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
-    const QTemporaryDir m_folder;
-    const QString m_path = m_folder.filePath(QStringLiteral("file"));
+    TemporaryFolder m_folder;
+    const QString m_path = m_folder.at("file");
 };
 
 QTEST_GUILESS_MAIN(KelFileAccessTest)

@@ -1,4 +1,5 @@
 #include <Quarn/access/AccessTokenKeeper.h>
+#include <Quarn/access/KelFileAccess.h>
 
 #include <QTest>
 
@@ -9,18 +10,21 @@ namespace {
 constexpr int passwordLength = 40;
 
 /** Computed, so that the program holds no password but in the strings that it makes. */
-wchar_t passwordCharacter(int kind, int index)
+char passwordCharacter(int kind, int index)
 {
-    return wchar_t(L'!' + (index * index * 7 + index * 3 + kind * 11) % 90);
+    return char('!' + (index * index * 7 + index * 3 + kind * 11) % 90);
 }
 
-__attribute__((no_sanitize("address"))) int count(quintptr begin, quintptr end, int kind)
+template <typename Character>
+__attribute__((no_sanitize("address", "undefined"))) int count(quintptr begin, quintptr end,
+                                                               int kind)
 {
     int found = 0;
-    const auto* const last = reinterpret_cast<const wchar_t*>(end) - passwordLength;
-    for (auto* text = reinterpret_cast<const wchar_t*>(begin); text <= last; ++text) {
-        int length = 8; // the heap overwrites the beginning of what is freed
-        while (length < passwordLength && text[length] == passwordCharacter(kind, length))
+    const auto* const last = reinterpret_cast<const Character*>(end) - passwordLength;
+    for (auto* text = reinterpret_cast<const Character*>(begin); text <= last; ++text) {
+        int length = 16; // the heap overwrites the beginning of what is freed
+        while (length < passwordLength
+               && text[length] == Character(passwordCharacter(kind, length)))
             ++length;
         found += length == passwordLength;
     }
@@ -38,7 +42,7 @@ std::pair<int, int> find(int kind)
             std::tie(begin, end) = std::tie(first, last);
         // A sanitizer's shadow memory is larger than all else together.
         if (line.rfind("VmFlags: rd wr", 0) == 0 && end - begin <= 1UL << 31) {
-            const int here = count(begin, end, kind);
+            const int here = count<wchar_t>(begin, end, kind) + count<char16_t>(begin, end, kind);
             found.first += here;
             found.second += line.find(" dd") == std::string::npos ? here : 0;
         }
@@ -46,9 +50,23 @@ std::pair<int, int> find(int kind)
     return found;
 }
 
+std::wstring password(int kind)
+{
+    std::wstring text(passwordLength, L' ');
+    for (int i = 0; i < passwordLength; ++i)
+        text[std::size_t(i)] = wchar_t(passwordCharacter(kind, i));
+    return text;
+}
+
+auto mappings()
+{
+    std::ifstream maps("/proc/self/maps");
+    return std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
+}
+
 } // namespace
 
-/** What is left in memory of passwords. */
+/** What is left in memory of passwords, and what they cost. */
 class LinuxAccessTest : public QObject
 {
     Q_OBJECT
@@ -57,16 +75,29 @@ private Q_SLOTS:
     void passwordsAreWiped()
     {
         auto keeper = std::make_unique<kel::AccessTokenKeeper>();
+        auto file = std::make_unique<kel::KelFileAccess>(QString());
         for (const int kind : {1, 1, 2}) {
-            std::wstring password(passwordLength, L' ');
-            for (int i = 0; i < passwordLength; ++i)
-                password[std::size_t(i)] = passwordCharacter(kind, i);
-            (void)keeper->getLoggedOnToken(L"scope", L"bob", std::move(password));
+            std::wstring text = password(kind);
+            QString characters = QString::fromStdWString(text);
+            file->setUserAndPassword(QStringLiteral("bob"), characters);
+            characters.fill(QLatin1Char(' '));
+            (void)keeper->getLoggedOnToken(L"scope", L"bob", std::move(text));
         }
         QCOMPARE(find(1), std::make_pair(0, 0)); // replaced
-        QCOMPARE(find(2), std::make_pair(2, 0)); // in the cache and in the token
+        QCOMPARE(find(2), std::make_pair(2, 0)); // one in each
         keeper.reset();
+        file.reset();
         QCOMPARE(find(2), std::make_pair(0, 0));
+    }
+
+    /** A process has 65,530 mappings, and may lock few pages. */
+    void passwordsSharePages()
+    {
+        const auto before = mappings();
+        kel::AccessTokenKeeper keeper;
+        for (int user = 0; user < 1000; ++user)
+            (void)keeper.getLoggedOnToken(L"", std::to_wstring(user), password(1));
+        QVERIFY(mappings() - before < 50);
     }
 };
 

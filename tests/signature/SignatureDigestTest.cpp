@@ -1,18 +1,23 @@
+#include "support/FailingReads.h"
+#include "support/TemporaryFolder.h"
+
 #include <Quarn/signature/SignatureDigest.h>
 #include <Quarn/signature/SignatureException.h>
 #include <Quarn/streams/QRandomAccessIO.h>
 
 #include <QFile>
 #include <QProcess>
-#include <QTemporaryDir>
 #include <QTest>
 
+#include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
 #include <boost/make_shared.hpp>
 
+#include <cstdlib>
+#include <functional>
 #include <limits>
 
 using namespace kel;
@@ -59,6 +64,29 @@ private:
     qint64 m_left;
     const int m_atEnd;
 };
+
+/** Which allocation of OpenSSL fails, 0 for none, and whether all further ones do. */
+struct Shortage
+{
+    int allocation;
+    bool forGood;
+    bool happened;
+} shortage;
+
+bool fails()
+{
+    if (shortage.happened ? !shortage.forGood : --shortage.allocation != 0)
+        return false;
+    return shortage.happened = true;
+}
+
+// Before OpenSSL allocates anything.
+const int allocationsReplaced = CRYPTO_set_mem_functions(
+    [](size_t size, const char*, int) { return fails() ? nullptr : std::malloc(size); },
+    [](void* old, size_t size, const char*, int) {
+        return fails() ? nullptr : std::realloc(old, size);
+    },
+    [](void* memory, const char*, int) { std::free(memory); });
 
 /** The message of the exception that \a call ends with; "true" or "false" when it returns. */
 template <typename Call>
@@ -246,40 +274,115 @@ private Q_SLOTS:
         check("unknown algorithm", unknown, "/CN=ec", false);
     }
 
-    void keepsKeyAndChain()
+    /** Neither does another key come into its place, which OpenSSL gives the same memory. */
+    void copiesLoseTheKeyWithTheOriginal()
     {
-        SignatureDigest digest, borrower;
-        digest.setPublicKey((read("rsa.crt") + read("ec.crt")).constData(), -1);
-        digest.setPublicKeyFile(path("rsa.pub"));
-        const SignatureDigest& same = digest;
-        const auto firstKey = [&] { return X509_get0_pubkey(digest.certificateChain().first()); };
-        const QByteArray both("/CN=rsa/CN=ec");
-        digest = same;
-        QVERIFY(names(digest) == both && verifies(digest));
-        borrower = digest;
-        digest = borrower;
-        QVERIFY(names(digest) == both && verifies(digest) && verifies(borrower));
-        digest.setPublicKey(digest.certificateChain());
-        digest.setPublicKey(firstKey()); // ours already
-        QVERIFY(names(digest) == both && verifies(digest));
+        using Owner = std::unique_ptr<SignatureDigest>;
+        SignatureDigest copies[3], other;
+        other.setPublicKeyFile(path("dsa.crt"));
+        const struct
+        {
+            const char* name;
+            bool kept;
+            std::function<void(Owner&)> change;
+        } cases[] = {
+            {"destroyed", false, [](Owner& o) { o.reset(); }},
+            {"replaced", false, [&](Owner& o) { o->setPublicKeyFile(path("dsa.crt")); }},
+            {"the same again", false, [](Owner& o) { o->setPublicKey(o->certificateChain()); }},
+            {"removed", false, [](Owner& o) { o->setPublicKey(static_cast<X509*>(nullptr)); }},
+            {"borrowed", false, [&](Owner& o) { *o = other; }},
+            {"moved", true, [](Owner& o) { o.reset(new SignatureDigest(std::move(*o))); }},
+            {"assigned itself", true, [](Owner& o) { *o = *std::as_const(o); }},
+            {"assigned its copy", true, [&](Owner& o) { *o = copies[1]; }},
+            {"handed back", true,
+             [](Owner& o) { o->setPublicKey(X509_get0_pubkey(o->certificateChain().first())); }},
+            {"assigned what lists its certificates", true,
+             [](Owner& o) {
+                 SignatureDigest lister;
+                 lister.setPublicKey(o->certificateChain());
+                 *o = lister;
+             }},
+        };
+        for (const auto& [name, kept, change] : cases) {
+            auto owner = std::make_unique<SignatureDigest>();
+            owner->setPublicKeyFile(path("rsa.crt"));
+            copies[0] = *owner;
+            copies[1] = SignatureDigest(copies[0]);
+            copies[2] = std::vector<SignatureDigest>(2, *owner).back();
+            change(owner);
+            SignatureDigest forger;
+            forger.setPublicKeyFile(path("ec.crt"));
+            for (SignatureDigest& copy : copies) {
+                const QByteArray result = outcome([&] { return verifies(copy); });
+                QVERIFY2(result == (kept ? "true" : "Public key expected"), name);
+                QVERIFY2(copy.hasPublicKey() == kept && names(copy) == "/CN=rsa", name);
+            }
+            QVERIFY2(!kept || (verifies(*owner) && names(*owner) == "/CN=rsa"), name);
+        }
+    }
 
-        SignatureDigest lister; // of certificates that are the other's
-        lister.setPublicKey(digest.certificateChain());
-        lister.setPublicKey(firstKey());
-        digest = lister;
-        QVERIFY(names(digest) == both && verifies(digest));
-        digest.setPublicKey(digest.certificateChain().first());
-        QVERIFY(names(digest) == "/CN=rsa" && verifies(digest));
-        digest.setPublicKeyFile(path("rsa.crt"));
-        QVERIFY(names(digest) == "/CN=rsa" && verifies(digest));
+    void movesTakeEverything()
+    {
+        static_assert(std::is_nothrow_move_constructible_v<SignatureDigest>);
+        std::vector<SignatureDigest> digests;
+        for (const char* const name : {"rsa", "dsa", "ec"}) {
+            digests.emplace_back().setPublicKeyFile(path(name + QByteArray(".crt")));
+            digests.back().setSignatureFile(path(name + QByteArray(".sig")));
+            digests.back().digestFile(path("data"));
+        }
+        SignatureDigest& left = digests.back();
+        digests.front() = std::move(left);
+        QCOMPARE(names(digests[0]) + names(digests[1]), QByteArray("/CN=ec/CN=dsa"));
+        QVERIFY(digests[0].verify() && digests[1].verify());
+        QVERIFY(!left.hasPublicKey() && !left.hasSignature() && names(left).isEmpty());
+        left.setPublicKeyFile(path("rsa.pub"));
+        QVERIFY(outcome([&] { return left.digest("x", 1); }) == "Digest update failed");
+        QVERIFY(verifies(left));
+    }
 
-        auto owner = std::make_unique<SignatureDigest>(digest);
-        owner->setPublicKeyFile(path("ec.crt"));
-        const SignatureDigest copy(*owner);
-        lister = *owner;
-        owner->setPublicKeyFile(path("rsa.crt"));
-        owner.reset();
-        QCOMPARE(names(copy) + names(lister), QByteArray("/CN=ec/CN=ec"));
+    /** Each allocation of OpenSSL fails in its turn, alone or with all further ones. */
+    void takesAllOrNothingWhenMemoryIsShort()
+    {
+        const std::pair<QByteArray, QByteArray> texts[]
+            = {{read("rsa.crt") + read("ec.crt"), "/CN=rsa/CN=ec"},
+               {read("rsa.pub") + read("dsa.crt"), "/CN=ec"}};
+        SignatureDigest former;
+        former.setPublicKeyFile(path("ec.crt"));
+        const auto check = [&](const QByteArray& pem, const QByteArray& chain, int allocation,
+                               bool forGood) {
+            SignatureDigest digest;
+            digest.setPublicKey(former.certificateChain());
+            shortage = {allocation, forGood, false};
+            QByteArray result = "no memory";
+            try {
+                result = outcome([&] { return digest.setPublicKey(pem.constData(), -1), true; });
+            } catch (const std::bad_alloc&) { }
+            const bool happened = std::exchange(shortage, {}).happened;
+            if (names(digest) != (result == "true" ? chain : "/CN=ec") || result == "false")
+                qFatal("allocation %d: %s", allocation, names(digest).constData());
+            return happened;
+        };
+        QVERIFY(allocationsReplaced == 1);
+        for (const auto& [pem, chain] : texts)
+            for (const bool forGood : {false, true})
+                for (int allocation = 1; check(pem, chain, allocation, forGood);)
+                    ++allocation;
+        init();
+    }
+
+    void tellsAFailedRead()
+    {
+        for (int reads = 0; reads < 10; ++reads) {
+            SignatureDigest digest;
+            digest.setPublicKeyFile(path("rsa.pub"));
+            digest.digest(data.constData(), int(data.size()));
+            const FailingReads failing(reads / 2, reads % 2);
+            const auto load = [&] { return digest.setSignatureFile(path("rsa.sig")), true; };
+            const QByteArray result = outcome(load);
+            QVERIFY2(result == "true" ? digest.verify()
+                                      : failing.happened() && result.startsWith("IO: Could not"),
+                     result.constData());
+        }
     }
 
     void takesTheCallersObjects()
@@ -301,7 +404,7 @@ private Q_SLOTS:
     }
 
 private:
-    QString path(const QByteArray& n) const { return m_folder.filePath(QLatin1String(n)); }
+    QString path(const QByteArray& name) const { return m_folder.at(name.constData()); }
     QByteArray read(const char* name) const
     {
         QFile file(path(name));
@@ -312,7 +415,7 @@ private:
         return digest.verify1File(path("data"), path(signature));
     }
 
-    QTemporaryDir m_folder;
+    TemporaryFolder m_folder;
 };
 
 QTEST_GUILESS_MAIN(SignatureDigestTest)

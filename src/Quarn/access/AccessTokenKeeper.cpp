@@ -6,8 +6,15 @@
 #include <Quarn/platform/Logon_p.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
+#include <memory_resource>
 #include <mutex>
+#include <new>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
 
 namespace kel {
 namespace {
@@ -27,39 +34,135 @@ private:
     std::wstring& m_text;
 };
 
-void warnOfPasswordChange(const std::wstring& scope, const std::wstring& user)
+using Key = std::pair<std::wstring, std::wstring>; // scope and user
+
+struct KeyHash
 {
-    Log::instance().write(Log::Warning, L"Changing password for: " + scope + L" / " + user
-                                            + L" Is this intended?");
+    std::size_t operator()(const Key& key) const
+    {
+        const std::hash<std::wstring> hash;
+        return hash(key.first) * 31 + hash(key.second);
+    }
+};
+
+/** Whether \a character has what follows shown in another order. */
+bool turnsText(wchar_t character)
+{
+    return (character >= 0x202a && character <= 0x202e)
+           || (character >= 0x2066 && character <= 0x2069);
+}
+
+/** A log that cannot be written keeps nobody from a new password. */
+void warnOfPasswordChange(const Key& key) noexcept
+{
+    try {
+        std::wstring line
+            = L"Changing password for: " + key.first + L" / " + key.second + L" Is this intended?";
+        std::replace_if(line.begin(), line.end(), turnsText, L' '); // as the log does with others
+        Log::instance().write(Log::Warning, line);
+    } catch (...) { // whatever the log's stream throws
+    }
 }
 
 } // namespace
 
-struct AccessTokenKeeper::Entry
+/** The tokens of one keeper. */
+class AccessTokenKeeper::Tokens
 {
-    SecretText password;
-    void* token;
+public:
+    Tokens() : m_memory({256, 1024}, &secretPages()) { }
+    Tokens(const Tokens&) = delete;
+    Tokens& operator=(const Tokens&) = delete;
+    ~Tokens();
+
+    void* get(Key key, const std::wstring& password);
+    bool isReplaced(void* token) const;
+
+private:
+    struct Entry
+    {
+        SecretText password;
+        void* token;
+    };
+    using Map = std::unordered_map<Key, Entry, KeyHash>;
+
+    void* logOn(Map::iterator entry, const std::wstring& password);
+
+    std::pmr::unsynchronized_pool_resource m_memory; // of the passwords
+    Map m_open;
+    std::unordered_set<void*> m_replaced; // and closed
+    mutable Mutex m_lock; // guards all; taken before the log's mutex, held during logons
 };
 
-std::size_t AccessTokenKeeper::KeyHash::operator()(const Key& key) const
+/** Closes the tokens in the order of their keys, or in any when there is no memory to sort them. */
+AccessTokenKeeper::Tokens::~Tokens()
 {
-    const std::hash<std::wstring> hash;
-    return hash(key.first) * 31 + hash(key.second);
+    std::vector<const Map::value_type*> sorted;
+    try {
+        sorted.reserve(m_open.size());
+        for (const Map::value_type& entry : m_open)
+            sorted.push_back(&entry);
+        std::sort(sorted.begin(), sorted.end(),
+                  [](const auto* left, const auto* right) { return left->first < right->first; });
+        for (const Map::value_type* const entry : sorted)
+            closeLogonToken(entry->second.token);
+    } catch (const std::bad_alloc&) {
+        for (const Map::value_type& entry : m_open)
+            closeLogonToken(entry.second.token);
+    }
 }
+
+void* AccessTokenKeeper::Tokens::get(Key key, const std::wstring& password)
+{
+    const MutexLocker locker(m_lock, true);
+    const auto entry = m_open.find(key);
+    if (entry != m_open.end() && entry->second.password == password)
+        return entry->second.token;
+
+    Entry renewed{SecretText(password, m_memory), noToken};
+    if (entry == m_open.end())
+        return logOn(m_open.emplace(std::move(key), std::move(renewed)).first, password);
+    // The last that can fail for want of memory: from here on the old token is gone.
+    m_replaced.insert(entry->second.token);
+    warnOfPasswordChange(key);
+    closeLogonToken(entry->second.token);
+    entry->second = std::move(renewed);
+    return logOn(entry, password);
+}
+
+/** Opens the token of \a entry, which has none. A logon that fails in any way removes the entry. */
+void* AccessTokenKeeper::Tokens::logOn(Map::iterator entry, const std::wstring& password)
+{
+    void* token = noToken;
+    bool opened = false;
+    try {
+        opened = openLogonToken(entry->first.second, password, &token);
+    } catch (...) {
+        m_open.erase(entry);
+        throw;
+    }
+    if (!opened) {
+        m_open.erase(entry);
+        return noToken;
+    }
+    m_replaced.erase(token); // Windows gives the value of a closed handle out again
+    entry->second.token = token;
+    return token;
+}
+
+bool AccessTokenKeeper::Tokens::isReplaced(void* token) const
+{
+    const MutexLocker locker(m_lock, true);
+    return m_replaced.count(token) > 0;
+}
+
+void* const AccessTokenKeeper::noToken = reinterpret_cast<void*>(std::intptr_t(-1));
 
 AccessTokenKeeper* AccessTokenKeeper::m_instance = nullptr;
 
-AccessTokenKeeper::AccessTokenKeeper() : m_logonFunctions(logonFunctions()) { }
+AccessTokenKeeper::AccessTokenKeeper() : m_tokens(std::make_unique<Tokens>()) { }
 
-AccessTokenKeeper::~AccessTokenKeeper()
-{
-    for (const Tokens::value_type& entry : m_tokens)
-        m_closing.push_back(&entry);
-    std::sort(m_closing.begin(), m_closing.end(),
-              [](const auto* left, const auto* right) { return left->first < right->first; });
-    for (const Tokens::value_type* entry : m_closing)
-        m_logonFunctions.close(entry->second->token);
-}
+AccessTokenKeeper::~AccessTokenKeeper() = default;
 
 AccessTokenKeeper* AccessTokenKeeper::instance()
 {
@@ -80,57 +183,12 @@ void* AccessTokenKeeper::getLoggedOnToken(std::wstring scope, std::wstring user,
                                           std::wstring password)
 {
     const Wiper wiper(password);
-    const MutexLocker locker(m_lock, true);
-    Key key(std::move(scope), std::move(user));
-    const auto found = m_tokens.find(key);
-    if (found != m_tokens.end() && found->second->password == password)
-        return found->second->token;
-
-    // All that can fail for want of memory comes before the old token is closed.
-    auto renewed = std::make_unique<Entry>(Entry{SecretText(password), invalidToken()});
-    if (found == m_tokens.end()) {
-        makeRoomForOne();
-        Tokens fresh;
-        fresh.emplace(std::move(key), std::move(renewed));
-        return logOn(fresh.extract(fresh.begin()), password);
-    }
-    warnOfPasswordChange(key.first, key.second);
-    m_invalidTokens.push_back(found->second->token);
-    m_logonFunctions.close(found->second->token);
-    Tokens::node_type entry = m_tokens.extract(found);
-    entry.mapped() = std::move(renewed);
-    return logOn(std::move(entry), password);
-}
-
-/** Sees to it that the next token can be kept, and closed in its turn, without more memory. */
-void AccessTokenKeeper::makeRoomForOne()
-{
-    const std::size_t size = m_tokens.size();
-    if (m_tokens.bucket_count() <= size + 1) // an empty map has a bucket that it doesn't use
-        m_tokens.reserve(2 * size + 2);
-    if (m_closing.capacity() <= size)
-        m_closing.reserve(2 * size + 1);
-}
-
-/** Caches \a entry with the token of a new logon; a logon that fails in any way drops it. */
-void* AccessTokenKeeper::logOn(Tokens::node_type entry, const std::wstring& password)
-{
-    void* token = invalidToken();
-    if (!m_logonFunctions.logOn(entry.key().second, password, &token))
-        return invalidToken();
-    // Windows gives the value of a closed handle out again.
-    m_invalidTokens.erase(std::remove(m_invalidTokens.begin(), m_invalidTokens.end(), token),
-                          m_invalidTokens.end());
-    entry.mapped()->token = token;
-    m_tokens.insert(std::move(entry));
-    return token;
+    return m_tokens->get({std::move(scope), std::move(user)}, password);
 }
 
 bool AccessTokenKeeper::isTokenValid(void* token) const
 {
-    const MutexLocker locker(m_lock, true);
-    return std::find(m_invalidTokens.begin(), m_invalidTokens.end(), token)
-           == m_invalidTokens.end();
+    return !m_tokens->isReplaced(token);
 }
 
 } // namespace kel

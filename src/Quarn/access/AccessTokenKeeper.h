@@ -1,29 +1,23 @@
 #ifndef QUARN_ACCESS_ACCESSTOKENKEEPER_H
 #define QUARN_ACCESS_ACCESSTOKENKEEPER_H
 
-#include <Quarn/companion/Mutex.h>
 #include <Quarn/quarn_export.h>
 
-#include <cstddef>
 #include <memory>
 #include <string>
-#include <unordered_map>
-#include <utility>
-#include <vector>
 
 namespace kel {
-struct LogonFunctions;
 
 /**
  * \brief A cache of logon tokens: each user is logged on once, and again when the password changes.
  *
  * A token keeps the caller's identity on this machine and presents the user's credentials on
  * outbound connections: on Windows, what LogonUserW answers for LOGON32_LOGON_NEW_CREDENTIALS.
- * Elsewhere it only stands for the credentials, which the process keeps until it is closed.
+ * Elsewhere it only stands for the credentials, in this process.
  *
- *     AccessTokenKeeper* const keeper = AccessTokenKeeper::instance();
+ *     kel::AccessTokenKeeper* const keeper = kel::AccessTokenKeeper::instance();
  *     void* const token = keeper->getLoggedOnToken(L"backup", user, password);
- *     if (token == INVALID_HANDLE_VALUE)
+ *     if (token == kel::AccessTokenKeeper::noToken)
  *         return false;
  *
  * \par Ownership
@@ -43,6 +37,9 @@ struct LogonFunctions;
 class QUARN_EXPORT AccessTokenKeeper
 {
 public:
+    /** What a failed logon answers: Windows' INVALID_HANDLE_VALUE, (void*)-1, on every system. */
+    static void* const noToken;
+
     /** A keeper of its own, which knows nothing of the tokens of others. */
     AccessTokenKeeper();
     AccessTokenKeeper(const AccessTokenKeeper&) = delete;
@@ -62,10 +59,10 @@ public:
      * letter case included.
      *
      * A \a password other than the last one closes the user's token in this scope, which is from
-     * then on invalid, writes a warning to the log, and logs on anew. A failed logon leaves nothing
-     * behind, so that the next call tries again.
+     * then on invalid, writes a warning to the log, and logs on anew. Whatever the log's stream
+     * throws is dropped. A failed logon leaves nothing behind, so that the next call tries again.
      *
-     * \return the token; INVALID_HANDLE_VALUE, which is (void*)-1, when the logon failed
+     * \return the token; noToken when the logon failed
      * \throws std::bad_alloc when memory is short; no token is lost by it
      */
     [[nodiscard]] void* getLoggedOnToken(std::wstring scope, std::wstring user,
@@ -75,24 +72,11 @@ public:
     [[nodiscard]] bool isTokenValid(void* token) const;
 
 private:
-    struct Entry;
-    using Key = std::pair<std::wstring, std::wstring>; // scope and user
-    struct KeyHash
-    {
-        std::size_t operator()(const Key& key) const;
-    };
-    using Tokens = std::unordered_map<Key, std::unique_ptr<Entry>, KeyHash>;
-
-    void makeRoomForOne();
-    void* logOn(Tokens::node_type entry, const std::wstring& password);
+    class QUARN_NO_EXPORT Tokens;
 
     static AccessTokenKeeper* m_instance;
 
-    Tokens m_tokens; // each is open
-    std::vector<const Tokens::value_type*> m_closing; // empty, with room for all of m_tokens
-    std::vector<void*> m_invalidTokens; // replaced and closed
-    mutable Mutex m_lock; // guards these; taken before the log's mutex, held during logons
-    const LogonFunctions& m_logonFunctions;
+    std::unique_ptr<Tokens> m_tokens;
 };
 
 } // namespace kel

@@ -19,7 +19,7 @@ bool KelFileAccess::handOver(Request request, State needed, Store store)
     if (QThread::currentThread() == this)
         return false;
     const QMutexLocker locker(&m_mutex);
-    if (m_request != NoRequest || m_state != needed)
+    if (m_request != NoRequest || m_state != needed || m_ending)
         return false;
     store();
     m_request = request;
@@ -43,14 +43,15 @@ KelFileAccess::~KelFileAccess()
         m_waitCondition.wakeOne();
     }
     wait();
-    wipe(m_password);
+    carryOut(); // what no worker has come for
 }
 
 void KelFileAccess::setUserAndPassword(const QString& user, const QString& password)
 {
+    auto secret = std::make_unique<SecretText>(password);
+    const QMutexLocker locker(&m_mutex);
     m_user = user;
-    wipe(m_password);
-    m_password = QString(password.constData(), password.size());
+    m_password.swap(secret);
 }
 
 bool KelFileAccess::open(QIODevice::OpenMode mode, bool threaded)
@@ -61,6 +62,7 @@ bool KelFileAccess::open(QIODevice::OpenMode mode, bool threaded)
     }
     if (threaded)
         return handOver(OpenRequest, Closed, [&] { m_openMode = mode; });
+    carryOut();
     const QMutexLocker locker(&m_fileMutex);
     const bool opened = openFile(mode);
     setState(opened ? Opened : OpenFailed);
@@ -73,6 +75,7 @@ void KelFileAccess::close()
         handOver(CloseRequest, Opened, [] {});
         return;
     }
+    carryOut();
     const QMutexLocker locker(&m_fileMutex);
     closeFile();
     setState(Closed);
@@ -87,6 +90,7 @@ void KelFileAccess::read(QByteArray& target, qint64 maxSize)
         });
         return;
     }
+    carryOut();
     const QMutexLocker locker(&m_fileMutex);
     setState(Reading);
     readFile(maxSize, target);
@@ -99,6 +103,7 @@ void KelFileAccess::write(const QByteArray& data)
         handOver(WriteRequest, Opened, [&] { m_pendingData = data; });
         return;
     }
+    carryOut();
     const QMutexLocker locker(&m_fileMutex);
     setState(Writing);
     writeFile(data);
@@ -122,6 +127,19 @@ QFile::FileError KelFileAccess::error() const
     return m_error;
 }
 
+bool KelFileAccess::isIdle() const
+{
+    const QMutexLocker locker(&m_mutex);
+    return m_request == NoRequest;
+}
+
+void KelFileAccess::stop()
+{
+    requestInterruption(); // until the next start()
+    const QMutexLocker locker(&m_mutex);
+    m_waitCondition.wakeOne();
+}
+
 bool KelFileAccess::impersonate() const
 {
     return true;
@@ -143,27 +161,35 @@ void KelFileAccess::setState(State state)
 
 void KelFileAccess::run()
 {
-    for (Request request = nextRequest(); request != NoRequest; request = nextRequest())
-        carryOut(request);
+    while (waitForRequest())
+        carryOut();
 }
 
-/** Waits for a request; NoRequest when the worker is to end and all that was accepted is done. */
-KelFileAccess::Request KelFileAccess::nextRequest()
+/** False when the worker is to end and all that was accepted is done. */
+bool KelFileAccess::waitForRequest()
 {
     const QMutexLocker locker(&m_mutex);
-    while (m_request == NoRequest && !m_ending)
+    while (m_request == NoRequest && !m_ending && !isInterruptionRequested())
         m_waitCondition.wait(&m_mutex);
+    return m_request != NoRequest;
+}
+
+KelFileAccess::Request KelFileAccess::acceptedRequest()
+{
+    const QMutexLocker locker(&m_mutex);
     return m_request;
 }
 
 /**
+ * Carries out the accepted request, if there is one: the worker, or a call that comes before it.
+ *
  * The request counts as done before its signal is emitted: whoever receives that in another thread
  * may make the next one, however long directly connected slots still run here.
  */
-void KelFileAccess::carryOut(Request request)
+void KelFileAccess::carryOut()
 {
     QMutexLocker locker(&m_fileMutex);
-    switch (request) {
+    switch (acceptedRequest()) {
     case OpenRequest:
         requestDone(openFile(m_openMode) ? Opened : OpenFailed);
         break;
@@ -175,7 +201,7 @@ void KelFileAccess::carryOut(Request request)
         setState(Reading);
         readFile(m_maxSize, *m_pendingBuffer);
         const qint64 bytesRead = m_pendingBuffer->size();
-        requestDone(Opened);
+        requestDone(stateOfFile());
         locker.unlock();
         Q_EMIT readFinished(bytesRead);
         break;
@@ -183,7 +209,7 @@ void KelFileAccess::carryOut(Request request)
     case WriteRequest: {
         setState(Writing);
         const qint64 bytesWritten = writeFile(std::exchange(m_pendingData, QByteArray()));
-        requestDone(Opened);
+        requestDone(stateOfFile());
         locker.unlock();
         Q_EMIT writeFinished(bytesWritten);
         break;
@@ -198,6 +224,12 @@ void KelFileAccess::requestDone(State state)
     const QMutexLocker locker(&m_mutex);
     m_state = state;
     m_request = NoRequest;
+}
+
+/** Closed if a direct close() of another thread came before the request. */
+KelFileAccess::State KelFileAccess::stateOfFile() const
+{
+    return m_file.isOpen() ? Opened : Closed;
 }
 
 bool KelFileAccess::openFile(QIODevice::OpenMode mode)
@@ -216,8 +248,8 @@ void KelFileAccess::closeFile()
 
 void KelFileAccess::readFile(qint64 maxSize, QByteArray& target)
 {
-    readUpTo(m_file, maxSize, target);
-    m_error = m_file.error();
+    const bool enoughMemory = readUpTo(m_file, maxSize, target);
+    m_error = enoughMemory ? m_file.error() : QFile::ResourceError;
 }
 
 qint64 KelFileAccess::writeFile(const QByteArray& data)

@@ -11,8 +11,10 @@
 #include <QWaitCondition>
 
 #include <atomic>
+#include <memory>
 
 namespace kel {
+class SecretText;
 
 /**
  * \brief Opens, reads, writes and closes one file, directly or on a worker thread of its own.
@@ -29,29 +31,34 @@ namespace kel {
  * | on the worker thread: from a directly connected slot           | dropped; open() says false |
  * | any other, so also the next one of a slot with queued signals  | carried out once           |
  *
- * A request made before QThread::start() waits for it. After a threaded open that failed only a
- * direct open() is accepted; error() tells the reason.
+ * A request made before QThread::start() waits for it, and so does one for which no thread can be
+ * had; isRunning() tells that. After a threaded open that failed only a direct open() is accepted;
+ * error() tells the reason.
  *
  * \par Opening
- * No signal tells that a threaded open is done, and until it is, a read or a write is dropped. A
- * program that wants to go on at once opens directly and then switches over: the second open() is
- * refused, since the file is open, but chooses the mode.
+ * No signal tells that a threaded open or close is done, and until it is, a read or a write is
+ * dropped. A program that must not wait, as in a window's thread, has the worker end after the
+ * open, which QThread::finished() tells:
  * \snippet background-save/main.cpp open
- * The following write is then sure to be accepted, and so is each one made when the one before
- * has signalled its end:
+ * Then it begins anew. The first write is sure to be accepted, and so is each one made when the one
+ * before has signalled its end:
  * \snippet background-save/main.cpp write
+ * A program that has something else to do asks isIdle() now and then.
  *
  * \par Threads
  * Requests may come from any thread and never block. The signals are emitted on the worker thread;
- * a slot of an object that lives elsewhere is queued to its thread. exists(), size() and error()
- * may be called at any time. Direct calls wait for a request that is being carried out.
+ * a slot of an object that lives elsewhere is queued to its thread. The other calls may be made at
+ * any time in any thread. Direct ones wait for a request that is being carried out; one that the
+ * worker hasn't come for yet they carry out first, and emit its signal in their own thread.
  *
  * \par Ending
- * Only the destructor ends the worker: quit() and exit() don't, and waiting for it afterwards takes
- * forever. The destructor lets it carry out what was accepted, waits for that and closes the file.
- * Delete the object in any queued slot, or call deleteLater(). On the worker thread, in a directly
- * connected slot, deleting it is a fatal error, as a thread cannot wait for its own end; in a slot
- * that the worker waits for (Qt::BlockingQueuedConnection) it would wait forever.
+ * stop() and the destructor end the worker: quit() and exit() don't, and waiting for it afterwards
+ * takes forever. The destructor waits until the worker has carried out what was accepted, does that
+ * itself where there is no worker, and closes the file. Requests of directly connected slots are
+ * dropped meanwhile. Delete the object in any queued slot, or call deleteLater(). On the worker
+ * thread, in a directly connected slot, deleting it is a fatal error, as a thread cannot wait for
+ * its own end; in a slot that the worker waits for (Qt::BlockingQueuedConnection) it would wait
+ * forever.
  */
 class QUARN_EXPORT KelFileAccess : public QThread
 {
@@ -60,9 +67,15 @@ class QUARN_EXPORT KelFileAccess : public QThread
 public:
     /** Neither opens \a fileName nor starts the thread. */
     explicit KelFileAccess(const QString& fileName, QObject* parent = nullptr);
+    /** See "Ending" above; blocks until what was accepted has been carried out. */
     ~KelFileAccess() override;
 
-    /** Stores both; files are accessed as the process's user all the same. */
+    /**
+     * Stores both, the password in memory that is left out of core dumps, locked as far as the
+     * process may, and wiped; files are accessed as the process's user all the same.
+     *
+     * \throws std::bad_alloc
+     */
     void setUserAndPassword(const QString& user, const QString& password);
 
     /**
@@ -71,12 +84,13 @@ public:
      * \return direct: whether the file was opened; threaded: whether the request was accepted
      */
     bool open(QIODevice::OpenMode mode, bool threaded);
+    /** Closes the file. In threaded mode no signal tells that it is done, but isIdle(). */
     void close();
 
     /**
-     * Replaces \a target with the next bytes of the file, at most \a maxSize, fewer at its end,
-     * after an error or when memory doesn't suffice. In threaded mode \a target must be left alone
-     * until readFinished().
+     * Replaces \a target with the next bytes of the file, at most \a maxSize, fewer at its end or
+     * when reading fails; error() then tells the reason, QFile::ResourceError for want of memory.
+     * In threaded mode \a target must be left alone until readFinished().
      */
     void read(QByteArray& target, qint64 maxSize);
 
@@ -86,14 +100,25 @@ public:
      */
     void write(const QByteArray& data);
 
+    /** Whether there is a file with this name; links are followed. */
     bool exists() const;
     /** In bytes; while a request is carried out, that of the file with this name. */
     qint64 size() const;
     /** Of the last operation that was carried out; that of a threaded open included. */
     QFile::FileError error() const;
 
+    /** Whether no request is pending or carried out, so that the next one isn't refused for that. */
+    bool isIdle() const;
+
+    /**
+     * Ends the worker when it has carried out what was accepted, without waiting for it: wait() does,
+     * with a limit. Classes that derive from this one call both in their destructors. After it
+     * start() begins anew.
+     */
+    void stop();
+
 Q_SIGNALS:
-    /** A threaded read is done; \a bytesRead is the size of the target, 0 after an error too. */
+    /** A threaded read is done; \a bytesRead is the size of the target. See error() if it is short. */
     void readFinished(qint64 bytesRead);
     /**
      * A threaded write is done; \a bytesWritten is less than the size of the data after an error,
@@ -116,11 +141,13 @@ private:
     bool handOver(Request request, State needed, Store store);
 
     void run() override;
-    Request nextRequest();
-    void carryOut(Request request);
+    bool waitForRequest();
+    void carryOut();
+    Request acceptedRequest();
     void requestDone(State state);
 
     // With m_fileMutex held:
+    State stateOfFile() const;
     bool openFile(QIODevice::OpenMode mode);
     void closeFile();
     void readFile(qint64 maxSize, QByteArray& target);
@@ -129,18 +156,19 @@ private:
     State m_state; // guarded by m_mutex
     Request m_request; // guarded by m_mutex; kept until it has been carried out
     bool m_threaded; // guarded by m_mutex
-    bool m_ending; // guarded by m_mutex
+    bool m_ending; // guarded by m_mutex; in the destructor
     const QString m_fileName;
     QFile m_file; // guarded by m_fileMutex
     std::atomic<QFile::FileError> m_error; // of m_file
-    // The details of the request: written with m_mutex held while there is none, then the worker's.
+    // The details of the request: written with m_mutex held while there is none, then of whoever
+    // carries it out.
     QIODevice::OpenMode m_openMode;
     QByteArray* m_pendingBuffer; // borrowed
     QByteArray m_pendingData;
     qint64 m_maxSize;
-    QString m_user;
-    QString m_password; // shared with nobody, to be wiped
-    QMutex m_mutex; // a leaf, held for instants
+    QString m_user; // guarded by m_mutex
+    std::unique_ptr<SecretText> m_password; // guarded by m_mutex
+    mutable QMutex m_mutex; // held for instants; under it only QThread's own
     // Held while the file is worked on and until m_state tells so, never while a signal is emitted.
     // Taken before m_mutex.
     mutable QMutex m_fileMutex;

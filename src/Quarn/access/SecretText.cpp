@@ -1,37 +1,29 @@
 #include <Quarn/access/SecretText_p.h>
 
-#include <Quarn/platform/SecretMemory_p.h>
-
 #include <QString>
 
 #include <openssl/crypto.h>
 
-#include <new>
-
 namespace kel {
-namespace {
 
-wchar_t* allocate(std::size_t size)
+/** Room for \a length characters; for none it is still some, as no system maps nothing. */
+SecretText::Characters SecretText::allocate(std::size_t length, std::pmr::memory_resource& memory)
 {
-    void* const memory = allocateSecretMemory(size);
-    if (!memory)
-        throw std::bad_alloc();
-    return static_cast<wchar_t*>(memory);
+    const std::size_t size = (length + 1) * sizeof(wchar_t);
+    return Characters(static_cast<wchar_t*>(memory.allocate(size, alignof(wchar_t))),
+                      Free{&memory, size});
 }
 
-/** Of memory that holds \a text; not 0, as no system maps nothing. */
-std::size_t sizeFor(const std::wstring& text)
-{
-    return (text.size() + 1) * sizeof(wchar_t);
-}
-
-} // namespace
-
-SecretText::SecretText(const std::wstring& text)
-    : m_text(allocate(sizeFor(text)), Free{sizeFor(text)}), m_length(text.size())
+SecretText::SecretText(const std::wstring& text, std::pmr::memory_resource& memory)
+    : m_text(allocate(text.size(), memory)), m_length(text.size())
 {
     text.copy(m_text.get(), m_length);
 }
+
+SecretText::SecretText(const QString& text, std::pmr::memory_resource& memory)
+    : m_text(allocate(std::size_t(text.size()), memory)),
+      m_length(std::size_t(text.toWCharArray(m_text.get())))
+{ }
 
 bool SecretText::operator==(const std::wstring& text) const noexcept
 {
@@ -40,21 +32,14 @@ bool SecretText::operator==(const std::wstring& text) const noexcept
 
 void SecretText::Free::operator()(wchar_t* text) const noexcept
 {
-    freeSecretMemory(text, size);
+    OPENSSL_cleanse(text, size);
+    memory->deallocate(text, size, alignof(wchar_t));
 }
 
 void wipe(std::wstring& text) noexcept
 {
     text.resize(text.capacity()); // stays where it is
     OPENSSL_cleanse(text.data(), text.size() * sizeof(wchar_t));
-    text.clear();
-}
-
-void wipe(QString& text) noexcept
-{
-    if (text.isEmpty())
-        return;
-    OPENSSL_cleanse(text.data(), std::size_t(text.size()) * sizeof(QChar));
     text.clear();
 }
 

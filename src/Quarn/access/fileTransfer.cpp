@@ -33,26 +33,30 @@ bool grow(QByteArray& bytes, qint64 size)
 
 } // namespace
 
-void readUpTo(QIODevice& device, qint64 maxSize, QByteArray& target)
+bool readUpTo(QIODevice& device, qint64 maxSize, QByteArray& target)
 {
     const qint64 limit = std::min(maxSize, largestArray);
     if (!serves(target, std::min(limit, std::max(device.bytesAvailable(), smallestPiece))))
         target = QByteArray();
     const qint64 atHand = target.capacity();
     qint64 size = 0;
+    bool enoughMemory = true;
     while (size < limit) {
         const qint64 known = std::clamp(device.bytesAvailable(), smallestPiece, largestPiece);
         const qint64 piece = std::min(limit - size, std::max({size, known, atHand - size}));
-        if (!grow(target, size + piece))
+        enoughMemory = grow(target, size + piece);
+        if (!enoughMemory)
             break;
-        const qint64 count = std::max(device.read(target.data() + size, piece), qint64(0));
-        size += count;
+        const qint64 count = device.read(target.data() + size, piece);
+        size += std::max(count, qint64(0));
         target.resize(Size(size));
-        if (count < piece)
+        // A read that fails halfway gives what came before; only the next one tells.
+        if (count <= 0 || (count < piece && device.isSequential()))
             break;
     }
     if (size == 0)
         target = QByteArray();
+    return enoughMemory;
 }
 
 qint64 writeAll(QIODevice& device, const QByteArray& data)

@@ -10,9 +10,13 @@ namespace kel {
 /**
  * Replaces \a target with up to \a maxSize bytes. Unlike QIODevice::read(), memory is taken as bytes
  * come and not for \a maxSize at once; when it runs out, the rest stays unread. The memory that
- * \a target has already is used again where it fits: fresh memory costs more than the read.
+ * \a target has already is used again where it fits: fresh memory costs more than the read. Reads
+ * to the end or to the first error, which \a device then reports; a sequential device only as far
+ * as bytes are there.
+ *
+ * \return false when memory ran out
  */
-void readUpTo(QIODevice& device, qint64 maxSize, QByteArray& target);
+[[nodiscard]] bool readUpTo(QIODevice& device, qint64 maxSize, QByteArray& target);
 
 /**
  * Writes \a data to the end or to the first error, which \a device then reports.

@@ -2,17 +2,18 @@
 
 #include <Quarn/companion/narrow_p.h>
 #include <Quarn/interfaces/IIOInterface.h>
+#include <Quarn/signature/ErrorMark_p.h>
 #include <Quarn/signature/SignatureException.h>
+#include <Quarn/signature/pemText_p.h>
 
 #include <QFile>
 
-#include <openssl/err.h>
 #include <openssl/evp.h>
-#include <openssl/pem.h>
 #include <openssl/x509.h>
 
 #include <algorithm>
 #include <limits>
+#include <unordered_map>
 #include <utility>
 
 namespace kel {
@@ -20,84 +21,20 @@ namespace {
 
 constexpr int chunkSize = 4096;
 
-struct Deleter
-{
-    void operator()(BIO* bio) const { BIO_free(bio); }
-    void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
-    void operator()(unsigned char* bytes) const { OPENSSL_free(bytes); }
-};
-
-using Bio = std::unique_ptr<BIO, Deleter>;
-using Key = std::unique_ptr<EVP_PKEY, Deleter>;
+using Key = std::shared_ptr<EVP_PKEY>;
+using Certificate = std::shared_ptr<X509>;
 using Certificates = QList<std::shared_ptr<X509>>;
-
-/** Takes back what a call adds to OpenSSL's error queue, and leaves what others put there. */
-class ErrorMark
-{
-public:
-    ErrorMark() { ERR_set_mark(); }
-    ~ErrorMark() { ERR_pop_to_mark(); }
-
-private:
-    Q_DISABLE_COPY(ErrorMark)
-};
 
 [[noreturn]] void fail(const char* message)
 {
     throw SignatureException(QString::fromLatin1(message));
 }
 
-/** OpenSSL's default callback would ask on the terminal. */
-int refusePassword(char*, int, int, void*)
-{
-    return -1;
-}
-
-Bio textBio(const char* pem, int length)
-{
-    Bio bio(BIO_new_mem_buf(pem, length));
-    if (!bio)
-        fail("Invalid public key");
-    return bio;
-}
-
-/**
- * The first usable PUBLIC KEY. PEM_read_bio_PUBKEY() of OpenSSL 3 looks past damaged blocks as well,
- * but asks for the passwords of private keys, takes blocks of other labels, and gives up when it
- * finds an entry of somebody else in the error queue.
- */
-Key publicKeyIn(const char* pem, int length)
-{
-    const Bio bio = textBio(pem, length);
-    Key key;
-    while (!key && !BIO_eof(bio.get())) {
-        const ErrorMark mark; // the queue is short: many damaged blocks would push others out
-        unsigned char* bytes = nullptr;
-        long size = 0;
-        if (!PEM_bytes_read_bio(&bytes, &size, nullptr, PEM_STRING_PUBLIC, bio.get(),
-                                refusePassword, nullptr))
-            continue; // behind the damaged block, or at the end
-        const std::unique_ptr<unsigned char, Deleter> owner(bytes);
-        const unsigned char* position = bytes;
-        key.reset(d2i_PUBKEY(nullptr, &position, size));
-    }
-    return key;
-}
-
-Certificates certificatesIn(const char* pem, int length)
-{
-    const Bio bio = textBio(pem, length);
-    Certificates certificates;
-    while (X509* const next = PEM_read_bio_X509(bio.get(), nullptr, refusePassword, nullptr))
-        certificates.append(std::shared_ptr<X509>(next, X509_free));
-    return certificates;
-}
-
-/** A key reference for the caller to free; null for no certificate. */
+/** A key reference of our own; null for no certificate. */
 Key keyOf(X509* certificate)
 {
     const ErrorMark mark;
-    Key key(certificate ? X509_get_pubkey(certificate) : nullptr);
+    Key key(certificate ? X509_get_pubkey(certificate) : nullptr, EVP_PKEY_free);
     if (certificate && !key)
         fail("Invalid public key");
     return key;
@@ -106,13 +43,14 @@ Key keyOf(X509* certificate)
 /** The owners of those certificates in \a chain that \a candidates hold. */
 Certificates ownersOf(const QList<X509*>& chain, const Certificates& candidates)
 {
+    std::unordered_map<X509*, const Certificate*> held;
+    for (const Certificate& candidate : candidates)
+        held.emplace(candidate.get(), &candidate);
     Certificates owners;
     for (X509* const certificate : chain) {
-        const auto owner
-            = std::find_if(candidates.begin(), candidates.end(),
-                           [=](const auto& held) { return held.get() == certificate; });
-        if (owner != candidates.end())
-            owners.append(*owner);
+        const auto owner = held.find(certificate);
+        if (owner != held.end())
+            owners.append(*owner->second);
     }
     return owners;
 }
@@ -138,9 +76,11 @@ QByteArray contentsOf(const QString& path)
 {
     QFile file(path);
     QByteArray contents;
-    if (file.open(QIODevice::ReadOnly))
-        contents = file.readAll();
-    if (contents.isEmpty())
+    const bool opened = file.open(QIODevice::ReadOnly);
+    // A read that fails halfway gives what came before; only the next one tells.
+    for (QByteArray next; opened && !(next = file.readAll()).isEmpty();)
+        contents += next;
+    if (contents.isEmpty() || file.error() != QFile::NoError)
         throw IOException(QStringLiteral("Could not read ") + path);
     return contents;
 }
@@ -152,13 +92,13 @@ void SignatureDigest::ContextDeleter::operator()(EVP_MD_CTX* context) const
     EVP_MD_CTX_free(context);
 }
 
-SignatureDigest::SignatureDigest() : m_context(EVP_MD_CTX_new())
+SignatureDigest::SignatureDigest()
 {
     init();
 }
 
 SignatureDigest::SignatureDigest(const SignatureDigest& other)
-    : m_context(EVP_MD_CTX_new()), m_publicKey(other.m_publicKey),
+    : m_originalsKey(other.keyForCopies()), m_callersKey(other.m_callersKey),
       m_certificateChain(other.m_certificateChain), m_ownCertificates(other.m_ownCertificates)
 {
     init();
@@ -173,21 +113,42 @@ SignatureDigest& SignatureDigest::operator=(const SignatureDigest& other)
         = ownersOf(other.m_certificateChain, m_ownCertificates + other.m_ownCertificates);
     const QByteArray signature = other.m_signature; // init() clears ours, which may be the same
     init();
-    replacePublicKey(other.m_publicKey, false);
+    if (!m_ownKey || other.key() != m_ownKey)
+        borrowKey(other.keyForCopies(), other.m_callersKey);
     m_certificateChain = other.m_certificateChain;
     m_ownCertificates = owners;
     m_signature = signature;
     return *this;
 }
 
-SignatureDigest::~SignatureDigest()
+SignatureDigest::SignatureDigest(SignatureDigest&& other) noexcept
+    : m_context(std::move(other.m_context)), m_ownKey(std::move(other.m_ownKey)),
+      m_originalsKey(std::move(other.m_originalsKey)),
+      m_callersKey(std::exchange(other.m_callersKey, nullptr)),
+      m_certificateChain(std::move(other.m_certificateChain)),
+      m_signature(std::move(other.m_signature)),
+      m_ownCertificates(std::move(other.m_ownCertificates))
+{ }
+
+SignatureDigest& SignatureDigest::operator=(SignatureDigest&& other) noexcept
 {
-    replacePublicKey(nullptr, false);
+    SignatureDigest taken(std::move(other)); // lets go of it all should the other be this one
+    m_context.swap(taken.m_context);
+    m_ownKey.swap(taken.m_ownKey);
+    m_originalsKey.swap(taken.m_originalsKey);
+    std::swap(m_callersKey, taken.m_callersKey);
+    m_certificateChain.swap(taken.m_certificateChain);
+    m_signature.swap(taken.m_signature);
+    m_ownCertificates.swap(taken.m_ownCertificates);
+    return *this;
 }
+
+SignatureDigest::~SignatureDigest() = default;
 
 void SignatureDigest::setPublicKey(EVP_PKEY* key)
 {
-    replacePublicKey(key, false);
+    if (!m_ownKey || key != m_ownKey.get()) // ours stays ours
+        borrowKey({}, key);
 }
 
 void SignatureDigest::setPublicKey(X509* certificate)
@@ -195,13 +156,13 @@ void SignatureDigest::setPublicKey(X509* certificate)
     if (certificate)
         useChain({certificate}, m_ownCertificates);
     else
-        replacePublicKey(nullptr, false);
+        takeKey(nullptr);
 }
 
 void SignatureDigest::setPublicKey(QList<X509*> chain)
 {
     if (chain.isEmpty())
-        replacePublicKey(nullptr, false);
+        takeKey(nullptr);
     else
         useChain(std::move(chain), m_ownCertificates);
 }
@@ -209,19 +170,18 @@ void SignatureDigest::setPublicKey(QList<X509*> chain)
 void SignatureDigest::setPublicKey(const char* pem, int length)
 {
     if (!pem) {
-        replacePublicKey(nullptr, false);
+        takeKey(nullptr);
         return;
     }
-    const ErrorMark mark;
     if (Key key = publicKeyIn(pem, length)) {
-        replacePublicKey(key.release(), true);
+        takeKey(std::move(key));
         return;
     }
     const Certificates certificates = certificatesIn(pem, length);
     if (certificates.isEmpty())
         fail("Invalid public key");
     QList<X509*> chain;
-    for (const auto& certificate : certificates)
+    for (const Certificate& certificate : certificates)
         chain.append(certificate.get());
     useChain(std::move(chain), certificates);
 }
@@ -234,7 +194,7 @@ void SignatureDigest::setPublicKeyFile(const QString& path)
 
 bool SignatureDigest::hasPublicKey() const
 {
-    return m_publicKey;
+    return key() != nullptr;
 }
 
 const QList<X509*>& SignatureDigest::certificateChain() const
@@ -297,7 +257,8 @@ int SignatureDigest::digestFile(const QString& path)
 
 bool SignatureDigest::verify()
 {
-    if (!m_publicKey)
+    const Key key = this->key();
+    if (!key)
         fail("Public key expected");
     if (m_signature.isEmpty())
         fail("Empty Signature");
@@ -306,7 +267,7 @@ bool SignatureDigest::verify()
         fail("OpenSsl error"); // EVP_VerifyFinal() would answer that the signature doesn't match
     const auto* const bytes = reinterpret_cast<const unsigned char*>(m_signature.constData());
     const auto size = static_cast<unsigned int>(narrow(m_signature.size()));
-    const int result = EVP_VerifyFinal(m_context.get(), bytes, size, m_publicKey);
+    const int result = EVP_VerifyFinal(m_context.get(), bytes, size, key.get());
     if (result < 0)
         fail("OpenSsl error");
     return result == 1;
@@ -328,6 +289,8 @@ void SignatureDigest::reset()
 void SignatureDigest::init()
 {
     const ErrorMark mark;
+    if (!m_context)
+        m_context.reset(EVP_MD_CTX_new());
     EVP_MD_CTX* const context = m_context.get();
     EVP_MD_CTX_reset(context);
     if (!context || !EVP_DigestInit_ex(context, EVP_sha1(), nullptr)) {
@@ -337,24 +300,38 @@ void SignatureDigest::init()
     m_signature.clear();
 }
 
-/** With \a owned, takes over a reference to \a key. */
-void SignatureDigest::replacePublicKey(EVP_PKEY* key, bool owned)
+/** The key in use, which lives as long as what is returned does; null for none. */
+SignatureDigest::Key SignatureDigest::key() const
 {
-    if (m_ownsPublicKey) {
-        if (key == m_publicKey && !owned)
-            return; // our own key, handed back to us: it stays ours
-        EVP_PKEY_free(m_publicKey);
-    }
-    m_publicKey = key;
-    m_ownsPublicKey = owned && key;
+    if (m_callersKey)
+        return Key(Key(), m_callersKey); // without an owner
+    return m_ownKey ? m_ownKey : m_originalsKey.lock();
+}
+
+std::weak_ptr<EVP_PKEY> SignatureDigest::keyForCopies() const
+{
+    return m_ownKey ? std::weak_ptr<EVP_PKEY>(m_ownKey) : m_originalsKey;
+}
+
+void SignatureDigest::takeKey(Key key)
+{
+    borrowKey({}, nullptr);
+    m_ownKey = std::move(key);
+}
+
+void SignatureDigest::borrowKey(std::weak_ptr<EVP_PKEY> originalsKey, EVP_PKEY* callersKey)
+{
+    m_ownKey.reset();
+    m_originalsKey = std::move(originalsKey);
+    m_callersKey = callersKey;
 }
 
 /** Takes the key of the first certificate; \a candidates may hold some or all of the chain. */
-void SignatureDigest::useChain(QList<X509*> chain, const QList<std::shared_ptr<X509>>& candidates)
+void SignatureDigest::useChain(QList<X509*> chain, const Certificates& candidates)
 {
     Key key = keyOf(chain.first());
     const Certificates owners = ownersOf(chain, candidates);
-    replacePublicKey(key.release(), true);
+    takeKey(std::move(key));
     m_certificateChain = std::move(chain);
     m_ownCertificates = owners;
 }

@@ -51,20 +51,25 @@ class IIOInterface;
  * Keys and certificates that are passed in stay the caller's, and must live as long as this object
  * or a copy of it uses them. What the digest reads from PEM text it keeps itself: a key until it is
  * replaced, certificates for as long as this object or a copy lists them in certificateChain().
+ * The key of a certificate is the digest's own, too.
  *
  * \par Copies
- * A copy starts over without the data. It has the signature and the certificates, and **borrows the
- * key: don't use it after the original has replaced its key or is gone.** Assignment gives the
+ * A copy starts over without the data. It has the signature and the certificates, and borrows the
+ * key: when the original replaces a key of its own or goes, the copy has none. Assignment gives the
  * same, to itself too; but an object never lets go of a key of its own that it is handed again.
+ * A moved object takes everything with it, data included; what copies have borrowed stays good.
  *
  * \par Failures
  * Throws SignatureException with a fixed message, and IOException "Could not read <path>" for a key
  * or signature file that is missing or empty. After a throw the key, its certificates and the
- * signature are as before, except that verify1File() has started over. OpenSSL's error queue is left
- * as it was found.
+ * signature are as before, except that verify1File() has started over. What is in OpenSSL's error
+ * queue stays there, unless OpenSSL itself drops it: the queue has room for 15 entries, and one
+ * operation that fails adds a few for a while.
  *
  * \par Threads
- * One thread at a time may use an object.
+ * One thread at a time may use an object, and making a copy uses the original. After that a copy
+ * may be used in another thread, also while the original gets another key or goes: a verify() that
+ * has begun ends with the key that it began with.
  */
 class QUARN_EXPORT SignatureDigest
 {
@@ -75,6 +80,11 @@ public:
     SignatureDigest(const SignatureDigest& other);
     /** \throw SignatureException "Could not initialize context"; see reset() */
     SignatureDigest& operator=(const SignatureDigest& other);
+    /** Takes all that \a other has, which takes data again after a reset() or an assignment. */
+    SignatureDigest(SignatureDigest&& other) noexcept;
+    /** \copydoc SignatureDigest(SignatureDigest&&) */
+    SignatureDigest& operator=(SignatureDigest&& other) noexcept;
+    /** Frees a key of its own; copies have none from then on. */
     virtual ~SignatureDigest();
 
     /** Borrows \a key; null for none. Leaves certificateChain() alone. */
@@ -100,12 +110,14 @@ public:
      * A negative \a length stands for text that ends with a zero. Null removes the key.
      *
      * \throw SignatureException "Invalid public key", also when there is none
+     * \throw std::bad_alloc or "Invalid public key" when memory is short; never a part of the chain
      */
     void setPublicKey(const char* pem, int length);
 
     /** Takes the key from the PEM text in a file. */
     void setPublicKeyFile(const QString& path);
 
+    /** Whether there is a key; not when that of the original, borrowed by this copy, is gone. */
     bool hasPublicKey() const;
 
     /** The certificates that the last key from a certificate came with, that key's first. */
@@ -154,7 +166,7 @@ public:
      *
      * | Message of the exception | Meaning                                                        |
      * |--------------------------|----------------------------------------------------------------|
-     * | "Public key expected"    | no key is set                                                  |
+     * | "Public key expected"    | no key is set, or the one that was borrowed is gone            |
      * | "Empty Signature"        | no signature is set                                            |
      * | "OpenSsl error"          | the key is of no use for SHA-1, or bytes that a DSA or EC key  |
      * |                          | cannot even read as a signature                                |
@@ -185,15 +197,23 @@ private:
         void operator()(EVP_MD_CTX* context) const;
     };
 
-    void replacePublicKey(EVP_PKEY* key, bool owned);
-    void useChain(QList<X509*> chain, const QList<std::shared_ptr<X509>>& candidates);
+    using Key = std::shared_ptr<EVP_PKEY>;
+    using Certificates = QList<std::shared_ptr<X509>>;
 
-    std::unique_ptr<EVP_MD_CTX, ContextDeleter> m_context;
-    EVP_PKEY* m_publicKey = nullptr;
-    bool m_ownsPublicKey = false;
+    Key key() const;
+    std::weak_ptr<EVP_PKEY> keyForCopies() const;
+    void takeKey(Key key);
+    void borrowKey(std::weak_ptr<EVP_PKEY> originalsKey, EVP_PKEY* callersKey);
+    void useChain(QList<X509*> chain, const Certificates& candidates);
+
+    std::unique_ptr<EVP_MD_CTX, ContextDeleter> m_context; // null only after a move
+    // At most one of these is set.
+    Key m_ownKey; // shared only while a check lasts, so that it goes with this object
+    std::weak_ptr<EVP_PKEY> m_originalsKey; // the own key of the object that this is a copy of
+    EVP_PKEY* m_callersKey = nullptr;
     QList<X509*> m_certificateChain;
     QByteArray m_signature;
-    QList<std::shared_ptr<X509>> m_ownCertificates; // those in the chain that are not the caller's
+    Certificates m_ownCertificates; // those in the chain that are not the caller's
 };
 
 } // namespace kel

@@ -1,0 +1,22 @@
+#ifndef QUARN_SIGNATURE_ERRORMARK_P_H
+#define QUARN_SIGNATURE_ERRORMARK_P_H
+
+#include <openssl/err.h>
+
+namespace kel {
+
+/**
+ * Takes back what a call adds to OpenSSL's error queue, and leaves what others put there: of the 15
+ * entries that the queue has room for, as many as the call leaves.
+ */
+class ErrorMark
+{
+public:
+    ErrorMark() { ERR_set_mark(); }
+    ErrorMark(const ErrorMark&) = delete;
+    ErrorMark& operator=(const ErrorMark&) = delete;
+    ~ErrorMark() { ERR_pop_to_mark(); }
+};
+
+} // namespace kel
+#endif
