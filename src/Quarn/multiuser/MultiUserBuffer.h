@@ -117,8 +117,18 @@ public:
      */
     void setErrorString(const QString& text);
 
+    /** Always 0. */
     int read(void* data, int maxSize) override;
     int write(const void* data, int size) override;
+
+    // As in QIODevice. Its read() and write() of an address and a size have no place here: a call
+    // with an int would fit them as well as the stream's.
+    /** Nothing, and a warning of Qt; readers have read() and readAll() of their own. */
+    QByteArray read(qint64 maxSize);
+    QByteArray readAll();
+    qint64 write(const QByteArray& bytes);
+    /** Writes up to the zero byte that ends \a text. */
+    qint64 write(const char* text);
 
     void enableNonBlockingMode(bool enable) override;
     bool nonBlocking() override;
@@ -169,7 +179,7 @@ private:
     Q_DISABLE_COPY(MultiUserBuffer)
 
     qint64 writeLocked(const char* data, qint64 length);
-    void publishSize();
+    bool fillUpTo(int size);
     qint64 refuseWrite(const QString& reason);
 
     mutable QRecursiveMutex m_lock; // guards the byte array

@@ -10,12 +10,11 @@
 #include <boost/shared_ptr.hpp>
 
 #include <memory>
-#include <vector>
 
 namespace kel {
 class MultiUserBuffer;
 class ReaderCall;
-class ReaderWait;
+class ReaderWaits;
 
 /**
  * \brief Reads a MultiUserBuffer while its producer is still writing.
@@ -104,6 +103,15 @@ public:
     int read(void* data, int maxSize) override;
     int write(const void* data, int size) override;
 
+    // As in QIODevice. Its read() and write() of an address and a size have no place here: a call
+    // with an int would fit them as well as the stream's.
+    QByteArray read(qint64 maxSize);
+    /** What is there; of an empty buffer a blocking reader reads up to the end of the data. */
+    QByteArray readAll();
+    /** Refused with -1, and a warning of Qt. */
+    qint64 write(const QByteArray& bytes);
+    qint64 write(const char* text);
+
     void enableNonBlockingMode(bool enable) override;
     bool nonBlocking() override;
     /** Whether the reader has a buffer. */
@@ -128,6 +136,8 @@ protected Q_SLOTS:
     virtual void onBufferClose();
 
 protected:
+    bool event(QEvent* event) override;
+
     qint64 readData(char* data, qint64 maxSize) override;
     qint64 readLineData(char* data, qint64 maxSize) override;
     qint64 writeData(const char* data, qint64 length) override;
@@ -138,7 +148,6 @@ private:
     void start();
     template <typename Copy>
     void copyWaiting(Copy copy);
-    void endWaits(int outcome);
 
     QPointer<MultiUserBuffer> m_buffer;
     boost::shared_ptr<MultiUserBuffer> m_sharedBuffer;
@@ -146,8 +155,8 @@ private:
     bool m_seekExpected; // after a line read QIODevice seeks to where it is
     bool m_readyReadDue; // bytes came since the last emission
     bool m_emittingReadyRead;
-    std::vector<ReaderWait*> m_waits; // one for each depth of nested waits, made when needed
-    std::size_t m_runningWaits;
+    bool m_leaving; // deleteLater() has come to a wait
+    std::unique_ptr<ReaderWaits> m_waits; // made by the first one
     const std::shared_ptr<ReaderCall> m_call; // of onBytesWritten()
 };
 
