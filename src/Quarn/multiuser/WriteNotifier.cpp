@@ -74,8 +74,11 @@ protected:
         // Before the emission begins, so that a write from now on is followed by one of its own,
         // which readers that come from now on get too.
         static_cast<Errand*>(event)->end();
-        // One that was replaced is in a thread that the device has left.
-        const bool current = m_state->messenger == this;
+        const bool current = m_state->messenger == this; // and the device is still there
+        if (current && m_state->device->thread() != thread()) {
+            follow(); // made before the device moved
+            return true;
+        }
         lock.unlock();
         if (current)
             deliver(m_state); // a copy: the slots may end the device, and this messenger with it
@@ -83,6 +86,16 @@ protected:
     }
 
 private:
+    void follow()
+    {
+        try {
+            moveToThread(m_state->device->thread());
+            send();
+        } catch (const std::bad_alloc&) {
+            return; // the next write makes up for it
+        }
+    }
+
     static void deliver(std::shared_ptr<State> state)
     {
         try {
