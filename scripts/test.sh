@@ -5,7 +5,7 @@ set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-install_missing_packages
+install_missing_packages library benchmarks tests
 configure_and_build release-qt5
 configure_and_build release -DQUARN_BUILD_BENCHMARKS=ON \
     "-DQUARN_QT5_BUILD=$project_dir/build/release-qt5"
