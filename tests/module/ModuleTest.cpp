@@ -1,4 +1,5 @@
 #include <Quarn/module/commentStreamSuffix.h>
+#include <Quarn/module/registerTranslations.h>
 
 #include <QProcess>
 #include <QTest>
@@ -18,6 +19,7 @@ private Q_SLOTS:
             const bool loaded = translator.load(QLatin1String(catalogue));
             return loaded && QCoreApplication::installTranslator(&translator) ? text() : QString();
         };
+        kel::registerTranslations(); // for a static library
         QCOMPARE(translated(":/Translations/Quarn_fr.qm"), QStringLiteral("Erreur inconnue"));
         QCOMPARE(translated(":/Translations/Quarn_de.qm"), QStringLiteral("Unbekannter Fehler"));
         QCOMPARE(text(), QStringLiteral("Unknown error")); // nobody has installed them
@@ -26,6 +28,8 @@ private Q_SLOTS:
 
     void unloads()
     {
+        if (QByteArray(QUARN_LIBRARY).endsWith(".a"))
+            QSKIP("a static library stays");
         QProcess program;
         program.start(QStringLiteral(UNLOADING_PROGRAM), {QStringLiteral(QUARN_LIBRARY)});
         QVERIFY(program.waitForFinished() && program.exitCode() == 0);
