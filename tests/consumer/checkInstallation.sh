@@ -36,7 +36,7 @@ consume for-the-qt-found 5 -DCONSUMER_QT=5 -DCONSUMER_REFUSES=6
 consume asked-for 5 -DQUARN_QT_VERSION_MAJOR=5
 consume asked-for-6 6 -DQUARN_QT_VERSION_MAJOR=6 -DCONSUMER_REFUSES=5
 consume sub-folder 5 -DQUARN_SOURCE="$source_dir" -DCONSUMER_QT=5 -DBUILD_SHARED_LIBS=OFF \
-    -DQUARN_INSTALL=ON -DCMAKE_INSTALL_PREFIX="$work/static" -DCMAKE_INSTALL_LIBDIR="$work/static/l"
+    -DQUARN_INSTALL=ON -DCMAKE_INSTALL_PREFIX="$work/static" -DCMAKE_INSTALL_LIBDIR="$work/static/lib"
 cmake --install "$work/sub-folder" >/dev/null
 CMAKE_PREFIX_PATH=$work/static consume static 5
 
@@ -46,7 +46,7 @@ for example in background-save relay; do
         && cmake --build "$work/$example" >>"$work/log" || { cat "$work/log"; exit 1; }
 done
 
-for folder in "$moved/lib" "$work/static/l"; do
+for folder in "$moved/lib" "$work/static/lib"; do
     for file in "$folder"/pkgconfig/*.pc; do
         say "consumer: pkg-config, $file"
         flags=$(PKG_CONFIG_PATH=${file%/*} pkg-config --cflags --libs "$(basename "$file" .pc)")
