@@ -155,14 +155,13 @@ private Q_SLOTS:
 
     void commentNeedsWritePermission()
     {
-        const QString texts[] = {QStringLiteral("short"), m_tooLong + m_tooLong, QString()};
         for (const QString& former : {QStringLiteral("former"), m_tooLong}) {
             FileUtils::comment(m_file, former);
             const Entries all = entries();
             QVERIFY(QFile::setPermissions(m_file, QFile::Permissions(0x4444))
                     && QFile::setPermissions(m_folder->path(), QFile::Permissions(0x7777)));
             const bool changed = geteuid() == 0 && seteuid(65534) == 0; // nothing holds root back
-            for (const QString& text : texts)
+            for (const QString& text : {QStringLiteral("short"), m_tooLong + m_tooLong, QString()})
                 FileUtils::comment(m_file, text);
             QVERIFY(!changed || seteuid(0) == 0);
             QCOMPARE(FileUtils::comment(m_file), former);
