@@ -88,16 +88,17 @@ bool fails(const char* call, const Target& target)
     return true;
 }
 
-/** The same for \a size bytes to transfer, which may become fewer. */
+/** The same for \a size bytes to transfer, which may become fewer: first some go, then none. */
 bool failsToTransfer(const char* call, int descriptor, std::size_t& size)
 {
     if (!isDue(call, Target(descriptor)) || (fault.error == shortCount && size < 2))
         return false;
     note(call);
-    errno = fault.error;
-    if (fault.error == shortCount)
+    errno = fault.error == shortCount ? ENOSPC : fault.error;
+    const bool some = fault.error == shortCount && failed == 1;
+    if (some)
         size /= 2;
-    return fault.error != shortCount;
+    return !some;
 }
 
 template <typename Function>

@@ -8,7 +8,10 @@
  */
 namespace faultyCalls {
 
-/** In place of an error number: reads and writes transfer half of what they could. */
+/**
+ * In place of an error number: a read or write transfers half of what it could. Those behind it, if
+ * they fail too, transfer nothing, as on a disk that gets full.
+ */
 constexpr int shortCount = -1;
 
 struct Fault
