@@ -8,7 +8,10 @@
  */
 namespace faultyCalls {
 
-/** In place of an error number: reads and writes transfer half of what they could. */
+/**
+ * In place of an error number: a read or write transfers half of what it could. When that is lasting,
+ * the later ones fail with EIO, as on a disk that breaks or fills up meanwhile.
+ */
 constexpr int shortCount = -1;
 
 struct Fault
