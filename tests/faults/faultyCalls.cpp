@@ -93,12 +93,12 @@ bool failsToTransfer(const char* call, int descriptor, std::size_t& size)
 {
     if (!isDue(call, Target(descriptor)) || (fault.error == shortCount && size < 2))
         return false;
+    const bool halved = fault.error == shortCount && failed == 0;
     note(call);
-    errno = fault.error == shortCount ? ENOSPC : fault.error;
-    const bool some = fault.error == shortCount && failed == 1;
-    if (some)
+    errno = fault.error == shortCount ? EIO : fault.error;
+    if (halved)
         size /= 2;
-    return !some;
+    return !halved;
 }
 
 template <typename Function>

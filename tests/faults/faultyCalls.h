@@ -9,8 +9,8 @@
 namespace faultyCalls {
 
 /**
- * In place of an error number: a read or write transfers half of what it could. Those behind it, if
- * they fail too, transfer nothing, as on a disk that gets full.
+ * In place of an error number: a read or write transfers half of what it could. When that is lasting,
+ * the later ones fail with EIO, as on a disk that breaks or fills up meanwhile.
  */
 constexpr int shortCount = -1;
 
