@@ -171,13 +171,6 @@ using Call = long (*)(long, long, long, long, long, long);
         return failsToTransfer(#name, int(a), size) ? -1 : real(a, b, long(size), d, e, f);        \
     }
 
-// What fails must fail, but nobody here waits for a disk.
-#define SYNC(name)                                                                                 \
-    REPLACEMENT(name)                                                                              \
-    {                                                                                              \
-        return fails(#name, Target(int(a))) ? -1 : 0;                                              \
-    }
-
 namespace {
 
 const char* path(long argument)
@@ -196,29 +189,30 @@ Target folder(long argument)
     X(open)                                                                                        \
     X(open64)                                                                                      \
     X(truncate)                                                                                    \
-    X(truncate64) X(unlink) X(remove) X(rmdir) X(mkdir) X(rename) X(link) X(readlink) X(chmod)     \
-        X(access) X(stat) X(stat64) X(lstat) X(lstat64) X(getxattr) X(lgetxattr) X(setxattr)       \
-            X(lsetxattr) X(removexattr) X(lremovexattr)
+    X(truncate64)                                                                                  \
+    X(unlink)                                                                                      \
+    X(remove) X(rmdir) X(mkdir) X(rename) X(link) X(readlink) X(chmod) X(access) X(stat) X(stat64) \
+        X(lstat) X(lstat64) X(getxattr) X(lgetxattr) X(setxattr) X(lsetxattr) X(removexattr)       \
+            X(lremovexattr)
 #define CALLS_BY_FILE(X)                                                                           \
     X(copy_file_range)                                                                             \
     X(sendfile)                                                                                    \
     X(sendfile64)                                                                                  \
-    X(lseek) X(lseek64) X(ftruncate) X(ftruncate64) X(fchmod) X(fchown) X(fstat) X(fstat64)        \
-        X(fgetxattr) X(fsetxattr) X(fremovexattr)
+    X(lseek)                                                                                       \
+    X(lseek64)                                                                                     \
+    X(ftruncate) X(ftruncate64) X(fchmod) X(fchown) X(fstat) X(fstat64) X(fgetxattr) X(fsetxattr)  \
+        X(fremovexattr) X(fsync) X(fdatasync)
 #define CALLS_BY_FOLDER(X)                                                                         \
     X(openat)                                                                                      \
     X(openat64)                                                                                    \
     X(unlinkat)                                                                                    \
-    X(mkdirat) X(renameat) X(renameat2) X(readlinkat) X(faccessat) X(fstatat) X(fstatat64)         \
-        X(statx)
+    X(mkdirat) X(renameat) X(renameat2) X(readlinkat) X(faccessat) X(fstatat) X(fstatat64) X(statx)
 #define TRANSFERS(X) X(read) X(pread) X(pread64) X(write) X(pwrite) X(pwrite64)
 
 CALLS_BY_PATH(BY_PATH)
 CALLS_BY_FILE(BY_FILE)
 CALLS_BY_FOLDER(BY_FOLDER)
 TRANSFERS(TRANSFER)
-SYNC(fsync)
-SYNC(fdatasync)
 FAULTY(linkat, Target(int(c), path(d)), -1)
 FAULTY(symlink, Target(path(b)), -1)
 FAULTY(opendir, Target(path(a)), 0)
