@@ -4,7 +4,7 @@
 /**
  * Makes calls of the system fail that concern one folder and what is below it. Linked into a program
  * in front of all other libraries, or preloaded; then the variable
- * QUARN_FAULT=FOLDER:NTH:ERROR:once|lasting[:CALL] takes the place of arm().
+ * QUARN_FAULT=FOLDER:NTH:ERROR:once|lasting takes the place of arm(), and what fails is printed.
  */
 namespace faultyCalls {
 
@@ -19,17 +19,13 @@ struct Fault
     int nth = 1; ///< the first call to fail, counted from 1
     int error = 0; ///< for errno, or shortCount
     bool lasting = false; ///< all calls behind it fail, too
-    const char* call = nullptr; ///< such as "read", which stands for read64() as well; null: any
 };
 
 /** From now on in all threads; \a folder is an absolute path without links. */
 void arm(const char* folder, const Fault& fault);
 
-/** Ends it, and answers how many calls failed. */
-int disarm();
-
-/** The call that failed first. */
-const char* firstFailure();
+/** Ends it, and answers which call failed first; null when there was none. */
+const char* disarm();
 
 } // namespace faultyCalls
 
