@@ -165,15 +165,19 @@ private:
     Q_DISABLE_COPY(MultiUserSpoolReader)
 
     void passed();
-    qint64 failed();
+    qint64 failed(const QString& reason);
+    template <typename Look>
+    qint64 waiting(Look look, qint64 ahead = 0);
+    MultiUserSpoolView view(qint64 maxSize);
     void notify();
 
-    const std::shared_ptr<SpoolReading> m_reading;
+    const std::unique_ptr<SpoolReading> m_reading;
     bool m_blocking;
     mutable qint64 m_lineSearchBegin = 0; // no line feed from here ...
     mutable qint64 m_lineSearchEnd = 0; // ... up to here
     qint64 m_announced = 0; // what the emissions of readyRead() stood for
     bool m_emitting = false;
+    bool m_due = false; // a notification came while readyRead() was emitted
     bool m_endAnnounced = false;
 };
 
