@@ -167,7 +167,7 @@ bool MultiUserSpoolReader::waitForReadyRead(int msecs)
     if (msecs >= 0)
         deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(msecs);
     passed();
-    return m_reading->store().await(*m_reading, pos(), deadline);
+    return m_reading->store().await(m_reading.get(), pos(), deadline);
 }
 
 bool MultiUserSpoolReader::waitForBytesWritten(int)
@@ -371,7 +371,7 @@ qint64 MultiUserSpoolReader::waiting(Look look, qint64 ahead)
             return store.failed() ? failed(store.failure()) : 0;
         if (!m_blocking)
             return 0;
-        m_reading->store().await(*m_reading, pos() + ahead, {});
+        m_reading->store().await(m_reading.get(), pos() + ahead, {});
     }
 }
 
