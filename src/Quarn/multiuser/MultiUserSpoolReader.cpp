@@ -145,15 +145,19 @@ bool MultiUserSpoolReader::canReadLine() const
     qint64 end = m_lineSearchBegin <= begin && begin < m_lineSearchEnd ? m_lineSearchEnd : begin;
     std::array<char, 16384> piece;
     QString reason;
-    bool found = false;
-    for (qint64 count = 1; count > 0 && !found; end += found ? 0 : count) {
-        count = m_reading->store().copy(end, piece.data(), qint64(piece.size()), &reason);
-        count = std::max<qint64>(count, 0);
-        found = std::memchr(piece.data(), '\n', std::size_t(count)) != nullptr;
+    const void* found = nullptr;
+    while (!found) {
+        const qint64 count
+            = m_reading->store().copy(end, piece.data(), qint64(piece.size()), &reason);
+        if (count <= 0)
+            break;
+        found = std::memchr(piece.data(), '\n', std::size_t(count));
+        if (!found)
+            end += count;
     }
     m_lineSearchBegin = begin;
     m_lineSearchEnd = end;
-    return found;
+    return found != nullptr;
 }
 
 bool MultiUserSpoolReader::waitForReadyRead(int msecs)
@@ -163,7 +167,7 @@ bool MultiUserSpoolReader::waitForReadyRead(int msecs)
     if (msecs >= 0)
         deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(msecs);
     passed();
-    return m_reading->store().await(*m_reading, pos(), deadline);
+    return m_reading->store().await(m_reading.get(), pos(), deadline);
 }
 
 bool MultiUserSpoolReader::waitForBytesWritten(int)
@@ -282,25 +286,24 @@ void MultiUserSpoolReader::connectNotify(const QMetaMethod& signal)
 void MultiUserSpoolReader::notify()
 {
     m_reading->rearm(); // before it looks: what comes later is told by another notification
-    if (m_emitting) {
-        m_due = true;
+    m_due = true;
+    if (m_emitting)
         return;
-    }
-    const bool last = m_reading->store().ended() || cancelled();
-    const qint64 written = size();
     const QPointer<MultiUserSpoolReader> alive(this);
-    if (written > m_announced && !cancelled()) {
-        m_announced = written;
-        m_emitting = true;
-        Q_EMIT readyRead();
+    m_emitting = true;
+    while (std::exchange(m_due, false)) {
+        const bool last = m_reading->store().ended() || cancelled();
+        const qint64 written = size();
+        if (written > std::exchange(m_announced, written) && !cancelled())
+            Q_EMIT readyRead();
+        if (alive)
+            passed(); // a producer that is held back must not wait for the next read of Qt's
+        if (alive && last && !std::exchange(m_endAnnounced, true))
+            Q_EMIT readChannelFinished();
         if (!alive)
             return;
-        m_emitting = false;
     }
-    if (last && !std::exchange(m_endAnnounced, true))
-        Q_EMIT readChannelFinished();
-    if (alive && std::exchange(m_due, false))
-        notify();
+    m_emitting = false;
 }
 
 qint64 MultiUserSpoolReader::readData(char* data, qint64 maxSize)
@@ -368,7 +371,7 @@ qint64 MultiUserSpoolReader::waiting(Look look, qint64 ahead)
             return store.failed() ? failed(store.failure()) : 0;
         if (!m_blocking)
             return 0;
-        m_reading->store().await(*m_reading, pos() + ahead, {});
+        m_reading->store().await(m_reading.get(), pos() + ahead, {});
     }
 }
 

@@ -50,8 +50,9 @@ class SpoolReading;
  *
  * \par What is passed
  * Under MultiUserSpoolSettings::KeepUnread bytes before the position may be freed, a chunk at a time.
- * The stream's calls, views and seeks pass bytes when they return, Qt's own reads with the next
- * call of any kind, so that QIODevice::peek() works. In a transaction nothing is passed.
+ * The stream's calls, views and seeks pass bytes when they return; Qt's own reads with the next
+ * reading call or when the slots of readyRead() have returned, so that QIODevice::peek() works. In a
+ * transaction nothing is passed.
  *
  * \par Threads
  * A reader belongs to one thread at a time; the signals come in the one it lives in. cancel(),

@@ -5,7 +5,9 @@
 
 namespace kel {
 
-SpoolReading::SpoolReading(std::shared_ptr<SpoolStore> store) : m_store(std::move(store))
+SpoolReading::SpoolReading(std::shared_ptr<SpoolStore> store)
+    : m_store(std::move(store)),
+      m_wake(std::make_shared<std::condition_variable>()), m_waitingNode{this}
 {
     m_store->add(this);
 }
@@ -31,8 +33,7 @@ void SpoolReading::pass(qint64 position)
 
 void SpoolReading::cancel()
 {
-    m_cancelled = true;
-    m_store->wakeAll();
+    m_store->cancel(this);
 }
 
 void SpoolReading::listen(std::function<void()> post)

@@ -3,7 +3,9 @@
 
 #include <Quarn/multiuser/SpoolStore_p.h>
 
+#include <condition_variable>
 #include <functional>
+#include <list>
 
 namespace kel {
 
@@ -48,8 +50,14 @@ private:
     std::atomic<qint64> m_position{0};
     std::atomic<bool> m_cancelled{false};
     std::mutex m_callMutex; // taken before the store's
-    std::function<void()> m_post; // guarded by the store's lock
-    bool m_posted = false; // guarded by the store's lock
+
+    // Guarded by the store's lock.
+    const std::shared_ptr<std::condition_variable> m_wake; // notified without it: may come late
+    std::list<SpoolReading*> m_waitingNode; // this, unless it stands among the store's waiting ones
+    qint64 m_awaited = 0; // bytes behind this position
+    bool m_woken = false;
+    std::function<void()> m_post;
+    bool m_posted = false;
 };
 
 } // namespace kel

@@ -13,6 +13,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -75,9 +76,9 @@ public:
     bool view(qint64 position, qint64 maxSize, MultiUserSpoolView* view, QString* reason);
 
     /** Waits until there are bytes at \a position; false if not, and there won't be any by then. */
-    bool await(const SpoolReading& reading, qint64 position, const Deadline& deadline);
-    /** Has those who wait look again. */
-    void wakeAll();
+    bool await(SpoolReading* reading, qint64 position, const Deadline& deadline);
+    /** Ends the wait of \a reading, and those to come. */
+    void cancel(SpoolReading* reading);
 
     /** See SpoolReading. */
     void listen(SpoolReading* reading, std::function<void()> notification);
@@ -85,6 +86,8 @@ public:
 
 private:
     enum State { Open, Finished, Failed };
+    enum Listening { Waiting = 1, Notified = 2 };
+    using Wake = std::shared_ptr<std::condition_variable>;
     struct Freed;
     struct Piece
     {
@@ -99,6 +102,7 @@ private:
     bool awaitRoom(Lock& lock, qint64 index, QString* reason);
     bool spillOldest(Lock& lock);
     void publish(qint64 written);
+    void wakeListeners();
     Piece pieceAt(qint64 position) const;
     qint64 spilledFrom(qint64 position) const;
     void unpin(SpoolChunk* chunk) const;
@@ -107,7 +111,9 @@ private:
     void end(State state, const QString& reason);
     void freePassed(Freed* freed);
     qint64 spare() const;
-    void wakeListeners();
+    Wake passOn();
+    void wake(SpoolReading* reading);
+    void postAll();
     void post(SpoolReading* reading);
 
     const MultiUserSpoolSettings m_settings;
@@ -118,14 +124,15 @@ private:
     SpoolChunk* m_current = nullptr; // the producer's
 
     std::atomic<qint64> m_written{0}; // stored by the producer
-    std::atomic<bool> m_listening{false}; // cleared under the lock
+    std::atomic<int> m_listening{0}; // who wants to be told of bytes; set under the lock
     std::atomic<int> m_state{Open}; // set under the lock
     std::atomic<qint64> m_first{0}; // set under the lock
     std::atomic<qint64> m_memoryBegin{0}; // set under the lock
 
     mutable std::mutex m_mutex; // guards all that follows; no foreign code, no file under it
-    std::condition_variable m_arrived; // bytes, or the end
     std::condition_variable m_roomMade; // or nobody is left to make any
+    std::list<SpoolReading*> m_waiting; // for bytes; first come, first served
+    bool m_passingOn = false; // one that was woken will wake the next
     QString m_failure;
     std::vector<SpoolReading*> m_readings;
     bool m_everRead = false;
