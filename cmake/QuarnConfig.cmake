@@ -1,5 +1,13 @@
 # Picks the installed build of Quarn: for QUARN_QT_VERSION_MAJOR if set, else for the Qt that the
 # project has found, else the newest that can be used.
+foreach(_quarn_component IN LISTS Quarn_FIND_COMPONENTS)
+  if(Quarn_FIND_REQUIRED_${_quarn_component})
+    set(Quarn_FOUND FALSE)
+    set(Quarn_NOT_FOUND_MESSAGE "Quarn has no component \"${_quarn_component}\".")
+    return()
+  endif()
+endforeach()
+
 get_filename_component(_quarn_dir "${CMAKE_CURRENT_LIST_DIR}" DIRECTORY)
 
 if(QUARN_QT_VERSION_MAJOR)

@@ -23,13 +23,16 @@ foreach(header IN LISTS public_headers)
   install(FILES "${PROJECT_SOURCE_DIR}/src/${header}"
     DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}" COMPONENT Devel)
 endforeach()
-install(FILES "${PROJECT_BINARY_DIR}/include/Quarn/quarn_export.h"
+install(FILES
+  "${PROJECT_BINARY_DIR}/include/Quarn/quarn_export.h"
+  "${PROJECT_BINARY_DIR}/include/Quarn/quarn_version.h"
   DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/Quarn" COMPONENT Devel)
 
-if(QT_VERSION_MAJOR EQUAL 6)
-  set(QUARN_QT_VERSION_NEEDED 6.2)
-else()
-  set(QUARN_QT_VERSION_NEEDED 5.15)
+# Whoever links a static library links what it is made with, too.
+get_target_property(library_type Quarn TYPE)
+set(QUARN_PRIVATE_QT_MODULES Widgets)
+if(NOT WIN32)
+  list(APPEND QUARN_PRIVATE_QT_MODULES DBus)
 endif()
 configure_package_config_file(
   "${PROJECT_SOURCE_DIR}/cmake/Quarn-qtConfig.cmake.in"
@@ -49,12 +52,43 @@ install(FILES
   "${PROJECT_BINARY_DIR}/package/QuarnConfigVersion.cmake"
   DESTINATION "${thin_package_dir}" COMPONENT Devel)
 
-# Relative, so that an installation can be moved as a whole.
-file(RELATIVE_PATH QUARN_PC_PREFIX
-  "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
-string(REGEX REPLACE "/$" "" QUARN_PC_PREFIX "${QUARN_PC_PREFIX}")
+set(QUARN_PC_REQUIRES "Qt${QT_VERSION_MAJOR}Core >= ${QUARN_OLDEST_QT}")
+if(library_type STREQUAL "STATIC_LIBRARY")
+  foreach(module IN LISTS QUARN_PRIVATE_QT_MODULES)
+    string(APPEND QUARN_PC_REQUIRES ", Qt${QT_VERSION_MAJOR}${module} >= ${QUARN_OLDEST_QT}")
+  endforeach()
+  string(APPEND QUARN_PC_REQUIRES ", libcrypto >= 3.0")
+endif()
+set(QUARN_PC_CFLAGS "")
+if(QT_VERSION_MAJOR EQUAL 5) # its own file for pkg-config doesn't tell
+  get_target_property(qt_options Qt5::Core INTERFACE_COMPILE_OPTIONS)
+  if("-fPIC" IN_LIST qt_options)
+    set(QUARN_PC_CFLAGS " -fPIC")
+  endif()
+endif()
+foreach(folder INCLUDEDIR LIBDIR)
+  set(QUARN_PC_${folder} "${CMAKE_INSTALL_${folder}}")
+  if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_${folder}}")
+    string(PREPEND QUARN_PC_${folder} "\${prefix}/")
+  endif()
+endforeach()
+# The prefix is completed when it is known, at installation. It is relative to the file, so that an
+# installation can be moved as a whole, but not for /usr, whose folders pkg-config then knows and drops.
+set(movable_prefix "")
+if(NOT IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  file(RELATIVE_PATH up "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+  string(REGEX REPLACE "/$" "" movable_prefix "\${pcfiledir}/${up}")
+endif()
 set(pc_file "${PROJECT_BINARY_DIR}/package/quarn-qt${QT_VERSION_MAJOR}.pc")
-configure_file("${PROJECT_SOURCE_DIR}/cmake/quarn-qt.pc.in" "${pc_file}" @ONLY)
+set(QUARN_PC_PREFIX "@QUARN_PC_PREFIX@")
+configure_file("${PROJECT_SOURCE_DIR}/cmake/quarn-qt.pc.in" "${pc_file}.in" @ONLY)
+install(CODE "
+  set(QUARN_PC_PREFIX [[${movable_prefix}]])
+  if(NOT QUARN_PC_PREFIX OR CMAKE_INSTALL_PREFIX STREQUAL \"/usr\")
+    set(QUARN_PC_PREFIX \"\${CMAKE_INSTALL_PREFIX}\")
+  endif()
+  configure_file([[${pc_file}.in]] [[${pc_file}]] @ONLY)"
+  COMPONENT Devel)
 install(FILES "${pc_file}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT Devel)
 
 set(CPACK_PACKAGE_CONTACT "the Quarn developers")

@@ -25,6 +25,33 @@ function(quarn_target_defaults target)
   endif()
 endfunction()
 
+# What the libraries have beyond that: nothing is exported but what the linker script exports allows,
+# and no path of the machine that builds gets into them, except for debuggers into debug builds.
+function(quarn_library_defaults target exports)
+  quarn_target_defaults(${target})
+  set_target_properties(${target} PROPERTIES
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON POSITION_INDEPENDENT_CODE ON)
+  if(NOT MSVC)
+    foreach(folder "${PROJECT_SOURCE_DIR}" "${PROJECT_BINARY_DIR}") # the last that fits counts
+      target_compile_options(${target} PRIVATE
+        "$<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${folder}/=>")
+    endforeach()
+  endif()
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # A unique symbol would keep the library in memory after dlclose().
+    target_compile_options(${target} PRIVATE -fno-gnu-unique)
+  endif()
+  if(NOT WIN32)
+    # Binding a function at its first call leaves what that is given, a password too, on the stack.
+    target_link_options(${target} PRIVATE
+      "LINKER:--version-script=${exports}" LINKER:-z,relro LINKER:-z,now)
+    set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS "${exports}")
+    if(NOT QUARN_SANITIZERS)
+      target_link_options(${target} PRIVATE LINKER:--no-undefined)
+    endif()
+  endif()
+endfunction()
+
 # Adds a family's sources and public headers to the library; paths are relative to the caller.
 function(quarn_add_family)
   cmake_parse_arguments(PARSE_ARGV 0 ARG "" "" "HEADERS;SOURCES")

@@ -91,7 +91,7 @@ measure_peaks() {
     rm -rf "${scratch:?}"/*
 }
 
-install_missing_packages
+install_missing_packages library benchmarks
 configure_and_build release -DQUARN_BUILD_BENCHMARKS=ON -- quarn-benchmarks quarn-peaks relay
 mkdir -p "$output"
 place=${TMPDIR:-/tmp}

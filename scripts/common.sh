@@ -39,13 +39,20 @@ as_root() {
     fi
 }
 
-# Installs what scripts/packages.txt lists and the machine lacks.
+# install_missing_packages SECTION...: installs what those sections of scripts/packages.txt list and
+# the machine lacks.
 install_missing_packages() {
-    local package missing=()
-    while read -r package; do
-        case $package in '' | '#'*) continue ;; esac
-        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] \
-            || missing+=("$package")
+    local line section='' missing=()
+    while read -r line; do
+        case $line in
+            '' | '#'*) ;;
+            '['*) section=${line//[][]/} ;;
+            *)
+                [[ " $* " == *" $section "* ]] || continue
+                [ "$(dpkg-query -W -f='${db:Status-Status}' "$line" 2>/dev/null)" = installed ] \
+                    || missing+=("$line")
+                ;;
+        esac
     done <"$project_dir/scripts/packages.txt"
     [ ${#missing[@]} -eq 0 ] && return
     say "Installing ${#missing[@]} packages: ${missing[*]}"

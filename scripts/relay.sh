@@ -60,7 +60,7 @@ damage() {
         dd of="$1" bs=1 seek="$middle" conv=notrunc status=none
 }
 
-install_missing_packages
+install_missing_packages library
 configure_and_build release -- relay
 if [ $# -gt 0 ]; then
     exec "$relay" "$@"

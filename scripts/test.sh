@@ -5,14 +5,14 @@ set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-install_missing_packages
-configure_and_build release-qt5
-configure_and_build release -DQUARN_BUILD_BENCHMARKS=ON \
-    "-DQUARN_QT5_BUILD=$project_dir/build/release-qt5"
+install_missing_packages library benchmarks tests
+configure_and_build ci-qt5
+configure_and_build ci -DQUARN_BUILD_BENCHMARKS=ON \
+    "-DQUARN_QT5_BUILD=$project_dir/build/ci-qt5"
 configure_and_build asan -DQUARN_BUILD_BENCHMARKS=ON
 
 status=0
-for preset in asan release; do
+for preset in asan ci; do
     say "Testing $preset"
     (cd "$project_dir" && ctest --preset "$preset") || status=1
 done

@@ -7,7 +7,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 families='multiuser|companion|streams|access|signature' # those that there are
 
-install_missing_packages
+install_missing_packages library tests
 qt=$("$project_dir/scripts/tsan-qt.sh")
 configure_and_build tsan
 

@@ -4,10 +4,13 @@
 
 #include <Quarn/companion/IOException.h>
 
+#include <QDir>
 #include <QFileInfo>
 #include <QRandomGenerator>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 
 #include <fcntl.h>
@@ -18,17 +21,23 @@ namespace {
 
 constexpr int mostLinks = 40;
 
-/** Where \a path leads through links; empty when they go round in circles. */
-QString withoutLinks(const QString& path)
+/** Where \a path leads through links; what can't be told is an \a error, never no link. */
+QString withoutLinks(const QString& path, int& error)
 {
-    QString result = path;
+    QString result = QFileInfo(path).absoluteFilePath();
     for (int links = 0; links < mostLinks; ++links) {
-        const QFileInfo info(result);
-        if (!info.isSymLink())
-            return info.absoluteFilePath();
-        result = info.symLinkTarget();
+        QByteArray target(PATH_MAX, Qt::Uninitialized);
+        const ssize_t length = ::readlink(QFile::encodeName(result).constData(), target.data(),
+                                          std::size_t(target.size()));
+        if (length < 0) {
+            error = errno == EINVAL || errno == ENOENT ? 0 : errno; // no link, or nothing there yet
+            return result;
+        }
+        target.truncate(int(length));
+        result = QFileInfo(result).dir().absoluteFilePath(QFile::decodeName(target));
     }
-    return QString();
+    error = ELOOP;
+    return result;
 }
 
 /** A new name in the folder of \a target, short whatever the length of the target's name. */
@@ -58,9 +67,10 @@ void synchronizeFolder(const QString& folder)
 } // namespace
 
 AtomicFile::AtomicFile(const QString& target)
-    : kelmQFile(nameBeside(withoutLinks(target))), m_target(withoutLinks(target)), m_name(target),
-      m_pending(false)
-{ }
+    : kelmQFile(QString()), m_name(target), m_target(withoutLinks(target, m_unresolved))
+{
+    setFileName(nameBeside(m_target));
+}
 
 AtomicFile::~AtomicFile()
 {
@@ -71,25 +81,31 @@ AtomicFile::~AtomicFile()
 
 void AtomicFile::create()
 {
+    if (m_unresolved != 0)
+        fail(systemReason(m_unresolved));
     const QFileInfo info(m_target);
-    if (m_target.isEmpty())
-        fail(systemReason(ELOOP));
     if (info.isDir() || m_name.endsWith(QLatin1Char('/')))
         fail(systemReason(EISDIR));
     if (info.exists() && !info.isFile())
         fail(QStringLiteral("It is no regular file that could be replaced"));
     if (info.exists() && !info.isWritable())
         fail(systemReason(EACCES));
-    // Unbuffered, so that every write tells at once whether the disk took it.
-    if (!open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
+    // Unbuffered, so that every write tells at once whether the disk took it. Appending, so that a
+    // seek which fails can't move what is written.
+    if (!open(QIODevice::Append | QIODevice::NewOnly | QIODevice::Unbuffered))
         fail(errorString());
     m_pending = true;
 }
 
-void AtomicFile::finish()
+void AtomicFile::finish(qint64 size)
 {
-    if (ioFailureDetected())
-        fail(errorString());
+    if (failed())
+        fail(m_writeFailure);
+    struct stat status = {};
+    if (::fstat(handle(), &status) != 0)
+        fail(systemReason(errno));
+    if (m_written != size || status.st_size != size)
+        fail(QStringLiteral("It got %1 of %2 bytes").arg(status.st_size).arg(size));
     takeAttributes();
     if (!synchronized(handle()))
         fail(systemReason(errno));
@@ -107,6 +123,25 @@ void AtomicFile::replaceTarget()
     synchronizeFolder(QFileInfo(m_target).path());
 }
 
+bool AtomicFile::failed() const
+{
+    return !m_writeFailure.isEmpty();
+}
+
+qint64 AtomicFile::writeData(const char* data, qint64 size)
+{
+    qint64 written = 0;
+    while (written < size && !failed()) {
+        // Of a full disk a first write gets a part in, and only the next one hears why.
+        const qint64 count = kelmQFile::writeData(data + written, size - written);
+        if (count <= 0)
+            m_writeFailure = ioFailureDetected() ? errorString() : systemReason(EIO);
+        written += std::max<qint64>(count, 0);
+    }
+    m_written += written;
+    return written > 0 || size == 0 ? written : -1;
+}
+
 void AtomicFile::fail(const QString& reason) const
 {
     throw kel::IOException(QStringLiteral("cannot save %1: %2").arg(m_name, reason));
@@ -116,8 +151,11 @@ void AtomicFile::fail(const QString& reason) const
 void AtomicFile::takeAttributes()
 {
     struct stat old = {};
-    if (::stat(QFile::encodeName(m_target).constData(), &old) != 0)
+    if (::stat(QFile::encodeName(m_target).constData(), &old) != 0) {
+        if (errno != ENOENT)
+            fail(systemReason(errno));
         return;
+    }
     const uid_t anyOwner = uid_t(-1);
     const bool groupKept = ::fchown(handle(), old.st_uid, old.st_gid) == 0
                            || ::fchown(handle(), anyOwner, old.st_gid) == 0;

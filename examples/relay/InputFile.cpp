@@ -57,7 +57,7 @@ QString InputFile::nameOf(const QString& path)
 
 qint64 InputFile::readData(char* data, qint64 maxSize)
 {
-    return isSequential() ? readAvailable(data, maxSize) : kelmQFile::readData(data, maxSize);
+    return nonBlocking() ? readAvailable(data, maxSize) : kelmQFile::readData(data, maxSize);
 }
 
 const StopSwitch& InputFile::stopSwitch() const
@@ -76,7 +76,10 @@ QString InputFile::path() const
     return m_path;
 }
 
-/** One read of what a pipe or device has, not repeated until all of \a maxSize is there. */
+/**
+ * One read of what is there, not repeated until all of \a maxSize is. Only the system says where the
+ * end is: the size of a file, when it can't be asked for, looks like an empty one's.
+ */
 qint64 InputFile::readAvailable(char* data, qint64 maxSize)
 {
     while (maxSize > 0 && m_stop.waitForInput(handle())) {

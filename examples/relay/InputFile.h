@@ -8,8 +8,8 @@ class StopSwitch;
 /**
  * \brief What is relayed: a file, a device, a pipe or standard input.
  *
- * Reads of a pipe deliver what is there instead of waiting for all they asked for, and waiting,
- * for a writer or for bytes, ends with the StopSwitch.
+ * Reads deliver what is there instead of waiting for all they asked for, and waiting, for a writer
+ * or for bytes of a pipe, ends with the StopSwitch.
  */
 class InputFile : public kel::kelmQFile
 {

@@ -2,6 +2,8 @@
 
 #include "Console.h"
 
+#include <QStringList>
+
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -11,6 +13,7 @@ namespace {
 constexpr qint64 rateMsecs = 5000; // the rate is that of so long
 constexpr int shortestBar = 10;
 constexpr int longestBar = 60;
+const QString gap = QStringLiteral("  ");
 
 QString megabytes(double bytes)
 {
@@ -27,25 +30,28 @@ QString timeText(double seconds)
         .arg(twoDigits(whole / 60 % 60), twoDigits(whole % 60));
 }
 
-/** "  52%  34.5 of 66.2 MB  120.3 MB/s  0:00:12 left", as much of it as is known. */
-QString figures(qint64 done, qint64 total, double bytesPerSecond)
+/** " 52%  34.5 of 66.2 MB  120.3 MB/s  0:00:12 left" in parts, as much of it as is known. */
+QStringList figures(qint64 done, qint64 total, double bytesPerSecond)
 {
-    QString text;
+    QStringList parts;
     if (total > 0)
-        text += QStringLiteral("%1%  %2 of %3 MB")
-                    .arg(done * 100 / total, 3)
-                    .arg(megabytes(double(done)), megabytes(double(total)));
+        parts
+            << QStringLiteral("%1%").arg(done * 100 / total, 3)
+            << QStringLiteral("%1 of %2 MB").arg(megabytes(double(done)), megabytes(double(total)));
     else
-        text += QStringLiteral("%1 MB").arg(megabytes(double(done)));
-    text += QStringLiteral("  %1 MB/s").arg(megabytes(bytesPerSecond));
+        parts << QStringLiteral("%1 MB").arg(megabytes(double(done)));
+    parts << QStringLiteral("%1 MB/s").arg(megabytes(bytesPerSecond));
     if (total > 0 && bytesPerSecond > 0)
-        text += QStringLiteral("  %1 left").arg(timeText(double(total - done) / bytesPerSecond));
-    return text;
+        parts << QStringLiteral("%1 left").arg(timeText(double(total - done) / bytesPerSecond));
+    return parts;
 }
 
-/** \a text, with a bar before it where \a columns are enough. */
-QString fitted(const QString& text, qint64 done, qint64 total, int columns)
+/** As many \a parts, the first ones, as \a columns hold, with a bar before them where there is room. */
+QString fitted(QStringList parts, qint64 done, qint64 total, int columns)
 {
+    QString text = parts.join(gap);
+    for (; text.size() > columns && parts.size() > 1; text = parts.join(gap))
+        parts.removeLast();
     const int width = std::min(columns - int(text.size()) - 3, longestBar);
     if (total <= 0 || width < shortestBar)
         return text.left(columns);
@@ -73,13 +79,13 @@ bool Progress::show(qint64 done, qint64 total)
     done = total > 0 ? std::min(done, total) : done; // a file may grow after it was measured
     if (!Console::errorIsReady())
         return true;
-    const QString text = figures(done, total, bytesPerSecond());
+    const QStringList parts = figures(done, total, bytesPerSecond());
     m_drawn = m_terminal;
     // The last column stays free: some terminals wrap as soon as it is written.
     const bool written = Console::printError(
         m_terminal ? QStringLiteral("\r%1\x1b[K")
-                         .arg(fitted(text, done, total, Console::terminalWidth() - 1))
-                   : text.trimmed() + QLatin1Char('\n'));
+                         .arg(fitted(parts, done, total, Console::terminalWidth() - 1))
+                   : parts.join(gap).trimmed() + QLatin1Char('\n'));
     return written || errno != EPIPE;
 }
 

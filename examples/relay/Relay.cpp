@@ -160,8 +160,12 @@ void Relay::showProgress()
 int Relay::conclude()
 {
     m_progress.clear();
-    if (m_interruptedBy != 0)
+    if (m_interruptedBy != 0) {
+        if (m_interruptedBy != SIGPIPE) // nobody reads it
+            Console::fail(m_saver ? QStringLiteral("interrupted; nothing was saved")
+                                  : QStringLiteral("interrupted"));
         return Failed;
+    }
     if (!m_failure.isEmpty() || !checkCompleteness()) {
         Console::fail(m_failure);
         return Failed;

@@ -30,6 +30,6 @@ void Saver::consume(const boost::shared_ptr<kel::IRandomAccessIO>& reader)
         count = kel::StreamUtils::copy(reader.get(), &m_file, portion);
         addBytes(count);
     }
-    if (deliveredAll(*reader) || m_file.ioFailureDetected())
-        m_file.finish();
+    if (deliveredAll(*reader) || m_file.failed())
+        m_file.finish(bytes());
 }

@@ -28,14 +28,17 @@ diff -r "$work/include-qt6" "$prefix/include"
 moved=$work/moved # an installation can be moved as a whole
 mv "$prefix" "$moved"
 say "build paths stay out of the installation"
-! grep -rIlE --include='*.cmake' --include='*.pc' --include='*.h' -e "$build6" -e "$build5" -e "$source_dir" "$moved"
+if grep -rlF -e "$build6" -e "$build5" -e "$source_dir" "$moved"; then exit 1; fi
 export CMAKE_PREFIX_PATH=$moved
 
 consume newest 6
 consume for-the-qt-found 5 -DCONSUMER_QT=5 -DCONSUMER_REFUSES=6
 consume asked-for 5 -DQUARN_QT_VERSION_MAJOR=5
 consume asked-for-6 6 -DQUARN_QT_VERSION_MAJOR=6 -DCONSUMER_REFUSES=5
-consume sub-folder 6 -DQUARN_SOURCE="$source_dir" -DQUARN_QT_VERSION_MAJOR=6
+consume sub-folder 5 -DQUARN_SOURCE="$source_dir" -DCONSUMER_QT=5 -DBUILD_SHARED_LIBS=OFF \
+    -DQUARN_INSTALL=ON -DCMAKE_INSTALL_PREFIX="$work/static" -DCMAKE_INSTALL_LIBDIR="$work/static/lib"
+cmake --install "$work/sub-folder" >/dev/null
+CMAKE_PREFIX_PATH=$work/static consume static 5
 
 for example in background-save relay; do
     say "example outside the tree: $example"
@@ -43,13 +46,18 @@ for example in background-save relay; do
         && cmake --build "$work/$example" >>"$work/log" || { cat "$work/log"; exit 1; }
 done
 
-export PKG_CONFIG_PATH=$moved/lib/pkgconfig
-for qt in 5 6; do
-    say "consumer: pkg-config, Qt $qt"
-    # shellcheck disable=SC2046 # words are what is wanted
-    g++ -std=c++17 -fPIC "$source_dir/tests/consumer/consumer.cpp" -o "$work/by-pkg-config" \
-        $(pkg-config --cflags --libs "quarn-qt$qt")
-    # With nobody to show the folder; a desktop library that isn't found would be told.
-    said=$(env -i PATH=/nowhere LD_LIBRARY_PATH="$moved/lib" "$work/by-pkg-config" / 2>&1)
-    [[ $said == "Qt $qt."*"library" ]] || { echo "$said"; exit 1; }
+for folder in "$moved/lib" "$work/static/lib"; do
+    for file in "$folder"/pkgconfig/*.pc; do
+        say "consumer: pkg-config, $file"
+        flags=$(PKG_CONFIG_PATH=${file%/*} pkg-config --cflags --libs "$(basename "$file" .pc)")
+        # shellcheck disable=SC2086 # words are what is wanted
+        g++ -std=c++17 "$source_dir/tests/consumer/consumer.cpp" -o "$work/by-pkg-config" $flags
+        # With nobody to show the folder; a desktop library that isn't found would be told.
+        said=$(env -i PATH=/nowhere LD_LIBRARY_PATH="$folder" "$work/by-pkg-config" / 2>&1)
+        [[ $said == "Qt "*"library" ]] || { echo "$said"; exit 1; }
+    done
 done
+say "pkg-config drops the folders of the system"
+DESTDIR=$work/staged cmake --install "$build6" --prefix /usr >/dev/null
+! PKG_CONFIG_PATH=$work/staged/usr/lib/pkgconfig pkg-config --cflags --libs quarn-qt6 \
+    | grep -E -- '(-I/usr/include|-L/usr/lib|-L.*\.\.) '

@@ -1,9 +1,10 @@
-#include "support/testBytes.h"
+#include "support/spellings.h"
 
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/multiuser/MultiUserReader.h>
 
 #include <QElapsedTimer>
+#include <QSignalSpy>
 #include <QTest>
 
 using namespace kel;
@@ -19,6 +20,8 @@ public:
     using MultiUserReader::readLineData;
     using QIODevice::setErrorString;
 };
+
+static_assert(keepsEverySpelling<Reader>);
 
 } // namespace
 
@@ -136,23 +139,28 @@ private Q_SLOTS:
         boost::shared_ptr<MultiUserBuffer> buffer(new MultiUserBuffer(QByteArray("abc")));
         const QPointer<MultiUserBuffer> watched(buffer.get());
         auto reader = MultiUserBuffer::createReaderInterface(buffer, true);
+        auto* const device = dynamic_cast<MultiUserReader*>(reader.get());
+        QSignalSpy ready(device, &QIODevice::readyRead);
+        QVERIFY(buffer->open(QIODevice::WriteOnly) && buffer->write("abc") == 3);
+        QTRY_COMPARE(ready.count(), 1);
+        buffer->close();
         buffer.reset();
-        char data[3];
-        QVERIFY(watched && reader->readBlock(data, 3) && !reader->nonBlocking());
+        QVERIFY(watched && !reader->nonBlocking());
+        QVERIFY(device->read(2) == "ab" && device->readAll() == "c");
         reader.reset();
         QVERIFY(!watched);
     }
 
-    void isAPlainQtDevice()
+    void reportsFailuresOfBothSides()
     {
-        const QByteArray bytes = testBytes(50000);
-        MultiUserBuffer buffer(bytes);
-        Reader reader(&buffer, true);
-        QIODevice& device = reader;
-        QVERIFY(!device.isSequential() && device.readAll() == bytes && device.atEnd());
-        QVERIFY(device.seek(100) && device.skip(50) == 50);
-        QCOMPARE(device.peek(10), bytes.mid(150, 10));
-        QCOMPARE(device.read(10), bytes.mid(150, 10));
+        MultiUserBuffer buffer;
+        Reader reader(&buffer, false);
+        Reader other(&buffer, false);
+        reader.setErrorString(QStringLiteral("mine"));
+        QVERIFY(reader.ioFailureDetected() && !other.ioFailureDetected());
+        QVERIFY(!buffer.ioFailureDetected());
+        buffer.setErrorString(QStringLiteral("the producer's"));
+        QVERIFY(other.ioFailureDetected());
     }
 
 private:

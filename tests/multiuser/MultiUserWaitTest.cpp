@@ -5,18 +5,23 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QPointer>
 #include <QSemaphore>
 #include <QTest>
 #include <QThread>
 #include <QTimer>
 
 #include <algorithm>
+#include <atomic>
 #include <ctime>
 #include <functional>
+#include <thread>
 
 using namespace kel;
 
 namespace {
+
+using SharedBuffer = boost::shared_ptr<MultiUserBuffer>;
 
 class CountingReader : public MultiUserReader
 {
@@ -25,14 +30,54 @@ public:
 
     int calls = 0;
     qint64 bytes = 0;
+    std::function<void()> called = [] {};
 
 protected:
     void onBytesWritten(qint64 count) override
     {
+        MultiUserReader::onBytesWritten(count);
         ++calls;
         bytes += count;
+        called();
     }
 };
+
+/** Blocked reads of both kinds of threads that got everything and ended. */
+int readsToTheEnd()
+{
+    int ended = 0;
+    for (const bool threadOfQt : {true, false}) {
+        const SharedBuffer buffer(new MultiUserBuffer);
+        QSemaphore done;
+        QByteArray data;
+        const auto consume = [&] {
+            MultiUserReader reader(buffer, true);
+            for (QByteArray piece; !(piece = reader.read(4)).isEmpty();)
+                data += piece;
+            done.release();
+        };
+        Thread worker(consume);
+        std::thread other;
+        if (threadOfQt)
+            worker.start();
+        else
+            other = std::thread(consume);
+        for (const char* const word : {"abc", "def"}) {
+            QThread::msleep(50);
+            buffer->write(word);
+        }
+        buffer->close();
+        if (!done.tryAcquire(1, 20000))
+            qFatal("a read hangs");
+        worker.wait();
+        if (other.joinable())
+            other.join();
+        ended += data == "abcdef";
+    }
+    return ended;
+}
+
+int endedWithoutApplication = 0;
 
 double cpuSeconds()
 {
@@ -61,6 +106,10 @@ private Q_SLOTS:
         elapsed.start(); // the rest of that limit must not end the next wait
         QTimer::singleShot(500, this, [&] { buffer.write("y", 1); });
         QVERIFY(reader.waitForReadyRead(-1) && elapsed.elapsed() >= 400);
+        bool inner = true;
+        QTimer::singleShot(0, this, [&] { inner = reader.waitForReadyRead(50); });
+        QTimer::singleShot(300, this, [&] { buffer.write("z", 1); });
+        QVERIFY(reader.waitForReadyRead(60000) && !inner); // the limit of the inner wait is its own
         QTimer::singleShot(10, this, [&] { buffer.close(); });
         QVERIFY(!reader.waitForReadyRead(-1));
         QVERIFY(!reader.waitForReadyRead(0));
@@ -91,17 +140,6 @@ private Q_SLOTS:
         QCOMPARE(QByteArray(outer), QByteArray("ghi"));
     }
 
-    void nestedWaitTimesOutByItself()
-    {
-        MultiUserBuffer buffer;
-        MultiUserReader reader(&buffer, true);
-        bool innerWait = true;
-        QTimer::singleShot(0, this, [&] { innerWait = reader.waitForReadyRead(50); });
-        QTimer::singleShot(300, this, [&] { buffer.write("x", 1); });
-        QVERIFY(reader.waitForReadyRead(60000));
-        QVERIFY(!innerWait);
-    }
-
     void readyReadDoesNotNest()
     {
         MultiUserBuffer buffer;
@@ -130,68 +168,111 @@ private Q_SLOTS:
         QCOMPARE(deepest, 1);
     }
 
-    void quittingThreadReadsOn_data()
-    {
-        QTest::addColumn<int>("exitCode");
-        QTest::newRow("quit") << 0;
-        QTest::newRow("looks like data") << 1;
-        QTest::newRow("looks like a close") << 2;
-    }
-
     void quittingThreadReadsOn()
     {
-        QFETCH(int, exitCode);
-        boost::shared_ptr<MultiUserBuffer> buffer(new MultiUserBuffer);
-        bool written = true;
-        QByteArray data;
-        double cpu = 0;
-        Thread worker([&] {
-            MultiUserReader reader(buffer, true);
-            written = reader.waitForReadyRead(300);
-            cpu = -cpuSeconds();
-            char piece[4];
-            for (int count; (count = reader.read(piece, 4)) > 0;)
-                data.append(piece, count);
-            cpu += cpuSeconds();
-        });
-        worker.start();
-        QTimer::singleShot(100, this, [&] { worker.exit(exitCode); });
-        QTimer::singleShot(700, this, [&] { buffer->write("abc", 3); });
-        QTimer::singleShot(900, this, [&] { buffer->close(); });
-        QTRY_VERIFY_WITH_TIMEOUT(worker.isFinished(), 4000);
-        QVERIFY(!written);
-        QCOMPARE(data, QByteArray("abc"));
-        QVERIFY2(cpu < 0.2, "waiting costs time");
+        for (const int exitCode : {0, 1, 2}) { // 1 and 2 might look like data and a close
+            SharedBuffer buffer(new MultiUserBuffer);
+            bool written = true;
+            QByteArray data;
+            double cpu = 0;
+            Thread worker([&] {
+                MultiUserReader reader(buffer, true);
+                written = reader.waitForReadyRead(300);
+                cpu = -cpuSeconds();
+                for (QByteArray piece; !(piece = reader.read(4)).isEmpty();)
+                    data += piece;
+                cpu += cpuSeconds();
+            });
+            worker.start();
+            QTimer::singleShot(100, this, [&] { worker.exit(exitCode); });
+            QTimer::singleShot(700, this, [&] { buffer->write("abc"); });
+            QTimer::singleShot(900, this, [&] { buffer->close(); });
+            QTRY_VERIFY_WITH_TIMEOUT(worker.isFinished(), 4000);
+            QVERIFY2(!written, qPrintable(QString::number(exitCode)));
+            QCOMPARE(data, QByteArray("abc"));
+            QVERIFY2(cpu < 0.2, "waiting costs time");
+        }
     }
 
     void closeUnderWayIsNotMissed()
     {
-        boost::shared_ptr<MultiUserBuffer> buffer(new MultiUserBuffer);
+        const SharedBuffer buffer(new MultiUserBuffer);
+        QSemaphore made;
         qint64 slowest = 0;
         Thread worker([&] {
             MultiUserReader reader(buffer, true);
+            made.release();
             QElapsedTimer elapsed;
             elapsed.start();
-            char byte;
-            reader.read(&byte, 1);
+            reader.read(1);
             slowest = elapsed.elapsed();
         });
+        worker.start();
+        made.acquire();
         connect(
             buffer.get(), &QIODevice::aboutToClose, this, [&] { QThread::msleep(200); },
             Qt::DirectConnection); // comes after the reader's notification, with the buffer still open
-        worker.start();
-        QTest::qWait(100);
         buffer->close();
-        QTRY_VERIFY_WITH_TIMEOUT(worker.isFinished(), 8000);
+        QVERIFY(worker.wait(8000));
         QVERIFY2(slowest < 4000, "slept a whole slice after the close");
     }
+
+    void writeTellsAReaderElsewhereOnce()
+    {
+        QThread owner; // not started yet: nothing is emitted
+        const SharedBuffer buffer(new MultiUserBuffer);
+        buffer->moveToThread(&owner);
+        CountingReader reader(buffer, true);
+        reader.called = [&] {
+            if (reader.calls == 1)
+                buffer->write("c"); // during a call, so that another one is due
+        };
+        buffer->write("a");
+        buffer->write("b");
+        for (const bool written : {true, true, false})
+            QCOMPARE(reader.waitForReadyRead(written ? 8000 : 50), written);
+        QSemaphore emitted;
+        connect(
+            buffer.get(), &QIODevice::readyRead, this, [&] { emitted.release(); },
+            Qt::DirectConnection);
+        owner.start();
+        emitted.acquire();
+        QVERIFY(!reader.waitForReadyRead(50)); // that is no news
+        QVERIFY(reader.calls == 2 && reader.bytes == 3);
+        owner.quit();
+        owner.wait();
+    }
+
+    void deleteLaterEndsTheWaits()
+    {
+        const SharedBuffer buffer(new MultiUserBuffer);
+        QPointer<MultiUserReader> reader(new MultiUserReader(buffer, true));
+        bool inner = true;
+        QTimer::singleShot(0, this, [&] { inner = reader->waitForReadyRead(-1); });
+        QTimer::singleShot(10, this, [&] { reader->deleteLater(); });
+        QVERIFY(reader->read(1).isEmpty() && reader && !inner);
+        QVERIFY(!reader->waitForReadyRead(-1));
+        QTRY_VERIFY(!reader);
+
+        std::atomic<MultiUserReader*> made{nullptr};
+        Thread worker([&] {
+            made = new MultiUserReader(buffer, true); // goes with the thread
+            made.load()->waitForReadyRead(-1);
+        });
+        worker.start();
+        QTRY_VERIFY(made.load());
+        made.load()->deleteLater();
+        QVERIFY(worker.wait(8000));
+    }
+
+    void readsEndWithoutAnApplication() { QCOMPARE(endedWithoutApplication, 4); }
 
     void readerMadeDuringAnEmissionIsTold()
     {
         QSemaphore emitting;
         QSemaphore proceed;
         QThread owner;
-        boost::shared_ptr<MultiUserBuffer> buffer(new MultiUserBuffer);
+        SharedBuffer buffer(new MultiUserBuffer);
         buffer->moveToThread(&owner);
         connect(
             buffer.get(), &QIODevice::bytesWritten, buffer.get(),
@@ -219,38 +300,18 @@ private Q_SLOTS:
         owner.quit();
         owner.wait();
     }
-
-    void oneCallStandsForSeveralEmissions()
-    {
-        QSemaphore emitted;
-        QThread owner;
-        boost::shared_ptr<MultiUserBuffer> buffer(new MultiUserBuffer);
-        buffer->moveToThread(&owner);
-        CountingReader reader(buffer, false);
-        connect(
-            buffer.get(), &QIODevice::readyRead, buffer.get(), [&] { emitted.release(); },
-            Qt::DirectConnection);
-        owner.start();
-        const auto write = [&](int size) {
-            buffer->write("abc", size);
-            emitted.acquire();
-        };
-        write(1);
-        write(2);
-        QCOMPARE(reader.calls, 0);
-        QCoreApplication::processEvents();
-        QCOMPARE(reader.calls, 1);
-        QCOMPARE(reader.bytes, qint64(3));
-        write(1);
-        QCoreApplication::removePostedEvents(&reader); // must not keep the next one from coming
-        write(2);
-        QCoreApplication::processEvents();
-        QCOMPARE(reader.calls, 2);
-        QCOMPARE(reader.bytes, qint64(6));
-        owner.quit();
-        owner.wait();
-    }
 };
 
-QTEST_GUILESS_MAIN(MultiUserWaitTest)
+int main(int argc, char** argv)
+{
+    endedWithoutApplication = readsToTheEnd();
+    {
+        const QCoreApplication fleeting(argc, argv);
+    }
+    endedWithoutApplication += readsToTheEnd();
+    const QCoreApplication application(argc, argv);
+    MultiUserWaitTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "MultiUserWaitTest.moc"

@@ -204,6 +204,7 @@ private Q_SLOTS:
             signalRelay(signal);
             finish(signal, QProcess::CrashExit);
             QVERIFY2(contents("copy") == "former" && bytesSaved() < 0, input.constData());
+            QCOMPARE(m_error, QByteArray("relay: interrupted; nothing was saved\n"));
         };
         check("--rate 1000 data", SIGINT, 1);
         check("-", SIGTERM, 1);
@@ -238,14 +239,20 @@ private Q_SLOTS:
 
     void progressFitsTerminal()
     {
-        shell("script -qec 'stty cols 72; " RELAY_PROGRAM " --rate 1500000 data >table' /dev/null");
-        QVERIFY2(m_output.endsWith("\r\x1b[K"), m_output.constData());
-        const QByteArrayList lines = m_output.replace("\x1b[K", "").split('\r');
-        QVERIFY2(lines.size() > 4, m_output.constData());
-        for (const QByteArray& line : lines.mid(1, lines.size() - 2))
-            QVERIFY2(line.size() < 72 && line.startsWith('[') && line.contains("% ")
-                         && line.contains(" left") && !line.contains('\n'),
-                     line.constData());
+        const auto check = [this](const QByteArray& terminal, int columns, bool withBar) {
+            shell(terminal.constData());
+            QVERIFY2(m_output.endsWith("\r\x1b[K"), m_output.constData());
+            const QByteArrayList lines = m_output.replace("\x1b[K", "").split('\r');
+            QVERIFY2(lines.size() > 4, m_output.constData());
+            for (const QByteArray& line : lines.mid(1, lines.size() - 2))
+                QVERIFY2(line.size() < columns && line.startsWith('[') == withBar
+                             && line.contains("% ") && line.contains(" left") == withBar
+                             && (withBar || line.endsWith("/s")) && !line.contains('\n'),
+                         line.constData());
+        };
+        const char rest[] = RELAY_PROGRAM " --rate 1500000 data >table' /dev/null";
+        check(QByteArray("script -qec 'stty cols 72; ").append(rest), 72, true);
+        check(QByteArray("script -qec 'stty cols 40; ").append(rest), 40, false);
     }
 
 private:

@@ -1,7 +1,9 @@
 #ifndef QUARN_TESTS_SUPPORT_TEMPORARYFOLDER_H
 #define QUARN_TESTS_SUPPORT_TEMPORARYFOLDER_H
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <filesystem>
@@ -10,6 +12,12 @@
 class TemporaryFolder : public QTemporaryDir
 {
 public:
+    TemporaryFolder() = default;
+    /** In \a preferred, if it can be. */
+    explicit TemporaryFolder(const QString& preferred)
+        : QTemporaryDir((QFileInfo(preferred).isWritable() ? preferred : QDir::tempPath())
+                        + QStringLiteral("/test-XXXXXX"))
+    { }
     ~TemporaryFolder()
     {
         std::error_code ignored;

@@ -79,9 +79,11 @@ bool MultiUserBuffer::open(OpenMode mode)
 void MultiUserBuffer::close()
 {
     const QMutexLocker locker(&m_lock);
-    {
+    try {
         const ReaderConnections::Emission closing(m_readers, ReaderConnections::AboutToClose);
         QBuffer::close(); // forgets the error string
+    } catch (const std::bad_alloc&) {
+        setOpenMode(NotOpen); // who could not be told notices when its slice of a wait ends
     }
     {
         const QMutexLocker errorLocker(&m_errorMutex);
@@ -96,9 +98,9 @@ bool MultiUserBuffer::seek(qint64 position)
     if (position > largestSize)
         return false;
     const QMutexLocker locker(&m_lock);
-    const bool moved = QBuffer::seek(position);
-    publishSize(); // seeking behind the end fills the gap
-    return moved;
+    if (m_open && position > m_size && !fillUpTo(int(position)))
+        return false;
+    return QBuffer::seek(position);
 }
 
 bool MultiUserBuffer::reset()
@@ -130,6 +132,26 @@ void MultiUserBuffer::setErrorString(const QString& text)
 int MultiUserBuffer::read(void*, int)
 {
     return 0;
+}
+
+QByteArray MultiUserBuffer::read(qint64 maxSize)
+{
+    return QIODevice::read(maxSize);
+}
+
+QByteArray MultiUserBuffer::readAll()
+{
+    return QIODevice::readAll();
+}
+
+qint64 MultiUserBuffer::write(const QByteArray& bytes)
+{
+    return QIODevice::write(bytes);
+}
+
+qint64 MultiUserBuffer::write(const char* text)
+{
+    return QIODevice::write(text);
 }
 
 int MultiUserBuffer::write(const void* data, int size)
@@ -231,15 +253,16 @@ qint64 MultiUserBuffer::readLineData(char*, qint64)
 qint64 MultiUserBuffer::writeData(const char* data, qint64 length)
 {
     // Without the lock: posting takes longer than most copies, and a refusal asks translators.
+    qint64 written = 0;
     try {
-        const qint64 written = writeLocked(data, length);
-        if (written < 0)
-            return refuseWrite(QStringLiteral("The buffer is full"));
-        m_notifier->bytesWritten(written);
-        return written;
+        written = writeLocked(data, length);
     } catch (const std::bad_alloc&) {
         return refuseWrite(QStringLiteral("Not enough memory for the buffer"));
     }
+    if (written < 0)
+        return refuseWrite(QStringLiteral("The buffer is full"));
+    m_notifier->bytesWritten(written);
+    return written;
 }
 
 /** -1 when there is no room. Throws std::bad_alloc. */
@@ -316,11 +339,21 @@ qint64 MultiUserBuffer::readLineData(qint64 position, char* data, qint64 maxSize
     return count;
 }
 
-/** Makes the size known to those without the lock, and new bytes to the readers. */
-void MultiUserBuffer::publishSize()
+/** Zeroes up to \a size, which are news to the readers. False, and nothing has changed, without memory. */
+bool MultiUserBuffer::fillUpTo(int size)
 {
-    const qint64 before = m_size.exchange(QBuffer::size());
-    m_notifier->bytesWritten(m_size - before);
+    // Not left to QBuffer: with Qt 5 it throws, and moves before that.
+    QByteArray& bytes = buffer();
+    const int before = narrow(bytes.size());
+    try {
+        bytes.resize(size);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    std::memset(bytes.data() + before, 0, std::size_t(size - before));
+    m_size = size;
+    m_notifier->bytesWritten(size - before);
+    return true;
 }
 
 qint64 MultiUserBuffer::refuseWrite(const QString& reason)

@@ -30,8 +30,9 @@ class WriteNotifier;
  *     buffer->writeBlock(data, size);
  *     buffer->finishIO();
  *
- * For the producer the buffer is a write-only Qt device and a write-only stream. The stream's
- * read(), write() and readAll() hide Qt's; `QIODevice& device = *buffer;` reaches those of Qt.
+ * For the producer the buffer is a write-only Qt device and a write-only stream. With an address and
+ * a size write() is the stream's and counts in int; Qt's, which counts in qint64, is reached by
+ * `QIODevice& device = *buffer;`. Without them it is Qt's: `buffer->write("text")`.
  *
  * \par Threads
  * One thread at a time is the producer: it calls open(), write(), seek(), reset(), close() and
@@ -39,15 +40,17 @@ class WriteNotifier;
  * ioFailureDetected() may be called from any thread, and readers may live in any thread.
  *
  * \par Notifications
- * bytesWritten() and readyRead() come from the event loop of the thread that the buffer lives in,
- * after the write, whichever thread wrote; one emission may stand for several writes. Without an
- * event loop running there, waiting readers notice new bytes only every 5 seconds. aboutToClose()
- * comes from inside close(), with the buffer locked.
+ * A write itself wakes the readers in other threads than the buffer's, each by at most one event
+ * that is on its way; the producer needs no event loop for it. bytesWritten() and readyRead(), and
+ * by them the readers in the buffer's thread, come from the event loop of the thread that the buffer
+ * lives in, after the write, whichever thread wrote; one emission may stand for several writes. No
+ * slot runs in a write. aboutToClose() comes from inside close(), with the buffer locked. Where there
+ * is no memory for a notification, the next write makes up for it.
  *
  * Readers may be made and destroyed at any time. Other objects are to be connected before the
  * producer starts, unless they live in the buffer's thread: a connection that is made while another
- * thread emits is a race inside Qt. `buffer->disconnect()` takes their notifications from the readers
- * too.
+ * thread emits is a race inside Qt. `buffer->disconnect()` takes the readers' connections too: those
+ * in the buffer's thread hear no more of writes, none of them of the closing.
  *
  * \par Slots
  * A slot that is connected directly must not wait for another thread that reads the buffer or gives
@@ -104,8 +107,14 @@ public:
     /** Declares the contents complete. A failure recorded before stays recorded. */
     void close() override;
 
+    /**
+     * Moves the producer's position. Behind the end the gap is filled with zeroes, which readers get
+     * like other bytes; false, with nothing changed, beyond the limit or without memory for it.
+     */
     bool seek(qint64 position) override;
+    /** Same as seek(0). */
     bool reset() override;
+    /** Bytes that readers can get now. Any thread. */
     qint64 size() const override;
 
     /** Always false; readers have canReadLine() of their own. */
@@ -117,25 +126,52 @@ public:
      */
     void setErrorString(const QString& text);
 
+    /** Always 0. */
     int read(void* data, int maxSize) override;
+    /**
+     * Writes \a size bytes at the producer's position, over what is there or behind it, and wakes
+     * readers. Never blocks for longer than copies take.
+     *
+     * \return \a size, or -1 if nothing was written: the buffer is closed, full, or out of memory
+     */
     int write(const void* data, int size) override;
 
+    // As in QIODevice. Its read() and write() of an address and a size have no place here: a call
+    // with an int would fit them as well as the stream's.
+    /** Nothing, and a warning of Qt; readers have read() and readAll() of their own. */
+    QByteArray read(qint64 maxSize);
+    QByteArray readAll();
+    qint64 write(const QByteArray& bytes);
+    /** Writes up to the zero byte that ends \a text. */
+    qint64 write(const char* text);
+
+    /** Ignored: writes never wait. */
     void enableNonBlockingMode(bool enable) override;
+    /** Always true. */
     bool nonBlocking() override;
+    /** Always false. */
     bool readable() override;
+    /** Whether the buffer is open. */
     bool writable() override;
+    /** Does nothing. */
     void flush() override;
     /** Same as close(). */
     void finishIO() override;
+    /** Whether a write failed or setErrorString() recorded a failure since open(). */
     bool ioFailureDetected() const override;
+    /** Whether the buffer is closed. */
     bool eofEncountered() const override;
+    // False, with the arguments untouched; ignored; false, likewise.
     bool getOutputInfo(quint64& first, quint64& second, void** third) const override;
     void setThroughputStats(quint64 first, quint64 second, quint64 third, quint64 fourth) override;
     bool getThroughputStats(quint64& first, quint64& second, quint64& third,
                             quint64& fourth) const override;
 
+    /** Where the producer writes next. */
     qint64 position() const override;
+    /** Same as seek(). */
     bool setPosition(qint64 position) override;
+    /** Same as size(). */
     qint64 streamSize() const override;
 
 protected:
@@ -169,7 +205,7 @@ private:
     Q_DISABLE_COPY(MultiUserBuffer)
 
     qint64 writeLocked(const char* data, qint64 length);
-    void publishSize();
+    bool fillUpTo(int size);
     qint64 refuseWrite(const QString& reason);
 
     mutable QRecursiveMutex m_lock; // guards the byte array

@@ -5,20 +5,26 @@
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/multiuser/ReaderCall_p.h>
 #include <Quarn/multiuser/ReaderConnections_p.h>
-#include <Quarn/multiuser/ReaderWait_p.h>
+#include <Quarn/multiuser/ReaderWaits_p.h>
+#include <Quarn/multiuser/Undertaker_p.h>
 
+#include <QEvent>
+#include <QThread>
+
+#include <new>
 #include <utility>
 
 namespace kel {
 namespace {
 
 constexpr int waitSliceMsecs = 5000;
+constexpr int napMsecs = 20;
 
 } // namespace
 
 MultiUserReader::MultiUserReader(MultiUserBuffer* buffer, bool blocking, QObject* parent)
     : QIODevice(parent), m_buffer(buffer), m_blocking(blocking), m_seekExpected(false),
-      m_readyReadDue(false), m_emittingReadyRead(false), m_runningWaits(0),
+      m_readyReadDue(false), m_emittingReadyRead(false), m_leaving(false),
       m_call(std::make_shared<ReaderCall>(this, [this](qint64 count) { onBytesWritten(count); }))
 {
     start();
@@ -28,7 +34,7 @@ MultiUserReader::MultiUserReader(boost::shared_ptr<MultiUserBuffer> buffer, bool
                                  QObject* parent)
     : QIODevice(parent), m_buffer(buffer.get()), m_sharedBuffer(std::move(buffer)),
       m_blocking(blocking), m_seekExpected(false), m_readyReadDue(false),
-      m_emittingReadyRead(false), m_runningWaits(0),
+      m_emittingReadyRead(false), m_leaving(false),
       m_call(std::make_shared<ReaderCall>(this, [this](qint64 count) { onBytesWritten(count); }))
 {
     start();
@@ -45,10 +51,10 @@ void MultiUserReader::start()
 
 MultiUserReader::~MultiUserReader()
 {
-    m_call->readerEnds();
+    std::unique_ptr<QObject> keepsake = m_call->readerEnds();
     // Not left to the base: another reader may destroy the buffer once this one has no share in it.
     if (m_buffer)
-        m_buffer->m_readers->remove(this);
+        m_buffer->m_readers->remove(this, std::move(keepsake));
     m_sharedBuffer.reset();
 }
 
@@ -113,14 +119,20 @@ bool MultiUserReader::canReadLine() const
 
 bool MultiUserReader::waitForReadyRead(int msecs)
 {
-    // A slot that runs in a wait may wait again: each depth has an event loop of its own.
-    if (m_runningWaits == m_waits.size())
-        m_waits.push_back(new ReaderWait(this));
-    ReaderWait* const wait = m_waits[m_runningWaits];
-    ++m_runningWaits;
-    const ReaderWait::Outcome outcome = wait->run(msecs);
-    --m_runningWaits;
-    return outcome == ReaderWait::Written;
+    if (m_leaving)
+        return false;
+    try {
+        if (!m_waits)
+            m_waits = std::make_unique<ReaderWaits>(
+                this, m_call, [this] { return m_buffer && m_buffer->eofEncountered(); });
+        const ReaderWaits::Outcome outcome = m_waits->wait(msecs);
+        if (m_leaving && !m_waits->running())
+            (new Undertaker(this))->deleteLater(); // on the caller's level of events
+        return outcome == ReaderWaits::Written;
+    } catch (const std::bad_alloc&) {
+        QThread::msleep(napMsecs); // whoever waits looks for himself, but not without end
+        return false;
+    }
 }
 
 bool MultiUserReader::waitForBytesWritten(int)
@@ -152,6 +164,26 @@ int MultiUserReader::read(void* data, int maxSize)
 int MultiUserReader::write(const void*, int)
 {
     return 0;
+}
+
+QByteArray MultiUserReader::read(qint64 maxSize)
+{
+    return QIODevice::read(maxSize);
+}
+
+QByteArray MultiUserReader::readAll()
+{
+    return QIODevice::readAll();
+}
+
+qint64 MultiUserReader::write(const QByteArray& bytes)
+{
+    return QIODevice::write(bytes);
+}
+
+qint64 MultiUserReader::write(const char* text)
+{
+    return QIODevice::write(text);
 }
 
 void MultiUserReader::enableNonBlockingMode(bool enable)
@@ -215,29 +247,39 @@ qint64 MultiUserReader::streamSize() const
     return size();
 }
 
+bool MultiUserReader::event(QEvent* event)
+{
+    if (event->type() != QEvent::DeferredDelete || !m_waits || !m_waits->running())
+        return QIODevice::event(event);
+    m_leaving = true; // goes when the waits have returned
+    m_waits->end(ReaderWaits::Leaving);
+    return true;
+}
+
 void MultiUserReader::onBytesWritten(qint64)
 {
-    endWaits(ReaderWait::Written);
+    if (m_waits)
+        m_waits->end(ReaderWaits::Written);
     m_readyReadDue = true;
     if (m_emittingReadyRead)
         return; // a slot of it waits: were it called again, each write would nest it deeper
-    m_emittingReadyRead = true;
-    const QPointer<MultiUserReader> alive(this);
-    while (alive && std::exchange(m_readyReadDue, false))
-        Q_EMIT readyRead();
+    QPointer<MultiUserReader> alive;
+    try {
+        alive = this;
+        m_emittingReadyRead = true;
+        while (alive && std::exchange(m_readyReadDue, false))
+            Q_EMIT readyRead();
+    } catch (const std::bad_alloc&) {
+        // of a queued call to a slot, say; the next write makes up for it
+    }
     if (alive)
         m_emittingReadyRead = false;
 }
 
 void MultiUserReader::onBufferClose()
 {
-    endWaits(ReaderWait::Closed);
-}
-
-void MultiUserReader::endWaits(int outcome)
-{
-    for (std::size_t depth = 0; depth < m_runningWaits; ++depth)
-        m_waits[depth]->end(ReaderWait::Outcome(outcome));
+    if (m_waits)
+        m_waits->end(ReaderWaits::Closed);
 }
 
 qint64 MultiUserReader::readData(char* data, qint64 maxSize)
@@ -278,7 +320,7 @@ template <typename Copy>
 void MultiUserReader::copyWaiting(Copy copy)
 {
     while (m_buffer && !atEnd()) {
-        if (copy() || !m_blocking)
+        if (copy() || !m_blocking || m_leaving)
             return;
         // A close() that was under way has ended now that the copy had its turn with the lock,
         // and its notification may have come before this wait.

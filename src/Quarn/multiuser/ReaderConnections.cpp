@@ -8,22 +8,23 @@
 #include <QThread>
 
 #include <algorithm>
-#include <iterator>
+#include <new>
 #include <utility>
 
 namespace kel {
 
 ReaderConnections::Emission::Emission(std::shared_ptr<ReaderConnections> connections, Signal signal)
-    : m_connections(std::move(connections)), m_begun(m_connections->begin(signal))
+    : m_connections(std::move(connections)), m_count(m_connections->begin(signal))
 { }
 
 ReaderConnections::Emission::~Emission()
 {
-    if (m_begun)
+    if (m_count >= 0)
         m_connections->end();
 }
 
-ReaderConnections::ReaderConnections(QIODevice* device) : m_device(device)
+ReaderConnections::ReaderConnections(QIODevice* device)
+    : m_progress(std::make_shared<WriteProgress>()), m_device(device)
 {
     // What Qt makes at the first connection or guarded pointer it publishes without order, and the
     // table of signals it even replaces, and frees, under a running emission, once a connection to
@@ -35,28 +36,44 @@ ReaderConnections::ReaderConnections(QIODevice* device) : m_device(device)
 void ReaderConnections::add(QObject* reader, const std::shared_ptr<ReaderCall>& call)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (!emittedElsewhere()) {
-        connect({reader, call});
-        return;
+    call->follow(m_progress);
+    m_readers.push_back({reader, call, false, nullptr});
+    try {
+        if (!emittedElsewhere())
+            connect(m_readers.back());
+        else // As above: the reader's own thread is going to emit while another one connects it.
+            QObject::connect(reader, &QObject::objectNameChanged, reader, [] {});
+    } catch (...) {
+        m_readers.pop_back();
+        throw;
     }
-    // As above: the reader's own thread is going to emit while another one connects it.
-    QObject::connect(reader, &QObject::objectNameChanged, reader, [] {});
-    m_waiting.push_back({reader, call});
 }
 
-void ReaderConnections::remove(QObject* reader)
+void ReaderConnections::remove(QObject* reader, std::unique_ptr<QObject> keepsake)
 {
     std::unique_lock<std::mutex> lock(m_mutex);
-    const auto isReader = [reader](const Waiting& waiting) { return waiting.reader == reader; };
-    m_waiting.erase(std::remove_if(m_waiting.begin(), m_waiting.end(), isReader), m_waiting.end());
+    find(reader)->call.reset(); // nobody connects or tells it from now on
     QIODevice* const device = m_device;
     lock.unlock(); // what others have connected may be freed here, and that can be any code
     QObject::disconnect(device, nullptr, reader, nullptr);
     lock.lock();
+    const auto removed = find(reader);
     if (emittedElsewhere()) {
-        m_keepsakes.push_back(std::make_unique<QObject>());
-        m_keepsakes.back()->moveToThread(reader->thread());
+        removed->reader = nullptr;
+        removed->keepsake = std::move(keepsake);
+    } else {
+        m_readers.erase(removed);
     }
+}
+
+void ReaderConnections::written(qint64 count)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_progress->written += count;
+    const QThread* const home = m_device->thread();
+    for (const Reader& reader : m_readers)
+        if (reader.call)
+            reader.call->written(home);
 }
 
 bool ReaderConnections::emittedHere() const
@@ -85,32 +102,53 @@ void ReaderConnections::connectNothing(QObject* reader)
     kel::connect(none, SIGNAL(aboutToClose()), reader, SLOT(onBufferClose()));
 }
 
-void ReaderConnections::Waiting::post(Signal signal) const
+void ReaderConnections::Reader::post(Signal signal) const
 {
-    if (signal == BytesWritten)
-        call->post(0);
-    else
+    if (signal == BytesWritten) {
+        call->postEmitted();
+        return;
+    }
+    try {
         QMetaObject::invokeMethod(reader, "onBufferClose", Qt::QueuedConnection);
+    } catch (const std::bad_alloc&) {
+        return; // a blocked read notices when its slice ends
+    }
 }
 
-void ReaderConnections::connect(const Waiting& waiting)
+std::vector<ReaderConnections::Reader>::iterator ReaderConnections::find(const QObject* reader)
 {
-    QObject::connect(
-        m_device, &QIODevice::bytesWritten, waiting.reader,
-        [call = waiting.call](qint64 count) { call->callOrPost(count); }, Qt::DirectConnection);
-    kel::connect(m_device, SIGNAL(aboutToClose()), waiting.reader, SLOT(onBufferClose()));
+    return std::find_if(m_readers.begin(), m_readers.end(),
+                        [reader](const Reader& one) { return one.reader == reader; });
 }
 
-bool ReaderConnections::begin(Signal signal)
+void ReaderConnections::connect(Reader& reader)
+{
+    const QMetaObject::Connection written = QObject::connect(
+        m_device, &QIODevice::bytesWritten, reader.reader,
+        [call = reader.call] { call->emitted(); }, Qt::DirectConnection);
+    try {
+        kel::connect(m_device, SIGNAL(aboutToClose()), reader.reader, SLOT(onBufferClose()));
+    } catch (...) {
+        QObject::disconnect(written);
+        throw;
+    }
+    reader.connected = true;
+}
+
+qint64 ReaderConnections::begin(Signal signal)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (!m_device)
-        return false;
+        return -1;
     tidy();
-    for (const Waiting& waiting : m_waiting)
-        waiting.post(signal);
     m_emitters.push_back(QThread::currentThread());
-    return true;
+    const qint64 written = m_progress->written;
+    const qint64 count = signal == BytesWritten ? written - m_progress->emitted : 0;
+    m_progress->emitted += count;
+    for (const Reader& reader : m_readers)
+        if (reader.call && !reader.connected)
+            reader.post(signal);
+    return count;
 }
 
 void ReaderConnections::end()
@@ -133,9 +171,15 @@ void ReaderConnections::tidy()
 {
     if (!m_device || emittedElsewhere())
         return;
-    m_keepsakes.clear();
-    for (const Waiting& waiting : std::exchange(m_waiting, {}))
-        connect(waiting);
+    const auto forgotten = [](const Reader& reader) { return !reader.reader; };
+    m_readers.erase(std::remove_if(m_readers.begin(), m_readers.end(), forgotten), m_readers.end());
+    try {
+        for (Reader& reader : m_readers)
+            if (reader.call && !reader.connected)
+                connect(reader);
+    } catch (const std::bad_alloc&) {
+        return; // until the next emission those that are left are called directly
+    }
 }
 
 } // namespace kel

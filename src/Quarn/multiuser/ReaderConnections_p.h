@@ -1,6 +1,8 @@
 #ifndef QUARN_MULTIUSER_READERCONNECTIONS_P_H
 #define QUARN_MULTIUSER_READERCONNECTIONS_P_H
 
+#include <Quarn/multiuser/WriteProgress_p.h>
+
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -14,14 +16,15 @@ namespace kel {
 class ReaderCall;
 
 /**
- * \brief Connects readers in any thread to a device while another thread emits its signals.
+ * \brief The readers of a device: tells them of writes, and connects them to the device's signals.
  *
- * QObject::connect() promises that much, but an emission reads the list of connections without a
- * lock, and connect() adds to it, and replaces it, without order. So nobody connects while another
- * thread emits: the reader waits for that, is called directly if signals come meanwhile, and gets
- * connected by the thread that emits last or next. Nobody is blocked, and a slot may take as long
- * as it likes. Disconnecting during an emission is safe but for one thing: the emission looks into
- * Qt's record of the receiver's thread, which must not end before the emission does.
+ * Readers come and go in any thread while another thread emits. QObject::connect() promises that
+ * much, but an emission reads the list of connections without a lock, and connect() adds to it, and
+ * replaces it, without order. So nobody connects while another thread emits: the reader waits for
+ * that, is called directly if signals come meanwhile, and gets connected by the thread that emits
+ * last or next. Nobody is blocked, and a slot may take as long as it likes. Disconnecting during an
+ * emission is safe but for one thing: the emission looks into Qt's record of the receiver's thread,
+ * which must not end before the emission does.
  *
  * All of it may be called from any thread.
  */
@@ -30,7 +33,7 @@ class ReaderConnections
 public:
     enum Signal { BytesWritten, AboutToClose };
 
-    /** Stands around an emission. False if the device is gone: nothing must be emitted then. */
+    /** Stands around an emission. Throws std::bad_alloc; then nothing has begun. */
     class Emission
     {
     public:
@@ -38,11 +41,13 @@ public:
         Emission(const Emission&) = delete;
         Emission& operator=(const Emission&) = delete;
         ~Emission();
-        explicit operator bool() const { return m_begun; }
+
+        /** What was written since the last one; negative if the device is gone: don't emit then. */
+        qint64 count() const { return m_count; }
 
     private:
         const std::shared_ptr<ReaderConnections> m_connections; // the device may end in a slot
-        const bool m_begun;
+        const qint64 m_count;
     };
 
     explicit ReaderConnections(QIODevice* device);
@@ -52,8 +57,14 @@ public:
     /** Connects bytesWritten() of the device to \a call, the others to slots of \a reader. */
     void add(QObject* reader, const std::shared_ptr<ReaderCall>& call);
 
-    /** To be called while the device is sure to be there, and before the reader ends. */
-    void remove(QObject* reader);
+    /**
+     * To be called while the device is sure to be there, and before the reader ends. Takes what
+     * ReaderCall::readerEnds() returned.
+     */
+    void remove(QObject* reader, std::unique_ptr<QObject> keepsake);
+
+    /** Tells readers in other threads than the device's of \a count bytes that are in. Never throws. */
+    void written(qint64 count);
 
     /** Whether an emission runs further up in the calling thread. */
     bool emittedHere() const;
@@ -66,27 +77,30 @@ public:
     static void connectNothing(QObject* reader);
 
 private:
-    struct Waiting
+    struct Reader
     {
-        QObject* reader;
-        std::shared_ptr<ReaderCall> call;
+        QObject* reader; // null once it was disconnected
+        std::shared_ptr<ReaderCall> call; // null once it ends
+        bool connected;
+        std::unique_ptr<QObject> keepsake; // keeps the record of its thread
 
-        void post(Signal signal) const;
+        void post(Signal signal) const; // never throws
     };
 
-    void connect(const Waiting& waiting);
-    bool begin(Signal signal);
+    std::vector<Reader>::iterator find(const QObject* reader);
+    void connect(Reader& reader);
+    qint64 begin(Signal signal);
     void end();
     bool emittedElsewhere() const;
     void tidy();
 
+    const std::shared_ptr<WriteProgress> m_progress;
     // Guards all below. Qt connects and posts events under it; slots never run under it.
     mutable std::mutex m_mutex;
     std::condition_variable m_emissionEnded;
     QIODevice* m_device; // null once it is being destroyed
     std::vector<QThread*> m_emitters; // one for each running emission, nested ones included
-    std::vector<Waiting> m_waiting; // readers that are not connected yet
-    std::vector<std::unique_ptr<QObject>> m_keepsakes; // each keeps the record of its thread
+    std::vector<Reader> m_readers; // those that can't be forgotten yet included
 };
 
 } // namespace kel

@@ -1,33 +1,19 @@
 #include <Quarn/multiuser/WriteNotifier_p.h>
 
 #include <Quarn/multiuser/ReaderConnections_p.h>
+#include <Quarn/multiuser/Undertaker_p.h>
 
 #include <QCoreApplication>
 #include <QEvent>
 #include <QIODevice>
 #include <QThread>
 
+#include <atomic>
 #include <mutex>
+#include <new>
 #include <utility>
 
 namespace kel {
-namespace {
-
-/**
- * Takes an object along when it is deleted itself. QObject::deleteLater() marks the object, without
- * a lock, and the object's thread may be about to hand it an event.
- */
-class Undertaker : public QObject
-{
-public:
-    explicit Undertaker(QObject* object) : m_object(object) { }
-
-private:
-    const std::unique_ptr<QObject> m_object;
-};
-
-} // namespace
-
 struct WriteNotifier::State
 {
     State(QIODevice* emitter, std::shared_ptr<ReaderConnections> connections)
@@ -36,10 +22,8 @@ struct WriteNotifier::State
 
     QIODevice* const device; // to be used in an emission that the readers' connections let begin
     const std::shared_ptr<ReaderConnections> readers;
-    std::mutex mutex; // guards all below; a leaf: nothing is called or emitted under it
+    std::mutex mutex; // guards what follows, also while Qt posts to it; a leaf otherwise
     Messenger* messenger = nullptr; // made by the first write
-    bool posted = false; // an emission is on its way
-    qint64 written = 0; // since the last emission
 };
 
 /**
@@ -48,39 +32,87 @@ struct WriteNotifier::State
  */
 class WriteNotifier::Messenger : public QObject
 {
+    using Flag = std::shared_ptr<std::atomic<bool>>;
+
+    /** The posted event. One that is never delivered must not hold back later ones. */
+    class Errand : public QEvent
+    {
+    public:
+        explicit Errand(Flag posted) : QEvent(QEvent::User), m_posted(std::move(posted)) { }
+        ~Errand() override { end(); }
+
+        void end()
+        {
+            if (const Flag posted = std::exchange(m_posted, nullptr))
+                *posted = false;
+        }
+
+    private:
+        Flag m_posted;
+    };
+
 public:
     explicit Messenger(std::shared_ptr<State> state) : m_state(std::move(state)) { }
+
+    /** Has event() called. Throws std::bad_alloc. */
+    void send()
+    {
+        auto errand = std::make_unique<Errand>(m_posted);
+        *m_posted = true;
+        QCoreApplication::postEvent(this, errand.release());
+    }
+
+    /** Whether an errand is on its way; to be asked with the lock. */
+    bool posted() const { return *m_posted; }
 
 protected:
     bool event(QEvent* event) override
     {
         if (event->type() != QEvent::User)
             return QObject::event(event);
-        deliver(m_state, this); // a copy: the slots may end the device, and this messenger with it
+        std::unique_lock<std::mutex> lock(m_state->mutex);
+        // Before the emission begins, so that a write from now on is followed by one of its own,
+        // which readers that come from now on get too.
+        static_cast<Errand*>(event)->end();
+        const bool current = m_state->messenger == this; // and the device is still there
+        if (current && m_state->device->thread() != thread()) {
+            follow(); // made before the device moved
+            return true;
+        }
+        lock.unlock();
+        if (current)
+            deliver(m_state); // a copy: the slots may end the device, and this messenger with it
         return true;
     }
 
 private:
-    static void deliver(std::shared_ptr<State> state, const Messenger* messenger)
+    void follow()
     {
-        std::unique_lock<std::mutex> lock(state->mutex);
-        if (!state->posted || state->messenger != messenger)
-            return; // one that was replaced is in a thread that the device has left
-        // Before the emission begins, so that a write from now on is followed by one of its own,
-        // which readers that come from now on get too.
-        state->posted = false;
-        const qint64 written = std::exchange(state->written, 0);
-        lock.unlock();
+        try {
+            moveToThread(m_state->device->thread());
+            send();
+        } catch (const std::bad_alloc&) {
+            return; // the next write makes up for it
+        }
+    }
 
-        const ReaderConnections::Emission emission(state->readers, ReaderConnections::BytesWritten);
-        if (!emission)
-            return;
-        Q_EMIT state->device->bytesWritten(written);
-        if (state->readers->deviceLives())
-            Q_EMIT state->device->readyRead();
+    static void deliver(std::shared_ptr<State> state)
+    {
+        try {
+            const ReaderConnections::Emission emission(state->readers,
+                                                       ReaderConnections::BytesWritten);
+            if (emission.count() <= 0)
+                return;
+            Q_EMIT state->device->bytesWritten(emission.count());
+            if (state->readers->deviceLives())
+                Q_EMIT state->device->readyRead();
+        } catch (const std::bad_alloc&) {
+            return; // of the call to a receiver, say; the next write makes up for it
+        }
     }
 
     const std::shared_ptr<State> m_state;
+    const Flag m_posted = std::make_shared<std::atomic<bool>>(false);
 };
 
 WriteNotifier::WriteNotifier(QIODevice* device, std::shared_ptr<ReaderConnections> readers)
@@ -96,48 +128,56 @@ WriteNotifier::~WriteNotifier()
     dispose(messenger);
 }
 
-void WriteNotifier::bytesWritten(qint64 count)
+void WriteNotifier::bytesWritten(qint64 count) noexcept
 {
-    if (count > 0)
-        post(count);
+    if (count <= 0)
+        return;
+    m_state->readers->written(count); // first: these sleep, and the emission takes a while
+    post();
 }
 
-void WriteNotifier::deviceMoves()
+void WriteNotifier::deviceMoves() noexcept
 {
     std::unique_lock<std::mutex> lock(m_state->mutex);
     Messenger* const messenger = std::exchange(m_state->messenger, nullptr);
-    const bool pending = std::exchange(m_state->posted, false);
+    const bool pending = messenger && messenger->posted();
     lock.unlock();
     dispose(messenger);
-    if (pending) // events posted to the device go with it
+    if (!pending)
+        return;
+    try { // events posted to the device go with it
         QMetaObject::invokeMethod(
-            m_device, [this] { post(0); }, Qt::QueuedConnection);
+            m_device, [this] { post(); }, Qt::QueuedConnection);
+    } catch (const std::bad_alloc&) {
+        return; // the next write posts
+    }
 }
 
-void WriteNotifier::post(qint64 count)
+/** Has the emission of what was written come, unless it is on its way. */
+void WriteNotifier::post() noexcept
 {
     std::unique_lock<std::mutex> lock(m_state->mutex);
-    m_state->written += count;
     QThread* const home = m_device->thread();
     Messenger* outdated = nullptr;
-    if (m_state->messenger && m_state->messenger->thread() != home) {
-        // Made by a write from another thread after deviceMoves(), but before the device did.
+    // Made by a write from another thread after deviceMoves(), but before the device did?
+    if (m_state->messenger && m_state->messenger->thread() != home)
         outdated = std::exchange(m_state->messenger, nullptr);
-        m_state->posted = false;
-    }
-    if (!m_state->posted) {
+    try {
         if (!m_state->messenger) {
-            m_state->messenger = new Messenger(m_state);
-            m_state->messenger->moveToThread(home);
+            auto messenger = std::make_unique<Messenger>(m_state);
+            messenger->moveToThread(home);
+            m_state->messenger = messenger.release();
         }
-        QCoreApplication::postEvent(m_state->messenger, new QEvent(QEvent::User));
-        m_state->posted = true;
+        if (!m_state->messenger->posted())
+            m_state->messenger->send();
+    } catch (const std::bad_alloc&) {
+        // the next write makes up for it
     }
     lock.unlock();
     dispose(outdated);
 }
 
-void WriteNotifier::dispose(Messenger* messenger) const
+void WriteNotifier::dispose(Messenger* messenger) const noexcept
 {
     if (!messenger)
         return;
@@ -148,9 +188,13 @@ void WriteNotifier::dispose(Messenger* messenger) const
         delete messenger;
         return;
     }
-    auto* const undertaker = new Undertaker(messenger);
-    undertaker->moveToThread(home);
-    undertaker->deleteLater();
+    try {
+        auto undertaker = std::make_unique<Undertaker>(messenger);
+        undertaker->moveToThread(home);
+        undertaker.release()->deleteLater();
+    } catch (const std::bad_alloc&) {
+        return; // it stays; to delete it here might take it from under an event of its thread
+    }
 }
 
 } // namespace kel

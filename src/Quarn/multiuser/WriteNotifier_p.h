@@ -18,9 +18,10 @@ class ReaderConnections;
  * notification as delivered only after it was emitted, so that a write from another thread in
  * between is told to nobody.
  *
- * Every bytesWritten() call is followed by an emission that begins after it; one emission may
- * stand for several calls. The device may be destroyed in any thread: the destructor of the
- * notifier waits for an emission that runs in another one.
+ * Every bytesWritten() call is followed by an emission that begins after the bytes were counted; one
+ * emission may stand for several calls. The device may be destroyed in any thread: the destructor of
+ * the notifier waits for an emission that runs in another one. Without memory for a notification the
+ * next call makes up for it.
  */
 class WriteNotifier
 {
@@ -30,18 +31,21 @@ public:
     WriteNotifier& operator=(const WriteNotifier&) = delete;
     ~WriteNotifier();
 
-    /** Adds \a count bytes to the next emission. Any thread; never blocks for long. */
-    void bytesWritten(qint64 count);
+    /**
+     * Tells the readers in other threads of \a count bytes that are in, and adds them to the next
+     * emission. Any thread; never blocks for long, and runs no slot.
+     */
+    void bytesWritten(qint64 count) noexcept;
 
     /** Takes a pending emission along; call it when the device is about to change its thread. */
-    void deviceMoves();
+    void deviceMoves() noexcept;
 
 private:
     struct State;
     class Messenger;
 
-    void post(qint64 count);
-    void dispose(Messenger* messenger) const;
+    void post() noexcept;
+    void dispose(Messenger* messenger) const noexcept;
 
     QIODevice* const m_device;
     const std::shared_ptr<State> m_state;
