@@ -131,11 +131,16 @@ void setEd25519(PKCS8_PRIV_KEY_INFO* info, const EVP_PKEY* key)
 {
     constexpr int size = 2 + ed25519Size;
     auto* const der = static_cast<unsigned char*>(OPENSSL_malloc(size));
-    std::size_t secretSize = ed25519Size;
+    std::size_t secretSize = 0;
     require(der);
     der[0] = V_ASN1_OCTET_STRING;
     der[1] = ed25519Size;
-    EVP_PKEY_get_raw_private_key(key, der + 2, &secretSize);
+    // EVP_PKEY_get_raw_private_key() leaves a copy behind.
+    if (!EVP_PKEY_get_octet_string_param(key, OSSL_PKEY_PARAM_PRIV_KEY, der + 2, ed25519Size,
+                                         &secretSize)) {
+        OPENSSL_free(der);
+        fail("OpenSsl error");
+    }
     setContents(info, NID_ED25519, V_ASN1_UNDEF, nullptr, der, size);
 }
 
