@@ -22,6 +22,7 @@ struct Deleter
 using Stack = std::unique_ptr<STACK_OF(X509), Deleter>;
 
 constexpr int fingerprintSize = 32;
+constexpr int mostCertificates = 1000; // OpenSSL takes a tenth of a millisecond for each
 
 [[noreturn]] void distrust(const char* reason)
 {
@@ -38,6 +39,8 @@ Stack certificatesIn(const QByteArray& pem)
             const ErrorMark mark;
             if (!blocks.isCertificate())
                 continue;
+            if (sk_X509_num(stack.get()) == mostCertificates)
+                fail("Too many certificates");
             Certificate certificate = certificateFrom(blocks.contents());
             if (!certificate)
                 throw PemBlocks::Damaged();

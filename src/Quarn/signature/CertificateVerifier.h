@@ -39,7 +39,8 @@ public:
     /**
      * Trusts all certificates in \a trustedPem, those of authorities further down as much as roots.
      *
-     * \throw SignatureException "Invalid certificate" when there is none, or a damaged block
+     * \throw SignatureException "Invalid certificate" when there is none, or a damaged block; "Too
+     *        many certificates" for more than 1000
      */
     explicit CertificateVerifier(const QByteArray& trustedPem);
 
@@ -71,6 +72,7 @@ public:
      * | Message of the SignatureException  | Meaning                                              |
      * |------------------------------------|------------------------------------------------------|
      * | "Invalid certificate"              | there is none in the text, or a damaged block        |
+     * | "Too many certificates"            | more than 1000                                       |
      * | "Certificate not trusted: REASON"  | in OpenSSL's words, such as "certificate has         |
      * |                                    | expired", or "key is not pinned"                     |
      */

@@ -40,8 +40,8 @@ bool PemBlocks::next()
 void PemBlocks::separateHeader()
 {
     m_header.clear();
-    const int colon = narrow(m_text.indexOf(':', m_begin));
-    if (colon < 0 || colon > m_end)
+    const char* const text = m_text.constData();
+    if (std::find(text + m_begin, text + m_end, ':') == text + m_end)
         return;
     int line = m_begin + 1;
     int lineEnd = narrow(m_text.indexOf('\n', line));
