@@ -5,20 +5,15 @@
 
 #include <Quarn/access/KelFileAccess.h>
 #include <Quarn/fileutils/FileUtils.h>
-#include <Quarn/signature/SignatureDigest.h>
 #include <Quarn/streams/StreamUtils.h>
 #include <Quarn/streams/kelmQFile.h>
 
 #include <QBuffer>
-#include <QProcess>
 #include <QTest>
 
 #include <cerrno>
 #include <cstdio>
 #include <limits>
-
-#include <openssl/evp.h>
-#include <openssl/pem.h>
 
 using namespace kel;
 
@@ -73,7 +68,6 @@ private Q_SLOTS:
     {
         qputenv("XDG_DATA_HOME", m_folder.root() + "/home");
         qputenv("TMPDIR", m_folder.root());
-        m_key.reset(EVP_RSA_gen(2048), EVP_PKEY_free);
     }
 
     void wholeFiles()
@@ -327,27 +321,6 @@ private Q_SLOTS:
         check(operations);
     }
 
-    /** The signature is that of the beginning: a read that ends there must not make it fit. */
-    void signatures()
-    {
-        std::shared_ptr<EVP_MD_CTX> context(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-        size_t length = 256;
-        QByteArray signature(int(length), '\0');
-        QCOMPARE(EVP_DigestSignInit(context.get(), nullptr, EVP_sha1(), nullptr, m_key.get()), 1);
-        QCOMPARE(EVP_DigestSign(context.get(), reinterpret_cast<unsigned char*>(signature.data()),
-                                &length, reinterpret_cast<const unsigned char*>(bytes.constData()),
-                                16384),
-                 1);
-        check(
-            {{"verify1File",
-              [&] {
-                  SignatureDigest digest;
-                  digest.setPublicKey(m_key.get());
-                  return digest.verify1File(path("source"), path("own"));
-              },
-              [] { return false; }, [] { return true; }, [&] { store(path("own"), signature); }}});
-    }
-
 private:
     QString path(const char* name) const { return m_folder.filePath(QLatin1String(name)); }
 
@@ -405,7 +378,6 @@ private:
 
     // In memory where there is some: nothing here depends on a disk.
     TemporaryFolder m_folder{QStringLiteral("/dev/shm")};
-    std::shared_ptr<EVP_PKEY> m_key;
     QList<QByteArray> m_faults;
 };
 

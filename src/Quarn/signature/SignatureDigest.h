@@ -44,8 +44,9 @@ class IIOInterface;
  *
  * \par Missing data
  * **A data file that cannot be opened counts as empty:** digestFile() answers 0, and verify1File()
- * accepts it together with a valid signature of no data. Read errors end the data without notice,
- * too; streams tell about them by IIOInterface::ioFailureDetected().
+ * accepts it together with a valid signature of no data. **A read error ends the data without notice:
+ * a signature of the beginning then fits.** Streams tell about it by
+ * IIOInterface::ioFailureDetected().
  *
  * \par Keys and certificates
  * Keys and certificates that are passed in stay the caller's, and must live as long as this object
