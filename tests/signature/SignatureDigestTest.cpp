@@ -132,6 +132,35 @@ private Q_SLOTS:
         check("rsa.pub", "missing", "rsa.sig", "false");
     }
 
+    void verifiesOtherDigests()
+    {
+        const struct
+        {
+            QCryptographicHash::Algorithm algorithm;
+            const char* name;
+        } table[] = {{QCryptographicHash::Sha224, "sha224"},
+                     {QCryptographicHash::Sha256, "sha256"},
+                     {QCryptographicHash::Sha384, "sha384"},
+                     {QCryptographicHash::Sha512, "sha512"},
+                     {QCryptographicHash::RealSha3_256, "sha3-256"}};
+        SignatureDigest sha1, assigned;
+        sha1.setPublicKeyFile(path("rsa.pub"));
+        for (const auto& item : table) {
+            const QByteArray script
+                = "openssl dgst -" + QByteArray(item.name) + " -sign rsa.key -out other.sig data";
+            QCOMPARE(shellErrors(m_folder.path(), script), QByteArray());
+            SignatureDigest digest(item.algorithm);
+            digest.setPublicKeyFile(path("rsa.pub"));
+            QVERIFY2(verifies(digest, "other.sig") && !verifies(digest), item.name);
+            SignatureDigest copy(digest), moved(std::move(copy));
+            assigned = digest;
+            QVERIFY2(verifies(assigned, "other.sig") && verifies(moved, "other.sig"), item.name);
+            QVERIFY2(!verifies(sha1, "other.sig") && verifies(sha1), item.name);
+        }
+        QCOMPARE(outcome([] { return SignatureDigest(QCryptographicHash::Md5), true; }),
+                 QByteArray("Could not initialize context"));
+    }
+
     void verifiesInPieces()
     {
         SignatureDigest digest;
