@@ -24,6 +24,7 @@ int main(int argc, char** argv)
         bench::addGrowthPause();
         bench::addDigests();
         bench::addVerification();
+        bench::addStrictVerification();
         bench::addTrees();
         bench::addNames();
         bench::addFileCopies();

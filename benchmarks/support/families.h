@@ -15,6 +15,7 @@ void addGrowthPause();
 
 void addDigests();
 void addVerification();
+void addStrictVerification();
 
 void addTrees();
 void addNames();
