@@ -25,6 +25,7 @@ int main(int argc, char** argv)
         bench::addSpool();
         bench::addDigests();
         bench::addVerification();
+        bench::addStrictVerification();
         bench::addTrees();
         bench::addNames();
         bench::addFileCopies();

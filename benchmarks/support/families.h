@@ -16,6 +16,7 @@ void addSpool();
 
 void addDigests();
 void addVerification();
+void addStrictVerification();
 
 void addTrees();
 void addNames();

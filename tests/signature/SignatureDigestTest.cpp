@@ -1,3 +1,4 @@
+#include "signature/outcome.h"
 #include "support/FailingReads.h"
 #include "support/TemporaryFolder.h"
 
@@ -6,7 +7,6 @@
 #include <Quarn/streams/QRandomAccessIO.h>
 
 #include <QFile>
-#include <QProcess>
 #include <QTest>
 
 #include <openssl/crypto.h>
@@ -24,11 +24,9 @@ using namespace kel;
 
 namespace {
 
-constexpr int foreignReason = 4711;
 const QByteArray data(10000, 'd');
 
-constexpr char fixtures[] = R"(set -e
-printf %10000s | tr ' ' d >data
+constexpr char fixtures[] = R"(printf %10000s | tr ' ' d >data
 : >none
 echo no signature at all | tee garbage.sig | cat data - >changed
 openssl genrsa -out rsa.key 2048
@@ -88,18 +86,6 @@ const int allocationsReplaced = CRYPTO_set_mem_functions(
     },
     [](void* memory, const char*, int) { std::free(memory); });
 
-/** The message of the exception that \a call ends with; "true" or "false" when it returns. */
-template <typename Call>
-QByteArray outcome(const Call& call)
-{
-    try {
-        return call() ? "true" : "false";
-    } catch (const IOException& exception) {
-        const bool special = dynamic_cast<const SignatureException*>(&exception);
-        return (special ? "" : "IO: ") + exception.message().toLocal8Bit();
-    }
-}
-
 /** Such as "/CN=first/CN=second". */
 QByteArray names(const SignatureDigest& digest)
 {
@@ -118,25 +104,11 @@ class SignatureDigestTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        QProcess shell;
-        shell.setWorkingDirectory(m_folder.path());
-        shell.start(QStringLiteral("sh"), {QStringLiteral("-c"), QString::fromLatin1(fixtures)});
-        QVERIFY2(shell.waitForFinished() && shell.exitCode() == 0,
-                 shell.readAllStandardError().constData());
-    }
+    void initTestCase() { QCOMPARE(shellErrors(m_folder.path(), fixtures), QByteArray()); }
 
     // Every test finds an entry of somebody else in OpenSSL's error queue, and leaves it alone.
-    void init()
-    {
-        ERR_clear_error();
-        ERR_raise(ERR_LIB_USER, foreignReason);
-    }
-    void cleanup()
-    {
-        QVERIFY(ERR_GET_REASON(ERR_get_error()) == foreignReason && ERR_get_error() == 0);
-    }
+    void init() { ForeignError(); }
+    void cleanup() { QVERIFY(ForeignError::isAlone()); }
 
     void verifiesFiles()
     {
@@ -158,6 +130,35 @@ private Q_SLOTS:
         }
         check("rsa.pub", "missing", "none.sig", "true");
         check("rsa.pub", "missing", "rsa.sig", "false");
+    }
+
+    void verifiesOtherDigests()
+    {
+        const struct
+        {
+            QCryptographicHash::Algorithm algorithm;
+            const char* name;
+        } table[] = {{QCryptographicHash::Sha224, "sha224"},
+                     {QCryptographicHash::Sha256, "sha256"},
+                     {QCryptographicHash::Sha384, "sha384"},
+                     {QCryptographicHash::Sha512, "sha512"},
+                     {QCryptographicHash::RealSha3_256, "sha3-256"}};
+        SignatureDigest sha1, assigned;
+        sha1.setPublicKeyFile(path("rsa.pub"));
+        for (const auto& item : table) {
+            const QByteArray script
+                = "openssl dgst -" + QByteArray(item.name) + " -sign rsa.key -out other.sig data";
+            QCOMPARE(shellErrors(m_folder.path(), script), QByteArray());
+            SignatureDigest digest(item.algorithm);
+            digest.setPublicKeyFile(path("rsa.pub"));
+            QVERIFY2(verifies(digest, "other.sig") && !verifies(digest), item.name);
+            SignatureDigest copy(digest), moved(std::move(copy));
+            assigned = digest;
+            QVERIFY2(verifies(assigned, "other.sig") && verifies(moved, "other.sig"), item.name);
+            QVERIFY2(!verifies(sha1, "other.sig") && verifies(sha1), item.name);
+        }
+        QCOMPARE(outcome([] { return SignatureDigest(QCryptographicHash::Md5), true; }),
+                 QByteArray("Could not initialize context"));
     }
 
     void verifiesInPieces()

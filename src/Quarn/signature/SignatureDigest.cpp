@@ -30,6 +30,33 @@ using Certificates = QList<std::shared_ptr<X509>>;
     throw SignatureException(QString::fromLatin1(message));
 }
 
+/** Null for one that is none to sign with. */
+const EVP_MD* digestTypeOf(QCryptographicHash::Algorithm algorithm)
+{
+    switch (algorithm) {
+    case QCryptographicHash::Sha1:
+        return EVP_sha1();
+    case QCryptographicHash::Sha224:
+        return EVP_sha224();
+    case QCryptographicHash::Sha256:
+        return EVP_sha256();
+    case QCryptographicHash::Sha384:
+        return EVP_sha384();
+    case QCryptographicHash::Sha512:
+        return EVP_sha512();
+    case QCryptographicHash::RealSha3_224:
+        return EVP_sha3_224();
+    case QCryptographicHash::RealSha3_256:
+        return EVP_sha3_256();
+    case QCryptographicHash::RealSha3_384:
+        return EVP_sha3_384();
+    case QCryptographicHash::RealSha3_512:
+        return EVP_sha3_512();
+    default:
+        return nullptr;
+    }
+}
+
 /** A key reference of our own; null for no certificate. */
 Key keyOf(X509* certificate)
 {
@@ -92,14 +119,17 @@ void SignatureDigest::ContextDeleter::operator()(EVP_MD_CTX* context) const
     EVP_MD_CTX_free(context);
 }
 
-SignatureDigest::SignatureDigest()
+SignatureDigest::SignatureDigest() : SignatureDigest(QCryptographicHash::Sha1) { }
+
+SignatureDigest::SignatureDigest(QCryptographicHash::Algorithm algorithm)
 {
-    init();
+    start(digestTypeOf(algorithm));
 }
 
 SignatureDigest::SignatureDigest(const SignatureDigest& other)
-    : m_originalsKey(other.keyForCopies()), m_callersKey(other.m_callersKey),
-      m_certificateChain(other.m_certificateChain), m_ownCertificates(other.m_ownCertificates)
+    : m_digestType(other.m_digestType), m_originalsKey(other.keyForCopies()),
+      m_callersKey(other.m_callersKey), m_certificateChain(other.m_certificateChain),
+      m_ownCertificates(other.m_ownCertificates)
 {
     init();
     m_signature = other.m_signature;
@@ -111,8 +141,8 @@ SignatureDigest& SignatureDigest::operator=(const SignatureDigest& other)
     // The other object may list certificates of ours as borrowed ones.
     const Certificates owners
         = ownersOf(other.m_certificateChain, m_ownCertificates + other.m_ownCertificates);
-    const QByteArray signature = other.m_signature; // init() clears ours, which may be the same
-    init();
+    const QByteArray signature = other.m_signature; // start() clears ours, which may be the same
+    start(other.m_digestType);
     if (!m_ownKey || other.key() != m_ownKey)
         borrowKey(other.keyForCopies(), other.m_callersKey);
     m_certificateChain = other.m_certificateChain;
@@ -122,8 +152,8 @@ SignatureDigest& SignatureDigest::operator=(const SignatureDigest& other)
 }
 
 SignatureDigest::SignatureDigest(SignatureDigest&& other) noexcept
-    : m_context(std::move(other.m_context)), m_ownKey(std::move(other.m_ownKey)),
-      m_originalsKey(std::move(other.m_originalsKey)),
+    : m_context(std::move(other.m_context)), m_digestType(other.m_digestType),
+      m_ownKey(std::move(other.m_ownKey)), m_originalsKey(std::move(other.m_originalsKey)),
       m_callersKey(std::exchange(other.m_callersKey, nullptr)),
       m_certificateChain(std::move(other.m_certificateChain)),
       m_signature(std::move(other.m_signature)),
@@ -134,6 +164,7 @@ SignatureDigest& SignatureDigest::operator=(SignatureDigest&& other) noexcept
 {
     SignatureDigest taken(std::move(other)); // lets go of it all should the other be this one
     m_context.swap(taken.m_context);
+    std::swap(m_digestType, taken.m_digestType);
     m_ownKey.swap(taken.m_ownKey);
     m_originalsKey.swap(taken.m_originalsKey);
     std::swap(m_callersKey, taken.m_callersKey);
@@ -288,15 +319,22 @@ void SignatureDigest::reset()
 
 void SignatureDigest::init()
 {
+    start(m_digestType);
+}
+
+/** Starts over with a digest, which becomes the object's own unless this fails. */
+void SignatureDigest::start(const EVP_MD* digestType)
+{
     const ErrorMark mark;
     if (!m_context)
         m_context.reset(EVP_MD_CTX_new());
     EVP_MD_CTX* const context = m_context.get();
     EVP_MD_CTX_reset(context);
-    if (!context || !EVP_DigestInit_ex(context, EVP_sha1(), nullptr)) {
+    if (!context || !digestType || !EVP_DigestInit_ex(context, digestType, nullptr)) {
         EVP_MD_CTX_reset(context); // it still names the digest, as if it had been started
         fail("Could not initialize context");
     }
+    m_digestType = digestType;
     m_signature.clear();
 }
 

@@ -4,6 +4,7 @@
 #include <Quarn/quarn_export.h>
 
 #include <QByteArray>
+#include <QCryptographicHash>
 #include <QList>
 
 #include <boost/shared_ptr.hpp>
@@ -14,6 +15,7 @@ class QIODevice;
 class QString;
 
 typedef struct evp_md_ctx_st EVP_MD_CTX;
+typedef struct evp_md_st EVP_MD;
 typedef struct evp_pkey_st EVP_PKEY;
 typedef struct x509_st X509;
 
@@ -21,7 +23,10 @@ namespace kel {
 class IIOInterface;
 
 /**
- * \brief Checks detached signatures over SHA-1 digests, with RSA, DSA or EC keys.
+ * \brief Checks detached signatures over SHA-1 or other digests, with RSA, DSA or EC keys.
+ *
+ * SHA-1 no longer keeps anybody from making two files with one signature. For new formats take
+ * SignatureVerifier, which is also strict about what can't be read.
  *
  * Set the key once; then, for each check, set the signature, feed the data with any mix of the
  * digest() calls and ask verify():
@@ -77,6 +82,12 @@ class QUARN_EXPORT SignatureDigest
 public:
     /** \throw SignatureException "Could not initialize context", when OpenSSL refuses SHA-1 */
     SignatureDigest();
+    /**
+     * For signatures over another digest: SHA-1, SHA-2 or SHA-3. Copies and assignments take it along.
+     *
+     * \throw SignatureException "Could not initialize context", also for all other digests
+     */
+    explicit SignatureDigest(QCryptographicHash::Algorithm algorithm);
     /** \copydoc SignatureDigest() */
     SignatureDigest(const SignatureDigest& other);
     /** \throw SignatureException "Could not initialize context"; see reset() */
@@ -169,8 +180,8 @@ public:
      * |--------------------------|----------------------------------------------------------------|
      * | "Public key expected"    | no key is set, or the one that was borrowed is gone            |
      * | "Empty Signature"        | no signature is set                                            |
-     * | "OpenSsl error"          | the key is of no use for SHA-1, or bytes that a DSA or EC key  |
-     * |                          | cannot even read as a signature                                |
+     * | "OpenSsl error"          | the key is of no use for the digest, or bytes that a DSA or EC |
+     * |                          | key cannot even read as a signature                            |
      */
     [[nodiscard]] bool verify();
 
@@ -201,6 +212,7 @@ private:
     using Key = std::shared_ptr<EVP_PKEY>;
     using Certificates = QList<std::shared_ptr<X509>>;
 
+    void start(const EVP_MD* digestType);
     Key key() const;
     std::weak_ptr<EVP_PKEY> keyForCopies() const;
     void takeKey(Key key);
@@ -208,6 +220,7 @@ private:
     void useChain(QList<X509*> chain, const Certificates& candidates);
 
     std::unique_ptr<EVP_MD_CTX, ContextDeleter> m_context; // null only after a move
+    const EVP_MD* m_digestType = nullptr; // one of OpenSSL's static ones
     // At most one of these is set.
     Key m_ownKey; // shared only while a check lasts, so that it goes with this object
     std::weak_ptr<EVP_PKEY> m_originalsKey; // the own key of the object that this is a copy of

@@ -1,0 +1,59 @@
+#ifndef QUARN_SIGNATURE_PEMBLOCKS_P_H
+#define QUARN_SIGNATURE_PEMBLOCKS_P_H
+
+#include <QByteArray>
+
+#include <stdexcept>
+
+namespace kel {
+
+/**
+ * \brief The blocks of a PEM text, one after another.
+ *
+ * OpenSSL's own reader leaves pieces of private keys in the memory that it gives back; this one
+ * decodes nothing but what it is asked for, and nothing of that stays here.
+ */
+class PemBlocks
+{
+public:
+    /** A block without an end, or with contents that are none. */
+    class Damaged : public std::exception
+    { };
+
+    /** Borrows \a text. */
+    explicit PemBlocks(const QByteArray& text) : m_text(text) { }
+
+    /**
+     * Goes to the first or next block; false when there is none.
+     *
+     * \throw Damaged
+     */
+    bool next();
+
+    /** Such as "PUBLIC KEY". */
+    const QByteArray& label() const { return m_label; }
+
+    bool isCertificate() const { return m_label == "CERTIFICATE" || m_label == "X509 CERTIFICATE"; }
+
+    /** What stands in front of the contents of an encrypted traditional key; empty for others. */
+    const QByteArray& header() const { return m_header; }
+
+    /**
+     * The decoded contents, never empty; with no other owner than the caller, who may wipe them.
+     *
+     * \throw Damaged
+     */
+    QByteArray contents() const;
+
+private:
+    void separateHeader();
+
+    const QByteArray m_text;
+    QByteArray m_label;
+    QByteArray m_header;
+    int m_begin = 0; // of the block's contents, or of what is still to be searched
+    int m_end = 0;
+};
+
+} // namespace kel
+#endif

@@ -1,0 +1,94 @@
+#include <Quarn/signature/SignatureVerifier.h>
+
+#include <Quarn/interfaces/IIOInterface.h>
+#include <Quarn/signature/DataSource_p.h>
+#include <Quarn/signature/StrictFile_p.h>
+#include <Quarn/signature/schemes_p.h>
+
+namespace kel {
+namespace {
+
+// More than any key makes. A file that is longer is no signature, which need not be read to tell.
+constexpr qint64 longestSignature = 64 << 10;
+
+QByteArray signatureIn(const QString& path)
+{
+    StrictFile file(path);
+    return file.size() > longestSignature ? QByteArray() : file.readAll(longestSignature);
+}
+
+/**
+ * What OpenSSL's answer means. It has numbers for signatures that don't match and for those that it
+ * can't even decode, which is one to us, and may fail for lack of memory.
+ */
+bool accepted(int answer, unsigned long errorBefore)
+{
+    const unsigned long error = ERR_peek_last_error();
+    if (answer != 1 && error != errorBefore && ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE)
+        fail("OpenSsl error");
+    return answer == 1;
+}
+
+} // namespace
+
+SignatureVerifier::SignatureVerifier(const PublicKey& key, SignatureScheme scheme,
+                                     int minimumSecurityBits)
+    : m_key(key), m_scheme(scheme)
+{
+    requireUsable(key.handle(), scheme, minimumSecurityBits);
+}
+
+bool SignatureVerifier::verify(const QByteArray& data, const QByteArray& signature) const
+{
+    const DigestContext context = beginVerification(m_key.handle(), m_scheme);
+    const ErrorMark mark;
+    const unsigned long error = ERR_peek_last_error();
+    return accepted(EVP_DigestVerify(context.get(), bytesOf(signature),
+                                     std::size_t(signature.size()), bytesOf(data),
+                                     std::size_t(data.size())),
+                    error);
+}
+
+bool SignatureVerifier::verify(QIODevice* device, const QByteArray& signature,
+                               const SignatureProgress& progress) const
+{
+    return verifyAll(sourceFrom(device), signature, progress);
+}
+
+bool SignatureVerifier::verify(const boost::shared_ptr<IIOInterface>& stream,
+                               const QByteArray& signature, const SignatureProgress& progress) const
+{
+    return verifyAll(sourceFrom(stream), signature, progress);
+}
+
+bool SignatureVerifier::verifyFile(const QString& dataPath, const QString& signaturePath,
+                                   const SignatureProgress& progress) const
+{
+    const QByteArray signature = signatureIn(signaturePath);
+    StrictFile file(dataPath);
+    return verifyAll(sourceFrom(file), signature, progress);
+}
+
+QByteArray SignatureVerifier::verifiedContents(const QString& dataPath,
+                                               const QString& signaturePath, qint64 maxSize) const
+{
+    const QByteArray signature = signatureIn(signaturePath);
+    const QByteArray contents = StrictFile(dataPath).readAll(maxSize);
+    return verify(contents, signature) ? contents : QByteArray();
+}
+
+bool SignatureVerifier::verifyAll(const DataSource& source, const QByteArray& signature,
+                                  const SignatureProgress& progress) const
+{
+    if (!takesPieces(m_scheme))
+        return verify(allOf(source, maxUndigestedSize, progress), signature);
+    const DigestContext context = beginVerification(m_key.handle(), m_scheme);
+    digestAll(source, context.get(), progress);
+    const ErrorMark mark;
+    const unsigned long error = ERR_peek_last_error();
+    return accepted(
+        EVP_DigestVerifyFinal(context.get(), bytesOf(signature), std::size_t(signature.size())),
+        error);
+}
+
+} // namespace kel

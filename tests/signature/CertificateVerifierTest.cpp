@@ -1,0 +1,185 @@
+#include "signature/outcome.h"
+#include "support/TemporaryFolder.h"
+
+#include <Quarn/signature/CertificateVerifier.h>
+
+#include <QFile>
+
+#include <openssl/evp.h>
+
+using namespace kel;
+
+namespace {
+
+// issue NAME ISSUER EXTENSION...: a certificate for the key of that name, made when it is missing.
+constexpr char fixtures[] = R"(
+issue() {
+    name=$1 issuer=$2; shift 2
+    test -e $name.key || openssl ecparam -name prime256v1 -genkey -noout -out $name.key
+    openssl req -new -key $name.key -subj /CN=$name -out request
+    printf '%s\n' subjectKeyIdentifier=hash "$@" >extensions
+    signer="-CA $issuer.crt -CAkey $issuer.key"
+    test $issuer != $name || signer="-signkey $name.key"
+    openssl x509 -req -in request $signer -CAcreateserial -days ${days:-3650} -${digest:-sha256} \
+        -extfile extensions -out $name.crt
+}
+ca=basicConstraints=critical,CA:TRUE code=extendedKeyUsage=codeSigning
+issue root root $ca
+issue other other $ca
+issue middle root $ca
+issue tlsmiddle root $ca extendedKeyUsage=serverAuth
+issue plainmiddle root
+issue signonlymiddle root $ca keyUsage=digitalSignature
+openssl genrsa -out weakmiddle.key 1024
+issue weakmiddle root $ca
+openssl genrsa -out weak.key 1024
+issue weak middle $code
+issue code middle $code keyUsage=digitalSignature
+issue tls middle extendedKeyUsage=serverAuth
+issue usageless middle
+issue agreement middle $code keyUsage=keyAgreement
+for middle in tlsmiddle plainmiddle signonlymiddle weakmiddle; do issue by$middle $middle $code; done
+digest=sha1 issue sha1 middle $code
+days=1 issue shortlived middle $code)";
+
+} // namespace
+
+/** Works with certificates that the openssl program makes. */
+class CertificateVerifierTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QCOMPARE(shellErrors(m_folder.path(), fixtures), QByteArray()); }
+    void init() { ForeignError(); }
+    void cleanup() { QVERIFY(ForeignError::isAlone()); }
+
+    void decides()
+    {
+        const QByteArray middle = read("middle.crt"), root = read("root.crt");
+        const struct
+        {
+            const char* certificate;
+            QByteArray helpers;
+            const char* reason;
+            bool codeSigning = true;
+        } table[] = {
+            {"code", middle, ""},
+            {"code", root + middle, ""},
+            {"code", read("other.crt") + middle + "\nwhatever\n" + read("code.key"), ""},
+            {"code", "", "unable to get"},
+            {"other", "", "self"},
+            {"code", read("other.crt"), "unable to get"},
+            {"tls", middle, "certificate purpose"},
+            {"tls", middle, "", false},
+            {"usageless", middle, "certificate purpose"},
+            {"usageless", middle, "", false},
+            {"agreement", middle, "certificate purpose"},
+            {"agreement", middle, "certificate purpose", false},
+            {"bytlsmiddle", read("tlsmiddle.crt"), "certificate purpose"},
+            {"bytlsmiddle", read("tlsmiddle.crt"), "", false},
+            {"byplainmiddle", read("plainmiddle.crt"), "certificate", false},
+            {"bysignonlymiddle", read("signonlymiddle.crt"), "invalid CA", false},
+            {"weak", middle, "key too weak"},
+            {"byweakmiddle", read("weakmiddle.crt"), "key too weak"},
+            {"sha1", middle, "too weak"},
+            {"root", "", "certificate purpose"},
+        };
+        for (const auto& item : table) {
+            CertificateVerifier authority(root);
+            if (!item.codeSigning)
+                authority.setPurpose(CertificateVerifier::AnyPurpose);
+            const QByteArray chain = read(item.certificate + QByteArray(".crt")) + item.helpers;
+            const QByteArray result = outcome([&] { return !authority.verify(chain).isNull(); });
+            const bool right = *item.reason ? result.startsWith("Certificate not trusted: ")
+                                                  && result.contains(item.reason)
+                                            : result == "true";
+            QVERIFY2(right, item.certificate + (' ' + result));
+        }
+    }
+
+    void watchesTimeStrengthAndPins()
+    {
+        const QByteArray chain = read("shortlived.crt") + read("middle.crt");
+        CertificateVerifier authority(read("root.crt"));
+        const auto result
+            = [&] { return outcome([&] { return !authority.verify(chain).isNull(); }); };
+        const QDateTime now = QDateTime::currentDateTimeUtc();
+        authority.setTime(now.addDays(-1));
+        QCOMPARE(result(), QByteArray("Certificate not trusted: certificate is not yet valid"));
+        authority.setTime(now.addDays(2));
+        QCOMPARE(result(), QByteArray("Certificate not trusted: certificate has expired"));
+        authority.setTime(QDateTime());
+        const QByteArray fingerprint = authority.verify(chain).fingerprint();
+        QVERIFY(fingerprint == PublicKey::fromPem(chain).fingerprint() && fingerprint.size() == 32);
+        for (const auto& [bits, good] : {std::pair{0, true}, {128, true}, {129, false}}) {
+            authority.setMinimumSecurityBits(bits);
+            QCOMPARE(result() == "true", good);
+        }
+        authority.setMinimumSecurityBits(112);
+        authority.setPinnedKeys({QByteArray(32, 'x')});
+        QCOMPARE(result(), QByteArray("Certificate not trusted: key is not pinned"));
+        authority.setPinnedKeys({QByteArray(32, 'x'), fingerprint});
+        QCOMPARE(result(), QByteArray("true"));
+        QCOMPARE(outcome([&] { return authority.setPinnedKeys({fingerprint.toHex()}), true; }),
+                 QByteArray("Invalid fingerprint"));
+    }
+
+    void trustsWhatIsGiven()
+    {
+        for (const char* const trusted : {"middle.crt", "code.crt"})
+            QVERIFY2(!CertificateVerifier(read(trusted))
+                          .verify(read("code.crt") + read("middle.crt"))
+                          .isNull(),
+                     trusted);
+    }
+
+    void refusesDamage()
+    {
+        const QByteArray root = read("root.crt"), code = read("code.crt") + read("middle.crt");
+        const CertificateVerifier authority(root);
+        const QByteArray invalid = "Invalid certificate";
+        for (const QByteArray& bad :
+             {QByteArray(), read("code.key"), root.left(300), root + root.left(300),
+              root.left(200) + root, QByteArray(root).replace("CERTIFICATE", "PUBLIC KEY"),
+              QByteArray("-----BEGIN CERTIFICATE-----\n").repeated(100000)}) {
+            QCOMPARE(outcome([&] { return CertificateVerifier(bad), true; }), invalid);
+            QCOMPARE(outcome([&] { return !authority.verify(bad).isNull(); }), invalid);
+            QCOMPARE(outcome([&] { return !PublicKey::fromPem(bad).isNull(); }),
+                     bad == root + root.left(300) ? QByteArray("true") : "Invalid public key");
+        }
+
+        for (int at = 28; at < code.size(); at += 3) {
+            QByteArray bad = code;
+            bad[at] = code.at(at) == 'A' ? 'B' : 'A';
+            const QByteArray result = outcome([&] { return !authority.verify(bad).isNull(); });
+            QVERIFY2(result == invalid || result.startsWith("Certificate not trusted")
+                         || result == "Invalid public key"
+                         || (result == "true" && code.at(at) == '\n'),
+                     result + bad);
+        }
+    }
+
+    void copesWithManyCertificates()
+    {
+        const QByteArray root = read("root.crt"), other = read("other.crt");
+        const QByteArray chain = read("code.crt") + other.repeated(998) + read("middle.crt");
+        const CertificateVerifier authority(other.repeated(999) + root);
+        QVERIFY(!authority.verify(chain).isNull());
+        const QByteArray refusal = "Too many certificates";
+        QCOMPARE(outcome([&] { return !authority.verify(chain + root).isNull(); }), refusal);
+        QCOMPARE(outcome([&] { return CertificateVerifier(root.repeated(20000)), true; }), refusal);
+    }
+
+private:
+    QByteArray read(const QByteArray& name) const
+    {
+        QFile file(m_folder.filePath(QLatin1String(name)));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    TemporaryFolder m_folder;
+};
+
+QTEST_GUILESS_MAIN(CertificateVerifierTest)
+#include "CertificateVerifierTest.moc"
