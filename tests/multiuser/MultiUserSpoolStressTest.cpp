@@ -134,37 +134,11 @@ private Q_SLOTS:
                 }
     }
 
-    /** The producer goes at once, and the last reader takes all that is left along. */
-    void lastReaderTakesItAllAlong()
-    {
-        Findings findings;
-        for (int round = 0; round < 300; ++round) {
-            Settings settings;
-            settings.memoryLimit = 1;
-            SharedSpool spool(new MultiUserSpool(settings));
-            std::vector<std::unique_ptr<Thread>> threads;
-            for (unsigned seed = 1; seed <= 2; ++seed) {
-                threads.push_back(std::make_unique<Thread>([&findings, seed, spool]() mutable {
-                    Random random(seed);
-                    MultiUserSpoolReader reader(spool.get(), true);
-                    spool.reset();
-                    consume(reader, 30001, 30000, random, findings);
-                }));
-                threads.back()->start();
-            }
-            produce(*spool, 30000, findings);
-            spool->finishIO();
-            spool.reset();
-        }
-        QCOMPARE(findings.wrongBytes.load(), qint64(0));
-        QCOMPARE(findings.endedWrong.load(), 0);
-    }
-
 private:
     void run(const Settings& settings, qint64 size)
     {
         Findings findings;
-        const SharedSpool spool(new MultiUserSpool(settings));
+        SharedSpool spool(new MultiUserSpool(settings));
         std::vector<std::unique_ptr<Thread>> threads;
         const auto start = [&threads](std::function<void()> work) {
             threads.push_back(std::make_unique<Thread>(std::move(work)));
@@ -203,6 +177,7 @@ private:
         });
         produce(*spool, size, findings);
         spool->finishIO();
+        spool.reset(); // the last thread takes it along
         threads.clear();
         QCOMPARE(findings.wrongBytes.load(), qint64(0));
         QCOMPARE(findings.endedWrong.load(), 0);
