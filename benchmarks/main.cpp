@@ -22,6 +22,7 @@ int main(int argc, char** argv)
         bench::addWakeUp();
         bench::addLines();
         bench::addGrowthPause();
+        bench::addSpool();
         bench::addDigests();
         bench::addVerification();
         bench::addStrictVerification();

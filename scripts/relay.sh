@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the relay and runs it: with the arguments given here, or on a signed file of its own.
+# Builds the relay and runs it: with the arguments given here, or on a signed file of its own, most
+# of which goes through the disk.
 set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -40,7 +41,8 @@ show() {
         openssl dgst -sha1 -sign "$folder/private.pem" -out "$folder/data.sig" "$folder/data.tar"
     } 2>/dev/null || fail "openssl cannot sign"
 
-    expect_status 0 --signature data.sig --key key.pem --save copy.tar --readers 4 data.tar
+    expect_status 0 --signature data.sig --key key.pem --save copy.tar --readers 4 --memory 16M \
+        data.tar
     cmp "$folder/data.tar" "$folder/copy.tar" || fail "the copy differs"
     say "The copy is the same, byte for byte"
 

@@ -3,6 +3,7 @@
 #include "support/contest.h"
 
 #include <Quarn/multiuser/MultiUserBuffer.h>
+#include <Quarn/multiuser/MultiUserSpool.h>
 
 #include <QBuffer>
 #include <QMutex>
@@ -141,6 +142,32 @@ private:
     const boost::shared_ptr<kel::MultiUserBuffer> m_buffer{new kel::MultiUserBuffer};
 };
 
+/** Keeps it all in memory. */
+class SpoolChannel : public Channel
+{
+public:
+    explicit SpoolChannel(qint64 total)
+    {
+        kel::MultiUserSpoolSettings settings;
+        settings.memoryLimit = 2 * total + (1 << 27);
+        m_spool.reset(new kel::MultiUserSpool(settings));
+    }
+
+    bool write(const char* data, int size) override { return m_spool->write(data, size) == size; }
+    void close() override { m_spool->close(); }
+    Read reader(int) override { return makeReader(true); }
+    Read poller() override { return makeReader(false); }
+
+private:
+    Read makeReader(bool blocking)
+    {
+        return [reader = kel::MultiUserSpool::createReaderInterface(m_spool, blocking)](
+                   char* data, int maxSize) { return reader->read(data, maxSize); };
+    }
+
+    boost::shared_ptr<kel::MultiUserSpool> m_spool;
+};
+
 } // namespace
 
 std::unique_ptr<Channel> makeChannel(const std::string& contender, int readers, qint64 total)
@@ -151,6 +178,8 @@ std::unique_ptr<Channel> makeChannel(const std::string& contender, int readers, 
         return makePipeChannel(readers);
     if (contender == qt)
         return std::make_unique<QtChannel>();
+    if (contender == spool)
+        return std::make_unique<SpoolChannel>(total);
     return std::make_unique<QuarnChannel>();
 }
 

@@ -35,6 +35,9 @@ public:
     virtual Read poller() = 0;
 };
 
+/** Stands for the spool where a channel is made; it is listed as the library's contender. */
+constexpr const char* spool = "spool";
+
 /** The channel of a contender, for \a readers readers of \a total bytes. */
 std::unique_ptr<Channel> makeChannel(const std::string& contender, int readers, qint64 total);
 

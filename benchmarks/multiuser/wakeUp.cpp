@@ -2,6 +2,7 @@
 #include "support/families.h"
 
 #include <Quarn/multiuser/MultiUserBuffer.h>
+#include <Quarn/multiuser/MultiUserSpool.h>
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -202,6 +203,24 @@ private:
     const boost::shared_ptr<kel::MultiUserBuffer> m_buffer{new kel::MultiUserBuffer};
 };
 
+class SpoolBell : public Bell
+{
+public:
+    void ring() override { m_spool->write("x", 1); }
+
+    void listen(Sleeper& sleeper) override
+    {
+        const auto reader = kel::MultiUserSpool::createReaderInterface(m_spool, true);
+        sleeper.begin();
+        char byte = 0;
+        for (int heard = 0; heard < samples && reader->read(&byte, 1) == 1; ++heard)
+            sleeper.wake();
+    }
+
+private:
+    const boost::shared_ptr<kel::MultiUserSpool> m_spool{new kel::MultiUserSpool};
+};
+
 /**
  * Keeps this thread and those it starts on the processor that it runs on. Whether the scheduler wakes
  * a thread here or on another one is chance, and to rouse that takes longer than all else.
@@ -256,6 +275,8 @@ void addWakeUp(const char* parameter, double rank)
     contender(standard, [rank] { return measure<EventBell>(rank); });
     contender(qt, [rank] { return measure<QtBell>(rank); });
     contender(quarn, [rank] { return measure<QuarnBell>(rank); });
+    addMeasured("spool-wake-up", parameter, limit, [rank] { return measure<ConditionBell>(rank); });
+    addMeasured("spool-wake-up", parameter, quarn, [rank] { return measure<SpoolBell>(rank); });
 }
 
 } // namespace

@@ -12,6 +12,7 @@ void addReaders();
 void addWakeUp();
 void addLines();
 void addGrowthPause();
+void addSpool();
 
 void addDigests();
 void addVerification();

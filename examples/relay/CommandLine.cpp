@@ -9,6 +9,9 @@ namespace {
 
 constexpr int mostReaders = 64;
 constexpr int longestFollowSeconds = 24 * 60 * 60;
+constexpr qint64 leastMemory = 16 << 10;
+constexpr qint64 mostMemory = qint64(1) << 40;
+const QString usualMemory = QStringLiteral("256M");
 
 const QString signatureOption = QStringLiteral("signature");
 const QString keyOption = QStringLiteral("key");
@@ -16,6 +19,7 @@ const QString saveOption = QStringLiteral("save");
 const QString readersOption = QStringLiteral("readers");
 const QString followOption = QStringLiteral("follow");
 const QString rateOption = QStringLiteral("rate");
+const QString memoryOption = QStringLiteral("memory");
 const QString quietOption = QStringLiteral("quiet");
 
 } // namespace
@@ -59,7 +63,7 @@ void CommandLine::declare()
         "not\nmatch; 2 a failure, told in one line. Unless it is 0, nothing is saved."));
     m_parser.addPositionalArgument(
         QStringLiteral("INPUT"),
-        QStringLiteral("File to relay, - for standard input; less than 2 GiB."));
+        QStringLiteral("File to relay, of any length, or - for standard input."));
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Shows this help."));
     const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")},
@@ -82,6 +86,12 @@ void CommandLine::declare()
          QStringLiteral("SECONDS")},
         {rateOption, QStringLiteral("Takes in no more than BYTES a second."),
          QStringLiteral("BYTES")},
+        {memoryOption,
+         QStringLiteral("Keeps up to SIZE of INPUT in memory, with K, M or G, %1 unless given, and "
+                        "the rest in a nameless file in TMPDIR or /var/tmp. With 'all' everything "
+                        "stays in memory, and INPUT has to be less than 2 GiB.")
+             .arg(usualMemory),
+         QStringLiteral("SIZE"), usualMemory},
         {quietOption, QStringLiteral("Shows neither progress nor the final table.")},
     });
 }
@@ -109,6 +119,7 @@ void CommandLine::readOptions()
     m_options.quiet = m_parser.isSet(quietOption);
     m_options.readers = int(number(readersOption, 0, mostReaders));
     m_options.bytesPerSecond = number(rateOption, 1, std::numeric_limits<int>::max());
+    readMemoryLimit();
     if (m_parser.isSet(followOption)) {
         bool isNumber = false;
         const double seconds = m_parser.value(followOption).toDouble(&isNumber);
@@ -118,6 +129,22 @@ void CommandLine::readOptions()
         else
             m_options.followMsecs = int(seconds * 1000);
     }
+}
+
+void CommandLine::readMemoryLimit()
+{
+    const QString text = m_parser.value(memoryOption).toUpper();
+    if (text == QLatin1String("ALL"))
+        return;
+    const QRegularExpression form(QStringLiteral("^([0-9]{1,13})([KMG]?)$"));
+    const QRegularExpressionMatch match = form.match(text);
+    const QString unit = match.captured(2);
+    const int shift = unit.isEmpty() ? 0 : 10 * (1 + int(QStringLiteral("KMG").indexOf(unit)));
+    const qint64 count = match.captured(1).toLongLong();
+    if (count <= mostMemory >> shift && count << shift >= leastMemory)
+        m_options.memoryLimit = count << shift;
+    else
+        fail(QStringLiteral("--memory takes a size from 16K to 1024G, or all"));
 }
 
 /** The first error is the one to tell. */

@@ -24,6 +24,7 @@ private:
     void check();
     void readOptions();
     void fail(const QString& error);
+    void readMemoryLimit();
     qint64 number(const QString& option, qint64 lowest, qint64 highest);
 
     QCommandLineParser m_parser;

@@ -1,16 +1,16 @@
 #include "Consumer.h"
 
+#include "Channel.h"
 #include "StopSwitch.h"
 
 #include <Quarn/companion/ExceptionQt.h>
-#include <Quarn/multiuser/MultiUserBuffer.h>
+#include <Quarn/interfaces/IRandomAccessIO.h>
 
 #include <QElapsedTimer>
+#include <QIODevice>
 
-Consumer::Consumer(const QString& name, boost::shared_ptr<kel::MultiUserBuffer> buffer,
-                   const StopSwitch& stop)
-    : m_name(name), m_buffer(std::move(buffer)), m_stop(stop), m_bytes(0), m_seconds(0),
-      m_complete(false)
+Consumer::Consumer(const QString& name, const Channel& channel, const StopSwitch& stop)
+    : m_name(name), m_channel(channel), m_stop(stop), m_bytes(0), m_seconds(0), m_complete(false)
 { }
 
 Consumer::~Consumer() = default;
@@ -60,9 +60,12 @@ void Consumer::run()
     QElapsedTimer elapsed;
     elapsed.start();
     try {
-        const auto reader = kel::MultiUserBuffer::createReaderInterface(m_buffer, true);
+        const auto reader = m_channel.makeReader();
         consume(reader);
         m_complete = deliveredAll(*reader);
+        if (reader->ioFailureDetected() && !m_channel.failed()) // else the producer tells why
+            m_failure = QStringLiteral("the %1 failed: %2")
+                            .arg(m_name, dynamic_cast<QIODevice&>(*reader).errorString());
     } catch (const kel::ExceptionQt& exception) {
         m_failure = exception.message();
     } catch (const std::exception& exception) {

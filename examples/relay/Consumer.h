@@ -7,21 +7,20 @@
 
 #include <atomic>
 
+class Channel;
 class StopSwitch;
 
 namespace kel {
 class IRandomAccessIO;
-class MultiUserBuffer;
-} // namespace kel
+}
 
-/** \brief A thread that reads everything from the shared buffer, whenever it is started. */
+/** \brief A thread that reads everything from the channel, whenever it is started. */
 class Consumer : public Worker
 {
     Q_OBJECT
 
 public:
-    Consumer(const QString& name, boost::shared_ptr<kel::MultiUserBuffer> buffer,
-             const StopSwitch& stop);
+    Consumer(const QString& name, const Channel& channel, const StopSwitch& stop);
     ~Consumer() override;
 
     QString name() const;
@@ -53,7 +52,7 @@ private:
     void run() override;
 
     const QString m_name;
-    const boost::shared_ptr<kel::MultiUserBuffer> m_buffer;
+    const Channel& m_channel;
     const StopSwitch& m_stop;
     std::atomic<qint64> m_bytes; // written by this thread alone
     double m_seconds;

@@ -13,6 +13,7 @@ struct Options
     int readers = 0;
     int followMsecs = 0;
     qint64 bytesPerSecond = 0;
+    qint64 memoryLimit = 0; // 0 keeps everything in memory
     bool quiet = false;
 };
 

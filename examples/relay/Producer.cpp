@@ -1,10 +1,9 @@
 #include "Producer.h"
 
+#include "Channel.h"
 #include "FollowedFile.h"
 #include "Pace.h"
 #include "StopSwitch.h"
-
-#include <Quarn/multiuser/MultiUserBuffer.h>
 
 #include <exception>
 #include <memory>
@@ -12,20 +11,18 @@
 
 namespace {
 
-constexpr qint64 bufferLimit = qint64(1) << 31;
+// Counts as the half of an input of unknown size.
+constexpr qint64 assumedHalf = 1 << 20;
 
-QString tooLarge(const InputFile& input, const QString& reason, qint64 size)
+QString cannotRelay(const InputFile& input, const QString& reason)
 {
-    return QStringLiteral(
-               "cannot relay %1: %2 (%3 bytes; the shared buffer holds just under 2 GiB)")
-        .arg(input.name(), reason, QString::number(size));
+    return QStringLiteral("cannot relay %1: %2").arg(input.name(), reason);
 }
 
 } // namespace
 
-Producer::Producer(const Options& options, boost::shared_ptr<kel::MultiUserBuffer> buffer,
-                   const StopSwitch& stop)
-    : m_options(options), m_buffer(std::move(buffer)), m_stop(stop), m_inputSize(-1)
+Producer::Producer(const Options& options, Channel& channel, const StopSwitch& stop)
+    : m_options(options), m_channel(channel), m_stop(stop), m_inputSize(-1)
 { }
 
 Producer::~Producer() = default;
@@ -47,11 +44,8 @@ void Producer::run()
     } catch (const std::exception& exception) {
         m_failure = QString::fromLocal8Bit(exception.what());
     }
-    if (!m_failure.isEmpty())
-        m_buffer->setErrorString(m_failure);
-    else if (m_stop.stopped())
-        m_buffer->setErrorString(QStringLiteral("stopped"));
-    m_buffer->finishIO();
+    const bool stoppedEarly = m_failure.isEmpty() && m_stop.stopped();
+    m_channel.finish(stoppedEarly ? QStringLiteral("stopped") : m_failure);
 }
 
 QString Producer::relay()
@@ -64,13 +58,14 @@ QString Producer::relay()
     if (!input->openInput())
         return input->failure();
     m_inputSize = input->expectedSize();
-    if (m_inputSize >= bufferLimit)
-        return tooLarge(*input, QStringLiteral("It is too large"), m_inputSize);
-    return relay(*input);
+    const QString refusal = m_channel.refusal(m_inputSize);
+    return refusal.isEmpty() ? relay(*input) : cannotRelay(*input, refusal);
 }
 
 QString Producer::relay(InputFile& input)
 {
+    const qint64 half = m_inputSize > 0 ? m_inputSize / 2 : assumedHalf;
+    qint64 written = 0;
     Pace pace(m_options.bytesPerSecond, m_stop);
     std::vector<char> block(std::size_t(pace.blockSize()));
     int count = 0;
@@ -78,8 +73,11 @@ QString Producer::relay(InputFile& input)
         count = input.read(block.data(), int(block.size()));
         if (count <= 0)
             return input.failure();
-        if (!m_buffer->writeBlock(block.data(), count))
-            return tooLarge(input, m_buffer->errorString(), m_buffer->streamSize());
+        if (!m_channel.write(block.data(), count))
+            return cannotRelay(input, m_channel.writeFailure());
+        if (written < half && written + count >= half)
+            Q_EMIT halfWritten();
+        written += count;
     } while (pace.keep(count));
     return {};
 }

@@ -30,8 +30,8 @@ QString timeText(double seconds)
         .arg(twoDigits(whole / 60 % 60), twoDigits(whole % 60));
 }
 
-/** " 52%  34.5 of 66.2 MB  120.3 MB/s  0:00:12 left" in parts, as much of it as is known. */
-QStringList figures(qint64 done, qint64 total, double bytesPerSecond)
+/** " 52%  34.5 of 66.2 MB  120.3 MB/s  0:00:12 left  8.4 MB on disk" in parts, as far as known. */
+QStringList figures(qint64 done, qint64 total, qint64 spilled, double bytesPerSecond)
 {
     QStringList parts;
     if (total > 0)
@@ -43,6 +43,8 @@ QStringList figures(qint64 done, qint64 total, double bytesPerSecond)
     parts << QStringLiteral("%1 MB/s").arg(megabytes(bytesPerSecond));
     if (total > 0 && bytesPerSecond > 0)
         parts << QStringLiteral("%1 left").arg(timeText(double(total - done) / bytesPerSecond));
+    if (spilled > 0)
+        parts << QStringLiteral("%1 MB on disk").arg(megabytes(double(spilled)));
     return parts;
 }
 
@@ -73,13 +75,13 @@ int Progress::intervalMsecs() const
     return m_terminal ? 200 : 2000;
 }
 
-bool Progress::show(qint64 done, qint64 total)
+bool Progress::show(qint64 done, qint64 total, qint64 spilled)
 {
     addSample(done);
     done = total > 0 ? std::min(done, total) : done; // a file may grow after it was measured
     if (!Console::errorIsReady())
         return true;
-    const QStringList parts = figures(done, total, bytesPerSecond());
+    const QStringList parts = figures(done, total, spilled, bytesPerSecond());
     m_drawn = m_terminal;
     // The last column stays free: some terminals wrap as soon as it is written.
     const bool written = Console::printError(

@@ -18,8 +18,11 @@ public:
     /** How often show() is to be called. */
     int intervalMsecs() const;
 
-    /** \a total is -1 when unknown. False when nobody can read it any more. */
-    bool show(qint64 done, qint64 total);
+    /**
+     * \a spilled of the bytes are on the disk; \a total is -1 when unknown. False when nobody can
+     * read it any more.
+     */
+    bool show(qint64 done, qint64 total, qint64 spilled);
 
     /** Makes room for other text. */
     void clear();

@@ -1,5 +1,6 @@
 #include "Relay.h"
 
+#include "Channel.h"
 #include "Console.h"
 #include "InputFile.h"
 #include "LineCounter.h"
@@ -9,7 +10,6 @@
 #include "Verifier.h"
 
 #include <Quarn/companion/IOException.h>
-#include <Quarn/multiuser/MultiUserBuffer.h>
 
 #include <QTimer>
 
@@ -26,14 +26,11 @@ enum ExitStatus {
     Failed = 2,
 };
 
-// Where the late reader joins an input of unknown size.
-constexpr qint64 lateReaderBytes = 1 << 20;
-
 } // namespace
 
 Relay::Relay(const Options& options)
-    : m_options(options), m_buffer(new kel::MultiUserBuffer),
-      m_producer(m_options, m_buffer, m_stop), m_verifier(nullptr), m_saver(nullptr),
+    : m_options(options), m_channel(Channel::create(options.memoryLimit)),
+      m_producer(m_options, *m_channel, m_stop), m_verifier(nullptr), m_saver(nullptr),
       m_lateReader(nullptr), m_lateReaderJoined(false), m_runningWorkers(0), m_interruptedBy(0)
 {
     addConsumers();
@@ -41,11 +38,7 @@ Relay::Relay(const Options& options)
         startLateReader();
         workerFinished(m_producer.failure());
     });
-    connect(m_buffer.get(), &QIODevice::bytesWritten, this, [this] {
-        const qint64 size = m_producer.inputSize();
-        if (m_buffer->size() >= (size > 0 ? size / 2 : lateReaderBytes))
-            startLateReader();
-    });
+    connect(&m_producer, &Producer::halfWritten, this, &Relay::startLateReader);
     connect(m_signals.get(), &SignalWatch::caught, this, &Relay::interrupt);
 }
 
@@ -58,17 +51,17 @@ void Relay::addConsumers()
         return consumer;
     };
     if (!m_options.signatureFile.isEmpty())
-        m_verifier = add(new Verifier(m_options, m_buffer, m_stop));
+        m_verifier = add(new Verifier(m_options, *m_channel, m_stop));
     // From here on there may be a file to clean up.
     m_signals = std::make_unique<SignalWatch>();
     if (!m_options.saveFile.isEmpty()) {
-        m_saver = add(new Saver(m_options.saveFile, m_buffer, m_stop));
+        m_saver = add(new Saver(m_options.saveFile, *m_channel, m_stop));
         SignalWatch::setFileToRemove(m_saver->file().fileName());
     }
-    add(new LineCounter(QStringLiteral("line counter"), m_buffer, m_stop));
+    add(new LineCounter(QStringLiteral("line counter"), *m_channel, m_stop));
     for (int number = 1; number <= m_options.readers; ++number)
-        add(new PlainReader(QStringLiteral("reader %1").arg(number), m_buffer, m_stop));
-    m_lateReader = add(new PlainReader(QStringLiteral("late reader"), m_buffer, m_stop));
+        add(new PlainReader(QStringLiteral("reader %1").arg(number), *m_channel, m_stop));
+    m_lateReader = add(new PlainReader(QStringLiteral("late reader"), *m_channel, m_stop));
 }
 
 int Relay::run()
@@ -149,11 +142,11 @@ void Relay::fail(const QString& reason)
 /** The consumer that is behind tells how far everything is. */
 void Relay::showProgress()
 {
-    qint64 done = m_buffer->size();
+    qint64 done = m_channel->size();
     for (const auto& consumer : m_consumers)
         if (consumer.get() != m_lateReader || m_lateReaderJoined)
             done = std::min(done, consumer->bytes());
-    if (!m_progress.show(done, m_producer.inputSize()))
+    if (!m_progress.show(done, m_producer.inputSize(), m_channel->spilled()))
         interrupt(SIGPIPE);
 }
 
@@ -183,11 +176,11 @@ int Relay::conclude()
 bool Relay::checkCompleteness()
 {
     for (const auto& consumer : m_consumers)
-        if (!consumer->complete() || consumer->bytes() != m_buffer->size())
+        if (!consumer->complete() || consumer->bytes() != m_channel->size())
             fail(QStringLiteral("the %1 got only %2 of %3 bytes")
                      .arg(consumer->name())
                      .arg(consumer->bytes())
-                     .arg(m_buffer->size()));
+                     .arg(m_channel->size()));
     return m_failure.isEmpty();
 }
 

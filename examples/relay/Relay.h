@@ -9,21 +9,20 @@
 
 #include <QEventLoop>
 
-#include <boost/shared_ptr.hpp>
-
 #include <memory>
 #include <vector>
 
+class Channel;
 class Consumer;
 class PlainReader;
 class Saver;
 class Verifier;
 
 /**
- * \brief One producer, one shared buffer and its consumers, brought together.
+ * \brief One producer, one channel and its consumers, brought together.
  *
- * The buffer lives in the main thread, whose event loop tells the consumers of new bytes; the
- * producer writes to it and the consumers read it in threads of their own.
+ * The producer writes to the channel and the consumers read it in threads of their own; the main
+ * thread shows how far they are.
  */
 class Relay : public QObject
 {
@@ -56,7 +55,7 @@ private:
     int save();
 
     const Options m_options;
-    const boost::shared_ptr<kel::MultiUserBuffer> m_buffer;
+    const std::unique_ptr<Channel> m_channel;
     StopSwitch m_stop;
     Producer m_producer;
     std::unique_ptr<SignalWatch> m_signals;

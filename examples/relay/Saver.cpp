@@ -9,9 +9,8 @@ constexpr qint64 portion = 64 * 1024;
 
 } // namespace
 
-Saver::Saver(const QString& path, boost::shared_ptr<kel::MultiUserBuffer> buffer,
-             const StopSwitch& stop)
-    : Consumer(QStringLiteral("saver"), std::move(buffer), stop), m_file(path)
+Saver::Saver(const QString& path, const Channel& channel, const StopSwitch& stop)
+    : Consumer(QStringLiteral("saver"), channel, stop), m_file(path)
 {
     m_file.create();
 }

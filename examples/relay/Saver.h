@@ -11,8 +11,7 @@ class Saver : public Consumer
 
 public:
     /** Opens the new file beside \a path; throws kel::IOException when that cannot be. */
-    Saver(const QString& path, boost::shared_ptr<kel::MultiUserBuffer> buffer,
-          const StopSwitch& stop);
+    Saver(const QString& path, const Channel& channel, const StopSwitch& stop);
     ~Saver() override;
 
     AtomicFile& file();

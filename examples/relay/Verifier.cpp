@@ -33,9 +33,8 @@ QByteArray contents(const QString& kind, const QString& path)
 
 } // namespace
 
-Verifier::Verifier(const Options& options, boost::shared_ptr<kel::MultiUserBuffer> buffer,
-                   const StopSwitch& stop)
-    : Consumer(QStringLiteral("verifier"), std::move(buffer), stop), m_valid(false)
+Verifier::Verifier(const Options& options, const Channel& channel, const StopSwitch& stop)
+    : Consumer(QStringLiteral("verifier"), channel, stop), m_valid(false)
 {
     const QByteArray key = contents(QStringLiteral("key"), options.keyFile);
     try {

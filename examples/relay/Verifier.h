@@ -14,8 +14,7 @@ class Verifier : public Consumer
 
 public:
     /** Loads the signature and the key; throws kel::IOException when one is of no use. */
-    Verifier(const Options& options, boost::shared_ptr<kel::MultiUserBuffer> buffer,
-             const StopSwitch& stop);
+    Verifier(const Options& options, const Channel& channel, const StopSwitch& stop);
     ~Verifier() override;
 
     /** Once finished: whether the whole input matches the signature. */

@@ -58,12 +58,6 @@ std::wstring password(int kind)
     return text;
 }
 
-auto mappings()
-{
-    std::ifstream maps("/proc/self/maps");
-    return std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
-}
-
 } // namespace
 
 /** What is left in memory of passwords, and what they cost. */
@@ -93,6 +87,10 @@ private Q_SLOTS:
     /** A process has 65,530 mappings, and may lock few pages. */
     void passwordsSharePages()
     {
+        const auto mappings = [] {
+            std::ifstream maps("/proc/self/maps");
+            return std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
+        };
         const auto before = mappings();
         kel::AccessTokenKeeper keeper;
         for (int user = 0; user < 1000; ++user)

@@ -7,16 +7,9 @@
 
 namespace {
 
-constexpr qint64 never = std::numeric_limits<qint64>::max();
-
-QByteArray bytesOf(const unsigned char* data, std::size_t size)
-{
-    return QByteArray(reinterpret_cast<const char*>(data), int(size));
-}
-
 QByteArray contentsOf(kelmBuffer& buffer)
 {
-    return bytesOf(buffer.firstByte(), std::size_t(buffer.size()));
+    return QByteArray(reinterpret_cast<const char*>(buffer.firstByte()), buffer.size());
 }
 
 } // namespace
@@ -40,8 +33,9 @@ private Q_SLOTS:
             TestStream again(bytes, manner);
             kelmBuffer buffer(4, 1);
             QVERIFY2(again.readBlock(buffer, size) == (moved == size), name);
-            QCOMPARE(buffer.size(), std::max(size, 4));
-            QVERIFY2(contentsOf(buffer).left(moved) == bytes.left(moved), name);
+            QVERIFY2(buffer.size() == std::max(size, 4)
+                         && contentsOf(buffer).left(moved) == bytes.left(moved),
+                     name);
 
             TestStream destination(QByteArray(), manner);
             QVERIFY2(destination.writeBlock(bytes.constData(), size) == (moved == size), name);
@@ -51,7 +45,7 @@ private Q_SLOTS:
         check("in short pieces", {3}, 10, 10);
         check("nothing asked", {3, 0}, 0, 0);
         check("fails halfway", {3, 5}, 10, 5);
-        check("answers too much", {3, never, true}, 10, 3); // to the second call
+        check("answers too much", {3, 100, true}, 10, 3); // to the second call
         check("negative", {3}, -1, 0);
     }
 
@@ -63,8 +57,7 @@ private Q_SLOTS:
             const QByteArray expected = bytes.left(int(std::min<qint64>(size, manner.failAfter)));
             std::vector<unsigned char> vector(7, '#');
             TestStream(bytes, manner).readAll(vector);
-            QVERIFY2(bytesOf(vector.data(), vector.size()) == expected, name);
-
+            QVERIFY2(vector == std::vector<unsigned char>(expected.begin(), expected.end()), name);
             kelmBuffer buffer;
             QCOMPARE(TestStream(bytes, manner).readAll(buffer, hint), int(expected.size()));
             QVERIFY2(contentsOf(buffer) == expected, name);
@@ -82,8 +75,7 @@ private Q_SLOTS:
         TestStream stream(QByteArray(64 * 1024 * 1024, 'x'));
         std::vector<unsigned char> data;
         stream.readAll(data);
-        QCOMPARE(qint64(data.size()), stream.streamSize());
-        QVERIFY2(stream.calls.size() < 40, qPrintable(QString::number(stream.calls.size())));
+        QVERIFY(qint64(data.size()) == stream.streamSize() && stream.calls.size() < 40);
     }
 
     void bufferKeepsItsBytesAndItsSize()

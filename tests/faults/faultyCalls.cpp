@@ -18,8 +18,8 @@ namespace {
 
 std::atomic<bool> armed{false};
 std::atomic<int> seen{0};
-std::atomic<int> failed{0};
-std::atomic<const char*> first{""};
+std::atomic<const char*> first{nullptr}; // of the calls that failed
+bool inProgram = false; // armed by its environment: says what failed
 char folder[PATH_MAX];
 Fault fault; // changed while nothing is armed
 
@@ -53,18 +53,12 @@ bool isInFolder(const Target& target)
     return std::strncmp(path, folder, length) == 0 && (path[length] == '/' || path[length] == '\0');
 }
 
-/** Whether \a call, "pread64" too if "read" is to fail, is one of those that may. */
-bool isMeant(const char* call)
-{
-    return !fault.call || std::strstr(call, fault.call);
-}
-
-bool isDue(const char* call, const Target& target)
+bool isDue(const Target& target)
 {
     if (!armed)
         return false;
     const int errorBefore = errno;
-    const bool concerned = isMeant(call) && isInFolder(target);
+    const bool concerned = isInFolder(target);
     errno = errorBefore;
     if (!concerned)
         return false;
@@ -74,30 +68,32 @@ bool isDue(const char* call, const Target& target)
 
 void note(const char* call)
 {
-    if (failed++ == 0)
-        first = call;
+    const char* none = nullptr;
+    if (first.compare_exchange_strong(none, call) && inProgram)
+        ::dprintf(STDERR_FILENO, "faulty call: %s\n", call);
 }
 
 /** For calls that transfer no bytes; a short count isn't for them. */
 bool fails(const char* call, const Target& target)
 {
-    if ((armed && fault.error == shortCount) || !isDue(call, target))
+    if ((armed && fault.error == shortCount) || !isDue(target))
         return false;
     note(call);
     errno = fault.error;
     return true;
 }
 
-/** The same for \a size bytes to transfer, which may become fewer. */
+/** The same for \a size bytes to transfer, which may become fewer: first some go, then none. */
 bool failsToTransfer(const char* call, int descriptor, std::size_t& size)
 {
-    if (!isDue(call, Target(descriptor)) || (fault.error == shortCount && size < 2))
+    if (!isDue(Target(descriptor)) || (fault.error == shortCount && size < 2))
         return false;
+    const bool halved = fault.error == shortCount && failed == 0;
     note(call);
-    errno = fault.error;
-    if (fault.error == shortCount)
+    errno = fault.error == shortCount ? EIO : fault.error;
+    if (halved)
         size /= 2;
-    return fault.error != shortCount;
+    return !halved;
 }
 
 template <typename Function>
@@ -108,19 +104,17 @@ Function next(const char* name)
 
 __attribute__((constructor)) void armByEnvironment()
 {
-    static char text[PATH_MAX + 100];
-    const char* const given = std::getenv("QUARN_FAULT");
-    if (!given || std::strlen(given) >= sizeof text)
-        return;
-    std::strcpy(text, given);
-    const char* const path = std::strtok(text, ":");
+    static char path[PATH_MAX];
+    char duration[8];
     Fault wanted;
-    const char* part = nullptr;
-    wanted.nth = (part = std::strtok(nullptr, ":")) ? std::atoi(part) : 1;
-    wanted.error = (part = std::strtok(nullptr, ":")) ? std::atoi(part) : EIO;
-    wanted.lasting = (part = std::strtok(nullptr, ":")) && std::strcmp(part, "lasting") == 0;
-    wanted.call = std::strtok(nullptr, ":");
-    arm(path, wanted);
+    const char* const given = std::getenv("QUARN_FAULT");
+    inProgram
+        = given
+          && std::sscanf(given, "%4095[^:]:%d:%d:%7s", path, &wanted.nth, &wanted.error, duration)
+                 == 4;
+    wanted.lasting = inProgram && std::strcmp(duration, "lasting") == 0;
+    if (inProgram)
+        arm(path, wanted);
 }
 
 } // namespace
@@ -130,19 +124,14 @@ void arm(const char* path, const Fault& wanted)
     armed = false;
     std::snprintf(folder, sizeof folder, "%s", path);
     fault = wanted;
-    seen = failed = 0;
-    first = "";
+    seen = 0;
+    first = nullptr;
     armed = true;
 }
 
-int disarm()
+const char* disarm()
 {
     armed = false;
-    return failed;
-}
-
-const char* firstFailure()
-{
     return first;
 }
 
@@ -183,13 +172,6 @@ using Call = long (*)(long, long, long, long, long, long);
         return failsToTransfer(#name, int(a), size) ? -1 : real(a, b, long(size), d, e, f);        \
     }
 
-// What fails must fail, but nobody here waits for a disk.
-#define SYNC(name)                                                                                 \
-    REPLACEMENT(name)                                                                              \
-    {                                                                                              \
-        return fails(#name, Target(int(a))) ? -1 : 0;                                              \
-    }
-
 namespace {
 
 const char* path(long argument)
@@ -204,27 +186,32 @@ Target folder(long argument)
 
 } // namespace
 
-BY_PATH(open)
-BY_PATH(open64)
-BY_FOLDER(openat)
-BY_FOLDER(openat64)
-TRANSFER(read)
-TRANSFER(pread)
-TRANSFER(pread64)
-TRANSFER(write)
-TRANSFER(pwrite)
-TRANSFER(pwrite64)
-BY_FILE(copy_file_range)
-BY_FILE(sendfile)
-BY_FILE(sendfile64)
-BY_FILE(lseek)
-BY_FILE(lseek64)
-BY_FILE(ftruncate)
-BY_FILE(ftruncate64)
-BY_PATH(truncate)
-BY_PATH(truncate64)
-SYNC(fsync)
-SYNC(fdatasync)
+// clang-format takes each X() for a statement, and splits one more off with every run.
+// clang-format off
+#define CALLS_BY_PATH(X)                                                                           \
+    X(open) X(open64) X(truncate) X(truncate64) X(unlink) X(remove) X(rmdir) X(mkdir) X(rename)    \
+    X(link) X(readlink) X(chmod) X(access) X(stat) X(stat64) X(lstat) X(lstat64)                   \
+    X(getxattr) X(lgetxattr) X(setxattr) X(lsetxattr) X(removexattr) X(lremovexattr)
+#define CALLS_BY_FILE(X)                                                                           \
+    X(copy_file_range) X(sendfile) X(sendfile64) X(lseek) X(lseek64) X(ftruncate) X(ftruncate64)   \
+    X(fchmod) X(fchown) X(fstat) X(fstat64) X(fgetxattr) X(fsetxattr) X(fremovexattr)              \
+    X(fsync) X(fdatasync)
+#define CALLS_BY_FOLDER(X)                                                                         \
+    X(openat) X(openat64) X(unlinkat) X(mkdirat) X(renameat) X(renameat2) X(readlinkat)            \
+    X(faccessat) X(fstatat) X(fstatat64) X(statx)
+#define TRANSFERS(X) X(read) X(pread) X(pread64) X(write) X(pwrite) X(pwrite64)
+// clang-format on
+
+CALLS_BY_PATH(BY_PATH)
+CALLS_BY_FILE(BY_FILE)
+CALLS_BY_FOLDER(BY_FOLDER)
+TRANSFERS(TRANSFER)
+FAULTY(linkat, Target(int(c), path(d)), -1)
+FAULTY(symlink, Target(path(b)), -1)
+FAULTY(opendir, Target(path(a)), 0)
+FAULTY(fdopendir, Target(int(a)), 0)
+FAULTY(readdir, folder(a), 0)
+FAULTY(readdir64, folder(a), 0)
 
 REPLACEMENT(close) // which closes, whatever it says
 {
@@ -235,42 +222,3 @@ REPLACEMENT(close) // which closes, whatever it says
     errno = failing ? error : errno;
     return failing ? -1 : result;
 }
-
-BY_PATH(unlink)
-BY_FOLDER(unlinkat)
-BY_PATH(remove)
-BY_PATH(rmdir)
-BY_PATH(mkdir)
-BY_FOLDER(mkdirat)
-BY_PATH(rename)
-BY_FOLDER(renameat)
-BY_FOLDER(renameat2)
-BY_PATH(link)
-FAULTY(linkat, Target(int(c), path(d)), -1)
-FAULTY(symlink, Target(path(b)), -1)
-BY_PATH(readlink)
-BY_FOLDER(readlinkat)
-BY_PATH(chmod)
-BY_FILE(fchmod)
-BY_FILE(fchown)
-BY_PATH(access)
-BY_FOLDER(faccessat)
-BY_PATH(stat)
-BY_PATH(stat64)
-BY_PATH(lstat)
-BY_PATH(lstat64)
-BY_FILE(fstat)
-BY_FILE(fstat64)
-BY_FOLDER(fstatat)
-BY_FOLDER(fstatat64)
-BY_FOLDER(statx)
-FAULTY(opendir, Target(path(a)), 0)
-FAULTY(fdopendir, Target(int(a)), 0)
-FAULTY(readdir, folder(a), 0)
-FAULTY(readdir64, folder(a), 0)
-BY_PATH(getxattr)
-BY_FILE(fgetxattr)
-BY_PATH(setxattr)
-BY_FILE(fsetxattr)
-BY_PATH(removexattr)
-BY_FILE(fremovexattr)

@@ -4,11 +4,14 @@
 /**
  * Makes calls of the system fail that concern one folder and what is below it. Linked into a program
  * in front of all other libraries, or preloaded; then the variable
- * QUARN_FAULT=FOLDER:NTH:ERROR:once|lasting[:CALL] takes the place of arm().
+ * QUARN_FAULT=FOLDER:NTH:ERROR:once|lasting takes the place of arm(), and what fails is printed.
  */
 namespace faultyCalls {
 
-/** In place of an error number: reads and writes transfer half of what they could. */
+/**
+ * In place of an error number: a read or write transfers half of what it could. When that is lasting,
+ * the later ones fail with EIO, as on a disk that breaks or fills up meanwhile.
+ */
 constexpr int shortCount = -1;
 
 struct Fault
@@ -16,17 +19,13 @@ struct Fault
     int nth = 1; ///< the first call to fail, counted from 1
     int error = 0; ///< for errno, or shortCount
     bool lasting = false; ///< all calls behind it fail, too
-    const char* call = nullptr; ///< such as "read", which stands for read64() as well; null: any
 };
 
 /** From now on in all threads; \a folder is an absolute path without links. */
 void arm(const char* folder, const Fault& fault);
 
-/** Ends it, and answers how many calls failed. */
-int disarm();
-
-/** The call that failed first. */
-const char* firstFailure();
+/** Ends it, and answers which call failed first; null when there was none. */
+const char* disarm();
 
 } // namespace faultyCalls
 

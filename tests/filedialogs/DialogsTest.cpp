@@ -12,8 +12,6 @@
 
 using namespace kel;
 
-namespace {
-
 /**
  * Stands for the user at the next file dialog: notes where it begins, then enters names and
  * confirms, or cancels when there are none. A dialog that is still there after a while is closed.
@@ -48,10 +46,6 @@ private:
 
 enum Kind { Open, Save, SeveralFiles, Folder };
 
-const QString key = QStringLiteral("folder");
-
-} // namespace
-
 /** The dialogs as a user meets them, Qt's own on the offscreen platform. */
 class DialogsTest : public QObject
 {
@@ -66,26 +60,6 @@ private Q_SLOTS:
         QVERIFY(QDir::setCurrent(m_folder.path()));
     }
 
-    void beginsWhereAsked()
-    {
-        const char* const rows[][3] = {{"data", "", "data/"},
-                                       {"data", "a.txt", "data/a.txt"},
-                                       {"", "a.txt", "a.txt"},
-                                       {"none", "a.txt", "a.txt"}};
-        for (const auto [given, name, start] : rows) {
-            for (const bool save : {false, true}) {
-                QString dir = *given ? m_folder.at(given) : QString();
-                QString file = QString::fromLatin1(name);
-                const QString dirThen = QFileInfo::exists(dir) ? dir : QString();
-                const User user;
-                QVERIFY(!(save ? FileUtils::saveFileDialog(dir, file)
-                               : FileUtils::openFileDialog(dir, file)));
-                QCOMPARE(user.startPath, m_folder.at(start));
-                QVERIFY(dir == dirThen && file == QLatin1String(name));
-            }
-        }
-    }
-
     void remembersTheFolder()
     {
         for (const Kind kind : {Open, Save}) {
@@ -94,6 +68,11 @@ private Q_SLOTS:
             QCOMPARE(ask(kind, {}), "data/a.txt: cancelled a.txt, nothing");
             QCOMPARE(ask(kind, {name}), "data/a.txt: " + name + ", other");
             QCOMPARE(ask(kind, {}), "other/a.txt: cancelled a.txt, other");
+            QCOMPARE(ask(kind, {}, ""), "other/: cancelled , other");
+            for (const char* const missing : {"none", ""}) { // the working folder instead
+                m_settings.setValue(key, QLatin1String(missing));
+                QCOMPARE(ask(kind, {}), "a.txt: cancelled a.txt, " + QByteArray(missing));
+            }
         }
         m_settings.setValue(key, m_folder.at("data"));
         QCOMPARE(ask(Folder, {"other"}), "data/: other, other");
@@ -105,7 +84,7 @@ private Q_SLOTS:
         QVERIFY(ask(SeveralFiles, {"other/b.txt"}).endsWith(": other/b.txt, "));
     }
 
-    void passesTheFilterOn()
+    void passesTheFilterOnAndForgetsMissingFolders()
     {
         const QString texts = QStringLiteral("Texts (*.txt)"), all = QStringLiteral("All (*)");
         QString dir = m_folder.at("data"), file = QStringLiteral("new"), selected = all;
@@ -113,18 +92,25 @@ private Q_SLOTS:
         QVERIFY(FileUtils::saveFileDialog(dir, file, QString(), texts + QStringLiteral(";;") + all,
                                           nullptr, &selected));
         QVERIFY(user.startFilter == all && selected == texts);
+        for (const bool save : {false, true}) {
+            const User cancelling;
+            dir = m_folder.at("none");
+            QVERIFY(!(save ? FileUtils::saveFileDialog(dir, file)
+                           : FileUtils::openFileDialog(dir, file)));
+            QVERIFY(dir.isEmpty() && file == QLatin1String("new"));
+        }
     }
 
 private:
     /** Where the dialog began, its answer, and the folder remembered afterwards. */
-    QByteArray ask(Kind kind, const QByteArrayList& names)
+    QByteArray ask(Kind kind, const QByteArrayList& names, const char* name = "a.txt")
     {
         QStringList entered, files;
-        for (const QByteArray& name : names)
-            entered << m_folder.at(name);
+        for (const QByteArray& path : names)
+            entered << m_folder.at(path);
         const User user(entered);
         const QString none, data = m_folder.at("data");
-        QString file = QStringLiteral("a.txt");
+        QString file = QLatin1String(name);
         const bool chosen
             = kind == Open
                   ? FileUtils::openFileDialog(&m_settings, key, file, none, none, nullptr, data)
@@ -141,6 +127,7 @@ private:
             .toLatin1();
     }
 
+    const QString key = QStringLiteral("folder");
     TemporaryFolder m_folder;
     QSettings m_settings{m_folder.at("settings.ini"), QSettings::IniFormat};
 };

@@ -1,5 +1,6 @@
 #include "support/Entries.h"
 #include "support/TemporaryFolder.h"
+#include "support/Thread.h"
 
 #include <Quarn/companion/FileException.h>
 #include <Quarn/fileutils/FileUtils.h>
@@ -7,11 +8,14 @@
 #include <QBuffer>
 #include <QTest>
 
+#include <sys/resource.h>
+
+#include <cstdio>
 #include <tuple>
 
 using namespace kel;
 
-/** The walks through a tree: sizes added up, files collected. */
+/** The walks through a tree: sizes added up, files collected, everything erased. */
 class WalkTest : public QObject
 {
     Q_OBJECT
@@ -75,22 +79,70 @@ private Q_SLOTS:
         QVERIFY(FileUtils::dirSize(dir, {}, QDir::Files, false) == 0);
         QVERIFY(FileUtils::copy(zero, &device, 9, 0) == 0
                 && FileUtils::copy(&device, zero, 9, 0) == 0);
-        QVERIFY_EXCEPTION_THROWN(FileUtils::readText(zero), FileException);
         QVERIFY_EXCEPTION_THROWN((void)FileUtils::writeBytes("x", zero), FileException);
         FileUtils::comment(zero, QStringLiteral("text"));
         QVERIFY(FileUtils::comment(folder.at("f")).isEmpty());
         QVERIFY(FileUtils::equalsText(folder.at("f"), QStringLiteral("contents")));
     }
 
+    void erases()
+    {
+        const std::tuple<Entries, const char*, Entries, bool> rows[]
+            = {{{"x"}, "t", {"x"}, false},
+               {{"t/"}, "t/", {}, true},
+               {{"t/a/b/c", "t/.h/.i", "t/e/", "x"}, "t", {"x"}, true},
+               {{"t/a\xff/b\xfe", "t/\xc3"}, "t", {}, true},
+               {{"x", "t>x"}, "t", {"x"}, true},
+               {{"x/y", "t>x"}, "t", {"t", "x/y"}, false},
+               {{"x/y", "t>x"}, "t/", {"t", "x/y"}, false},
+               {{"t>x"}, "t", {"t"}, false},
+               {{"x/y", "t/a", "t/b>../x", "t/c>../x/y"}, "t", {"t/b", "t/c", "x/y"}, false},
+               // The first failure in name order ends it.
+               {{"t/c/f", "t/B/p|", "t/B/q", "t/a/f"}, "t", {"t/B/p", "t/c/f"}, false}};
+        for (const auto& [before, name, after, erased] : rows) {
+            const TemporaryFolder folder;
+            createEntries(folder.root(), {"t"});
+            const QFileInfo info(folder.at(name));
+            QCOMPARE(info.isFile(), name == QByteArray("t")); // which it remembers
+            QVERIFY(QFile::remove(folder.at("t")));
+            createEntries(folder.root(), before);
+            QCOMPARE(FileUtils::erase(info), erased);
+            QCOMPARE(entriesOf(folder.root()), after);
+        }
+    }
+
+    void findsEntriesGone()
+    {
+        const TemporaryFolder folder;
+        for (int i = 1000; i < 2000; ++i)
+            createEntries(folder.root(), {"t/" + QByteArray::number(i) + (i % 2 ? "/" : "")});
+        Thread other([&] {
+            for (int i = 2000; i-- > 1000;) // the other way, so that they meet
+                ::remove(folder.root() + "/t/" + QByteArray::number(i));
+        });
+        other.start();
+        QVERIFY(FileUtils::erase(folder.at("t")));
+    }
+
     void reachesTheBottomAndBeyondFourGigabytes()
     {
         const TemporaryFolder folder;
-        const QByteArray path = QByteArray("d/").repeated(1950) + 'f';
-        createEntries(folder.root(), {path});
-        QVERIFY(QFile::resize(folder.at(path), 5ll << 30)); // takes no room
-        const QDir top(folder.path());
-        QCOMPARE(FileUtils::findFiles(top, QStringLiteral("f"), true, QDir::Name).size(), 1);
-        QCOMPARE(FileUtils::dirSize(top, {}, QDir::Files | QDir::Dirs, true), 5ll << 30);
+        const QByteArray top = folder.root() + "/t", above = folder.root() + "/above";
+        createEntries(top, {"f"});
+        QVERIFY(QFile::resize(folder.at("t/f"), 5ll << 30)); // takes no room
+        for (int depth = 1; depth <= 2500; ++depth) { // from the inside out: the path gets too long
+            createEntries(above, {""});
+            QVERIFY(::rename(top, above + "/t") == 0 && ::rename(above, top) == 0);
+            if (depth == 1950) {
+                const QDir dir(folder.path());
+                QCOMPARE(FileUtils::findFiles(dir, QStringLiteral("f"), true, QDir::Name).size(),
+                         1);
+                QCOMPARE(FileUtils::dirSize(dir, {}, QDir::Files | QDir::Dirs, true), 5ll << 30);
+            }
+        }
+        const rlimit low = {40, 40}; // for the rest of the program
+        QCOMPARE(::setrlimit(RLIMIT_NOFILE, &low), 0);
+        QVERIFY(FileUtils::erase(folder.at("t")) && entriesOf(folder.root()).isEmpty());
     }
 };
 

@@ -1,17 +1,26 @@
+#include "support/Entries.h"
 #include "support/TemporaryFolder.h"
 
+#include <Quarn/companion/FileException.h>
 #include <Quarn/fileutils/FileUtils.h>
 
-#include <QDir>
 #include <QTest>
 
 using kel::FileUtils;
 
+/** Paths as texts and in the file system, and the folders of the system. */
 class PathsTest : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase()
+    {
+        for (const char* folder : {"HOME", "TMPDIR", "XDG_DATA_HOME", "XDG_CONFIG_HOME"})
+            QVERIFY(QDir().mkdir(path(folder)) && qputenv(folder, QFile::encodeName(path(folder))));
+        createEntries(m_folder.root(), {"file"});
+    }
+
     void texts()
     {
         const auto fileName = [](const char* name, const char* expected) {
@@ -36,9 +45,9 @@ private Q_SLOTS:
 
         const auto extension = [](const char* name, const char* expected, const char* stem) {
             const QString path = QLatin1String(name), stripped = QLatin1String(stem);
-            const QString log = QStringLiteral("log");
             QCOMPARE(FileUtils::extension(path), QLatin1String(expected));
-            QCOMPARE(FileUtils::replaceExtension(path, log), stripped + QLatin1String(".log"));
+            QCOMPARE(FileUtils::replaceExtension(path, QStringLiteral("log")),
+                     stripped + QLatin1String(".log"));
             QCOMPARE(FileUtils::replaceExtension(path, QString()), stripped);
         };
         extension("archive.tar.gz", "gz", "archive.tar");
@@ -50,11 +59,9 @@ private Q_SLOTS:
 
     void pathsInTheFileSystem()
     {
-        const TemporaryFolder folder;
-        const QString top = QFileInfo(folder.path()).canonicalFilePath();
-        const QString real = top + QLatin1String("/real"), none = top + QLatin1String("/none");
-        QVERIFY(QDir().mkdir(real) && QFile::link(real, top + QLatin1String("/link")));
-        QCOMPARE(FileUtils::canonicalFilePath(top + QLatin1String("\\real/..\\link")), real);
+        const QString real = path("HOME"), none = path("none"), top = m_folder.path();
+        QVERIFY(QFile::link(real, path("link")));
+        QCOMPARE(FileUtils::canonicalFilePath(top + QLatin1String("\\HOME/..\\link")), real);
         QCOMPARE(FileUtils::canonicalFilePath(top + QLatin1String("\\none")), none);
         QVERIFY(FileUtils::canonicalFilePath(QLatin1String("")).isNull());
         QCOMPARE(FileUtils::absoluteFilePath(top, QStringLiteral("none")), none);
@@ -62,6 +69,57 @@ private Q_SLOTS:
         QCOMPARE(FileUtils::absoluteFilePath(QStringLiteral("x"), QStringLiteral("y")),
                  QDir::currentPath() + QLatin1String("/x/y"));
     }
+
+    void userFolders()
+    {
+        QCOMPARE(FileUtils::userDesktop().path(), path("HOME"));
+        QVERIFY(QDir().mkdir(path("HOME/Desktop")));
+        QCOMPARE(FileUtils::userDesktop().path(), path("HOME/Desktop"));
+        QVERIFY(FileUtils::userDocumentsDir() == path("HOME/Documents")
+                && FileUtils::userLogDir() == path("XDG_DATA_HOME")
+                && FileUtils::userDataDir() == path("XDG_CONFIG_HOME")
+                && FileUtils::userTrash() == path("XDG_DATA_HOME/Trash/files"));
+        const auto in
+            = [](const char* dir) { return FileUtils::inApplicationsDir(QLatin1String(dir)); };
+        QVERIFY(in("/usr") && in("/opt/program") && !in("/Usr/bin") && !in("/home/usr") && !in(""));
+    }
+
+    void tempDirs()
+    {
+        createEntries(m_folder.root(), {"TMPDIR/temp1/", "TMPDIR/temp3", "TMPDIR/temp4>no"});
+        QCOMPARE(FileUtils::createTempDir(), path("TMPDIR/temp2"));
+        QCOMPARE(FileUtils::createTempDir(), path("TMPDIR/temp5"));
+        QVERIFY(QFileInfo(path("TMPDIR/temp5")).isDir() && !QFileInfo::exists(path("TMPDIR/no")));
+        QCOMPARE(int(QFile::permissions(path("TMPDIR/temp5"))) & 0x7077, 0x7000); // its owner's
+        qputenv("TMPDIR", QFile::encodeName(path("file")));
+        const QString refused = FileUtils::createTempDir();
+        qputenv("TMPDIR", QFile::encodeName(path("TMPDIR")));
+        QCOMPARE(refused, path("file/temp1"));
+    }
+
+    void mustExist()
+    {
+        QVERIFY(FileUtils::fileMustExist(path("file")) && FileUtils::dirMustExist(path("HOME")));
+        const auto refusal = [](bool (*check)(const QString&), const QString& path) {
+            try {
+                return check(path) ? QString() : path;
+            } catch (const kel::FileException& exception) {
+                const bool complete = exception.fileName() == path && !exception.cause()
+                                      && exception.error() == QFile::OpenError;
+                return complete ? exception.message() : QString();
+            }
+        };
+        const auto file = FileUtils::fileMustExist, directory = FileUtils::dirMustExist;
+        QCOMPARE(refusal(file, path("none")), QStringLiteral("file not found"));
+        QCOMPARE(refusal(file, path("HOME")), QStringLiteral("is not a file"));
+        QCOMPARE(refusal(directory, path("none")), QStringLiteral("directory not found"));
+        QCOMPARE(refusal(directory, path("file")), QStringLiteral("is not a directory"));
+    }
+
+private:
+    QString path(const char* name) const { return m_folder.at(name); }
+
+    const TemporaryFolder m_folder{};
 };
 
 QTEST_GUILESS_MAIN(PathsTest)

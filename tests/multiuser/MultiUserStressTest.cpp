@@ -5,6 +5,7 @@
 #include <QTest>
 #include <QThread>
 
+#include <algorithm>
 #include <atomic>
 #include <random>
 #include <thread>
@@ -22,28 +23,6 @@ char byteAt(qint64 position)
     return char((position * 2654435761) >> 13);
 }
 
-/** A thread with an event loop that a buffer lives in. */
-class Owner
-{
-public:
-    Owner() { m_thread.start(); }
-    ~Owner()
-    {
-        m_thread.quit();
-        m_thread.wait();
-    }
-
-    SharedBuffer makeBuffer()
-    {
-        SharedBuffer buffer(new MultiUserBuffer);
-        buffer->moveToThread(&m_thread);
-        return buffer;
-    }
-
-private:
-    QThread m_thread;
-};
-
 void produce(const SharedBuffer& buffer, qint64 size, unsigned seed)
 {
     Random random(seed);
@@ -60,36 +39,6 @@ void produce(const SharedBuffer& buffer, qint64 size, unsigned seed)
     buffer->finishIO();
 }
 
-struct Findings
-{
-    std::atomic<int> wrongBytes{0};
-    std::atomic<int> endedEarly{0};
-    std::atomic<qint64> longestWait{0};
-};
-
-/** Reads up to \a limit bytes with a reader of its own and compares them. */
-void consume(SharedBuffer buffer, qint64 limit, qint64 size, Random& random, Findings& findings)
-{
-    const auto reader = MultiUserBuffer::createReaderInterface(std::move(buffer), true);
-    QByteArray data;
-    qint64 done = 0;
-    while (done < limit) {
-        data.resize(1 + int(random() % 9000));
-        QElapsedTimer elapsed;
-        elapsed.start();
-        const int count = reader->read(data.data(), int(data.size()));
-        const qint64 waited = elapsed.elapsed();
-        for (qint64 before = findings.longestWait;
-             waited > before && !findings.longestWait.compare_exchange_weak(before, waited);) { }
-        if (count <= 0)
-            break;
-        for (int i = 0; i < count; ++i)
-            findings.wrongBytes += data[i] != byteAt(done + i);
-        done += count;
-    }
-    findings.endedEarly += done < std::min(limit, size);
-}
-
 } // namespace
 
 /** Readers come and go in threads of their own while a producer writes in another. */
@@ -98,12 +47,17 @@ class MultiUserStressTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() { m_owner.start(); }
+    void cleanupTestCase()
+    {
+        m_owner.quit();
+        m_owner.wait();
+    }
+
     void everyReaderGetsEveryByte()
     {
         const qint64 size = qint64(4) << 20;
-        Owner owner;
-        SharedBuffer buffer = owner.makeBuffer();
-        Findings findings;
+        SharedBuffer buffer = makeBuffer(true);
         std::vector<std::thread> threads;
         for (unsigned seed = 1; seed <= 16; ++seed) {
             // A wildcard disconnect must not silence the readers. These are connected before anything
@@ -115,47 +69,73 @@ private Q_SLOTS:
                     buffer.get(), &QIODevice::bytesWritten, other.get(), [] {},
                     Qt::DirectConnection);
             }
-            threads.emplace_back([&, seed, buffer, others = std::move(others)]() mutable {
+            threads.emplace_back([this, seed, buffer, others = std::move(others)]() mutable {
                 Random random(seed);
                 for (const std::unique_ptr<QObject>& other : others) {
-                    consume(buffer, qint64(random() % 100000), size, random, findings);
+                    consume(buffer, qint64(random() % 100000), size, random);
                     QObject::disconnect(buffer.get(), nullptr, other.get(), nullptr);
                 }
-                consume(std::move(buffer), size + 1, size, random, findings);
+                consume(std::move(buffer), size + 1, size, random);
             });
         }
-        std::thread producer([buffer = std::move(buffer)] { produce(buffer, size, 99); });
-        producer.join();
-        for (std::thread& thread : threads)
-            thread.join();
-        QCOMPARE(findings.wrongBytes.load(), 0);
-        QCOMPARE(findings.endedEarly.load(), 0);
-        QVERIFY2(findings.longestWait < 4000, "a read slept a whole slice");
+        threads.emplace_back([buffer = std::move(buffer)] { produce(buffer, size, 99); });
+        joinAndCheck(threads);
     }
 
     void lastReaderDestroysTheBuffer()
     {
-        Owner owner;
-        Findings findings;
         for (int round = 0; round < 300; ++round) {
             // One in two lives in this thread, which runs no event loop.
-            SharedBuffer buffer
-                = round % 2 ? owner.makeBuffer() : SharedBuffer(new MultiUserBuffer);
+            SharedBuffer buffer = makeBuffer(round % 2);
             std::vector<std::thread> threads;
             for (unsigned seed = 1; seed <= 2; ++seed)
-                threads.emplace_back([&findings, seed, buffer]() mutable {
+                threads.emplace_back([this, seed, buffer]() mutable {
                     Random random(seed);
-                    consume(std::move(buffer), 20001, 20000, random, findings);
+                    consume(std::move(buffer), 20001, 20000, random);
                 });
             produce(buffer, 20000, unsigned(round + 1));
             buffer.reset();
-            for (std::thread& thread : threads)
-                thread.join();
+            joinAndCheck(threads);
         }
-        QCOMPARE(findings.wrongBytes.load(), 0);
-        QCOMPARE(findings.endedEarly.load(), 0);
-        QVERIFY2(findings.longestWait < 4000, "a read slept a whole slice");
     }
+
+private:
+    SharedBuffer makeBuffer(bool elsewhere)
+    {
+        SharedBuffer buffer(new MultiUserBuffer);
+        if (elsewhere)
+            buffer->moveToThread(&m_owner);
+        return buffer;
+    }
+
+    /** Reads up to \a limit bytes with a reader of its own and compares them. */
+    void consume(SharedBuffer buffer, qint64 limit, qint64 size, Random& random)
+    {
+        const auto reader = MultiUserBuffer::createReaderInterface(std::move(buffer), true);
+        QByteArray data;
+        qint64 done = 0;
+        for (int count = 1; count > 0 && done < limit; done += count) {
+            data.resize(1 + int(random() % 9000));
+            QElapsedTimer elapsed;
+            elapsed.start();
+            count = std::max(reader->read(data.data(), int(data.size())), 0);
+            m_longWaits += elapsed.elapsed() >= 4000;
+            for (int i = 0; i < count; ++i)
+                m_wrongBytes += data[i] != byteAt(done + i);
+        }
+        m_endedEarly += done < std::min(limit, size);
+    }
+
+    void joinAndCheck(std::vector<std::thread>& threads)
+    {
+        for (std::thread& thread : threads)
+            thread.join();
+        QVERIFY(m_wrongBytes == 0 && m_endedEarly == 0);
+        QVERIFY2(m_longWaits == 0, "a read slept a whole slice");
+    }
+
+    QThread m_owner; // with an event loop that buffers live in
+    std::atomic<int> m_wrongBytes{0}, m_endedEarly{0}, m_longWaits{0};
 };
 
 QTEST_GUILESS_MAIN(MultiUserStressTest)

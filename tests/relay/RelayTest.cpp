@@ -76,6 +76,8 @@ private Q_SLOTS:
         };
         check(m_data, "input", false);
         check(m_data, "-", true);
+        check(m_data, "--memory 16K -", true);
+        check(m_data, "--memory all -", true);
         check(m_data, "-", false);
         check(QByteArray("x\0y\nz", 5), "-", true);
         check("", "input", false);
@@ -96,6 +98,7 @@ private Q_SLOTS:
         };
         check("rsa.sig --key rsa.pub data", true);
         check("ec.sig --key ec.pub data", true);
+        check("rsa.sig --key rsa.pub --memory 16K data", true);
         check("rsa.sig --key other.pub data", false);
         check("rsa.pub --key rsa.pub data", false);
         check("rsa.sig --key ec.pub data", false);
@@ -126,7 +129,9 @@ private Q_SLOTS:
         check("--save copy 9%1%2", "9%1%2: No such file or directory");
         check("--save copy /proc/self/mem", "/proc/self/mem: Input/output error");
         check("--save copy .", "Is a directory");
-        check("--save copy large", "holds just under 2 GiB");
+        check("--memory all --save copy large", "holds just under 2 GiB");
+        for (const QByteArray size : {"", "0", "64X", "16383", "1025g", "9999999999999G", "-64M"})
+            check("--memory=" + size + " data", "--memory takes a size from 16K");
         check("--signature rsa.sig --key missing data", "No such file or directory");
         check("--signature rsa.sig --key data data", "data: ");
         check("--signature empty --key rsa.pub data", "empty: The file is empty");
@@ -136,6 +141,9 @@ private Q_SLOTS:
         // No file beyond that: the write in the middle fails, as on a full disk.
         m_launcher = QStringList{QStringLiteral("prlimit"), QStringLiteral("--fsize=700000")};
         check("--save copy data", "copy: File too large");
+        check("--memory 64K data", "cannot relay data: The spool cannot go to the disk");
+        m_launcher = QStringList{QStringLiteral("env"), QStringLiteral("TMPDIR=missing")};
+        check("--memory 64K --save copy data", "No such file or directory");
         m_launcher.clear();
     }
 
@@ -250,8 +258,9 @@ private Q_SLOTS:
                              && (withBar || line.endsWith("/s")) && !line.contains('\n'),
                          line.constData());
         };
-        const char rest[] = RELAY_PROGRAM " --rate 1500000 data >table' /dev/null";
-        check(QByteArray("script -qec 'stty cols 72; ").append(rest), 72, true);
+        const char rest[] = RELAY_PROGRAM " --memory 64K --rate 1500000 data >table' /dev/null";
+        check(QByteArray("script -qec 'stty cols 78; ").append(rest), 78, true);
+        QVERIFY2(m_output.contains(" MB on disk\r"), m_output.constData());
         check(QByteArray("script -qec 'stty cols 40; ").append(rest), 40, false);
     }
 

@@ -76,9 +76,8 @@ private:
     int allowed(qint64 count) const
     {
         const qint64 left = manner.failAfter - m_transferred;
-        return left <= 0
-                   ? -1
-                   : int(std::max<qint64>(std::min<qint64>({count, manner.mostAtOnce, left}), 0));
+        const qint64 most = std::min<qint64>({count, manner.mostAtOnce, left});
+        return left > 0 ? int(std::max<qint64>(most, 0)) : -1;
     }
     int advanced(int count, int asked)
     {

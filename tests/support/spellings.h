@@ -18,21 +18,19 @@ using ReadAll = decltype(std::declval<Stream&>().readAll(std::declval<Arguments>
 template <typename Stream, typename... Arguments>
 using Write = decltype(std::declval<Stream&>().write(std::declval<Arguments>()...));
 
+template <typename Result, typename... Calls>
+constexpr bool allAnswer = (std::is_same_v<Result, Calls> && ...);
+
 /** Every way to call a stream that is a Qt device too: none ambiguous, each with its own result. */
-template <typename Stream>
-constexpr bool keepsEverySpelling = std::is_same_v<
-    Write<Stream, const void*, int>, int>&& std::is_same_v<Write<Stream, const char*, int>, int>&&
-    std::is_same_v<Write<Stream, const char*, qint64>, int>&& std::is_same_v<
-        Write<Stream, const char (&)[5], std::size_t>,
-        int>&& std::is_same_v<Write<Stream, const char (&)[5]>,
-                              qint64>&& std::is_same_v<Write<Stream, char*>, qint64>&&
-        std::is_same_v<Write<Stream, QByteArray&>, qint64>&& std::is_same_v<
-            Read<Stream, void*, int>, int>&& std::is_same_v<Read<Stream, char*, qint64>, int>&&
-            std::is_same_v<Read<Stream, kelmBuffer&, int>, int>&& std::is_same_v<
-                Read<Stream, int>, QByteArray>&& std::is_same_v<Read<Stream, qint64>, QByteArray>&&
-                std::is_same_v<ReadAll<Stream>, QByteArray>&&
-                    std::is_same_v<ReadAll<Stream, kelmBuffer&, int>, int>&&
-                        std::is_same_v<ReadAll<Stream, int>, boost::shared_ptr<kelmBuffer>>&&
-                            std::is_same_v<ReadAll<Stream, std::vector<unsigned char>&>, void>;
+template <typename S>
+constexpr bool keepsEverySpelling
+    = allAnswer<int, Write<S, const void*, int>, Write<S, const char*, int>,
+                Write<S, const char*, qint64>, Write<S, const char (&)[5], std::size_t>,
+                Read<S, void*, int>, Read<S, char*, qint64>, Read<S, kelmBuffer&, int>,
+                ReadAll<S, kelmBuffer&, int>>&&
+        allAnswer<qint64, Write<S, const char (&)[5]>, Write<S, char*>, Write<S, QByteArray&>>&&
+            allAnswer<QByteArray, Read<S, int>, Read<S, qint64>, ReadAll<S>>&&
+                allAnswer<boost::shared_ptr<kelmBuffer>, ReadAll<S, int>>&&
+                    allAnswer<void, ReadAll<S, std::vector<unsigned char>&>>;
 
 #endif

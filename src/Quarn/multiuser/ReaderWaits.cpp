@@ -73,7 +73,8 @@ ReaderWaits::Outcome ReaderWaits::wait(int msecs)
         QCoreApplication::sendEvent(this, &begin);
         if (wait.running()) // a filter of the application kept the event
             process(wait);
-        interrupt(); // a wait further out may have ended, and fallen asleep again in this one
+        if (wait.outer)
+            interrupt(); // it may have ended, and fallen asleep again in this one
     } else {
         poll(wait);
     }
@@ -113,7 +114,10 @@ void ReaderWaits::process(Wait& wait)
             wakeUpAt(wait.deadline);
         events->processEvents(over ? QEventLoop::AllEvents
                                    : QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
-        m_eventsDue = Clock::now() + eventsEvery;
+        if (m_interrupts && wait.running() && m_call->pending() && dispatcher())
+            m_call->hasten(); // it woke this wait, and its turn would be in the next round
+        if (m_severalProcessors && m_toSkip == 0) // otherwise the next wait doesn't ask
+            m_eventsDue = Clock::now() + eventsEvery;
         if (over && wait.running())
             wait.outcome = TimedOut;
     }
@@ -122,13 +126,15 @@ void ReaderWaits::process(Wait& wait)
 /** Ends the wait if the next write comes at once, which saves both threads a visit to the kernel. */
 void ReaderWaits::lookForWrite()
 {
-    const auto begin = Clock::now();
-    if (!m_severalProcessors || begin >= m_eventsDue)
+    if (!m_severalProcessors)
         return;
     if (m_toSkip > 0) {
         --m_toSkip;
         return;
     }
+    const auto begin = Clock::now();
+    if (begin >= m_eventsDue)
+        return;
     do {
         if (m_call->pending()) {
             m_call->hasten();

@@ -38,17 +38,17 @@ class WriteNotifier::Messenger : public QObject
     class Errand : public QEvent
     {
     public:
-        explicit Errand(Flag posted) : QEvent(QEvent::User), m_posted(std::move(posted)) { }
+        explicit Errand(Flag onItsWay) : QEvent(QEvent::User), m_onItsWay(std::move(onItsWay)) { }
         ~Errand() override { end(); }
 
         void end()
         {
-            if (const Flag posted = std::exchange(m_posted, nullptr))
-                *posted = false;
+            if (const Flag onItsWay = std::exchange(m_onItsWay, nullptr))
+                *onItsWay = false;
         }
 
     private:
-        Flag m_posted;
+        Flag m_onItsWay;
     };
 
 public:
