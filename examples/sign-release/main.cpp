@@ -30,12 +30,12 @@ QByteArray passphraseIn(const QString& path)
     return word;
 }
 
-void save(const QByteArray& contents, const QString& path)
+void save(const QByteArray& contents, const QString& path, bool secret)
 {
     QSaveFile file(path);
     file.setDirectWriteFallback(false);
     if (!file.open(QIODevice::WriteOnly)
-        || !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner)
+        || (secret && !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner))
         || file.write(contents) != contents.size() || !file.flush() || !file.commit())
         throw kel::IOException(QStringLiteral("Could not write ") + path);
 }
@@ -44,7 +44,8 @@ void save(const QByteArray& contents, const QString& path)
 kel::SignatureSigner signerFor(const QString& keyPath, const QString& passphrasePath)
 {
     if (!QFile::exists(keyPath))
-        save(kel::SignatureSigner::generate(scheme).toPem(passphraseIn(passphrasePath)), keyPath);
+        save(kel::SignatureSigner::generate(scheme).toPem(passphraseIn(passphrasePath)), keyPath,
+             true);
     return kel::SignatureSigner::fromPemFile(keyPath, passphraseIn(passphrasePath), scheme);
 }
 //! [sign]
@@ -62,7 +63,7 @@ int main(int argc, char** argv)
     }
     try {
         const kel::SignatureSigner signer = signerFor(arguments.at(1), arguments.at(2));
-        save(signer.publicKey().toPem(), arguments.at(1) + QStringLiteral(".pub"));
+        save(signer.publicKey().toPem(), arguments.at(1) + QStringLiteral(".pub"), false);
         signer.signFile(arguments.at(3), arguments.at(4));
         std::printf("%s\n", signer.publicKey().fingerprint().toHex().constData());
         return EXIT_SUCCESS;

@@ -144,7 +144,7 @@ private Q_SLOTS:
         for (const Scheme scheme : {Scheme::EcdsaSha256, Scheme::Ed25519}) {
             const auto signer = SignatureSigner::generate(scheme);
             const SignatureVerifier check(signer.publicKey(), scheme);
-            for (const int size : {0, 1, 128 << 10, (128 << 10) + 1, 5 << 20}) {
+            for (const int size : {0, 1, 256 << 10, (256 << 10) + 1, 5 << 20}) {
                 const QByteArray data = testBytes(size);
                 const QByteArray good = signer.sign(data), all = "skipped" + data;
                 write("sized", data);

@@ -20,7 +20,7 @@ namespace kel {
 class ChunkFeeder
 {
 public:
-    static constexpr int chunkSize = 128 * 1024;
+    static constexpr int chunkSize = 256 * 1024;
 
     /** Answers whether the chunk was consumed; doesn't throw. */
     using Consumer = std::function<bool(const char* data, std::size_t size)>;

@@ -35,7 +35,7 @@ struct DataSource;
  * Counts have 64 bits. OpenSSL's error queue is left as it was found.
  *
  * \par Blocking
- * Calls return when the data is read and checked. Beyond the first MiB, reading and digesting
+ * Calls return when the data is read and checked. Beyond the first 2 MiB, reading and digesting
  * overlap where there is more than one processor, with a thread of their own during the call.
  *
  * \par Threads
