@@ -22,6 +22,7 @@ void addTrees();
 void addNames();
 void addFileCopies();
 
+void addAsyncFile();
 void addWorker();
 void addTokens();
 

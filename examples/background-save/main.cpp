@@ -1,13 +1,18 @@
-// Saves a document of the given size to a file while the program stays responsive: the file is
-// opened and written on the worker thread, and the main thread's timer goes on showing the progress.
+// Saves a document of the given size to a file while the program stays responsive: the writes run in
+// another thread, and the main thread's timer goes on showing the progress. The old document stays
+// as it is until the new one is whole and on the disk.
 
-#include <Quarn/access/KelFileAccess.h>
+#include <Quarn/access/AsyncFile.h>
 
 #include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QFutureWatcher>
 #include <QTimer>
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 namespace {
 
@@ -17,69 +22,62 @@ class BackgroundSave : public QObject
 {
 public:
     BackgroundSave(const QString& fileName, const QByteArray& document)
-        : m_document(document), m_access(fileName)
+        : m_document(document), m_fileName(fileName),
+          m_newName(m_fileName + QStringLiteral(".new%1").arg(QCoreApplication::applicationPid())),
+          m_file(m_newName)
     {
-        connect(&m_access, &kel::KelFileAccess::writeFinished, this, &BackgroundSave::onWritten);
+        connect(&m_saved, &QFutureWatcherBase::finished, this, &BackgroundSave::finish);
         connect(&m_progress, &QTimer::timeout, this, &BackgroundSave::showProgress);
     }
 
     void start()
     {
-        //! [open]
-        connect(&m_access, &QThread::finished, this, &BackgroundSave::onOpened);
-        m_access.open(QIODevice::WriteOnly, true);
-        m_access.start();
-        m_access.stop(); // finished() tells that the file has been opened, or could not be
-        //! [open]
+        //! [save]
+        m_opened = m_file.open(QIODevice::WriteOnly | QIODevice::NewOnly);
+        for (int position = 0; position < m_document.size(); position += pieceSize)
+            m_file.write(m_document.mid(position, pieceSize));
+        m_file.flush();
+        m_saved.setFuture(m_file.close()); // a QFutureWatcher: finish() looks at its result
+        //! [save]
         m_progress.start(100);
     }
 
 private:
-    //! [write]
-    void onOpened()
-    {
-        disconnect(&m_access, &QThread::finished, this, nullptr);
-        if (m_access.error() != QFile::NoError)
-            return finish(EXIT_FAILURE); // there is no such folder, for example
-        m_access.start(); // again, for the writes
-        writeNext();
-    }
-
-    void writeNext()
-    {
-        m_piece = m_document.mid(m_saved, pieceSize);
-        m_access.write(m_piece);
-    }
-
-    void onWritten(qint64 count)
-    {
-        m_saved += int(qMax(count, qint64(0)));
-        if (count != m_piece.size())
-            return finish(EXIT_FAILURE); // the disk is full, or gone
-        if (m_saved < m_document.size())
-            return writeNext();
-        finish(EXIT_SUCCESS);
-    }
-    //! [write]
-
-    void finish(int status)
+    void finish()
     {
         m_progress.stop();
         showProgress();
-        std::fprintf(stderr, status == EXIT_SUCCESS ? "\n" : "\nThe file is not complete.\n");
-        QCoreApplication::exit(status);
+        QString fault = m_saved.result().errorString; // of whatever failed first
+        if (fault.isEmpty())
+            fault = replaceOld();
+        if (!fault.isEmpty() && m_opened.result().ok())
+            QFile::remove(m_newName);
+        std::fprintf(stderr, "\n%s\n", fault.isEmpty() ? "done" : qPrintable(fault));
+        QCoreApplication::exit(fault.isEmpty() ? EXIT_SUCCESS : EXIT_FAILURE);
+    }
+
+    /** In one step, so that there is a whole document at any time. */
+    QString replaceOld() const
+    {
+        if (QFile::exists(m_fileName))
+            QFile::setPermissions(m_newName, QFile::permissions(m_fileName));
+        std::error_code error;
+        std::filesystem::rename(m_newName.toStdU16String(), m_fileName.toStdU16String(), error);
+        return error ? QString::fromLocal8Bit(error.message().c_str()) : QString();
     }
 
     void showProgress()
     {
-        std::fprintf(stderr, "\rsaved %d of %d bytes", m_saved, int(m_document.size()));
+        std::fprintf(stderr, "\r%d MB left ", int(m_file.queuedBytes() / pieceSize));
     }
 
     const QByteArray m_document;
-    QByteArray m_piece;
-    int m_saved = 0;
+    const QString m_fileName;
+    const QString m_newName;
     QTimer m_progress;
-    kel::KelFileAccess m_access; // last: its destructor waits for the worker
+    kel::AsyncFile m_file;
+    kel::AsyncFile::Request m_opened;
+    QFutureWatcher<kel::AsyncFileResult> m_saved;
 };
 
 } // namespace
@@ -93,7 +91,9 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "Usage: background-save FILE [MEGABYTES, 1 to 1024]\n");
         return EXIT_FAILURE;
     }
-    BackgroundSave save(arguments.at(1), QByteArray(megabytes * pieceSize, 'x'));
+    const QString target = QFileInfo(arguments.at(1)).canonicalFilePath(); // not the link to it
+    BackgroundSave save(target.isEmpty() ? arguments.at(1) : target,
+                        QByteArray(megabytes * pieceSize, 'x'));
     save.start();
     return QCoreApplication::exec();
 }

@@ -136,6 +136,33 @@ private Q_SLOTS:
         QVERIFY(books->open.empty() && AccessTokenKeeper::instance()->isTokenValid(second));
     }
 
+    void forgetsAndClears()
+    {
+        AccessTokenKeeper keeper;
+        const auto logOn
+            = [&](const wchar_t* user) { return keeper.getLoggedOnToken(L"", user, L"secret"); };
+        void* const bob = logOn(L"bob");
+        void* const eve = logOn(L"eve");
+        QVERIFY(!keeper.forget(L"", L"Bob") && keeper.forget(L"", L"bob"));
+        QVERIFY(!keeper.isTokenValid(bob) && keeper.isTokenValid(eve));
+        QCOMPARE(books->open, std::set<void*>{eve});
+        QVERIFY(!keeper.forget(L"", L"bob"));
+        QVERIFY(logOn(L"bob") != bob && logOn(L"eve") == eve);
+        const std::set<void*> open = books->open;
+        bool failed = true;
+        for (int allocation = 1; failed; ++allocation) {
+            allocationsLeft = allocation;
+            try {
+                keeper.clear();
+                failed = false;
+            } catch (const std::bad_alloc&) { }
+            allocationsLeft = 0;
+            QCOMPARE(keeper.isTokenValid(eve), failed);
+            QCOMPARE(books->open, failed ? open : std::set<void*>());
+        }
+        QVERIFY(logOn(L"eve") != eve);
+    }
+
     /** Each allocation fails in its turn, of a first logon and of one with another password. */
     void losesNoTokenWhenMemoryIsShort()
     {

@@ -79,9 +79,17 @@ private Q_SLOTS:
         }
         QCOMPARE(find(1), std::make_pair(0, 0)); // replaced
         QCOMPARE(find(2), std::make_pair(2, 0)); // one in each
-        keeper.reset();
+        QVERIFY(keeper->forget(L"scope", L"bob"));
         file.reset();
         QCOMPARE(find(2), std::make_pair(0, 0));
+        (void)keeper->getLoggedOnToken(L"scope", L"bob", password(3));
+        (void)keeper->getLoggedOnToken(L"scope", L"eve", password(4));
+        keeper->clear();
+        QVERIFY(find(3).first == 0 && find(4).first == 0);
+        (void)keeper->getLoggedOnToken(L"scope", L"bob", password(5));
+        QCOMPARE(find(5), std::make_pair(1, 0));
+        keeper.reset();
+        QCOMPARE(find(5), std::make_pair(0, 0));
     }
 
     /** A process has 65,530 mappings, and may lock few pages. */

@@ -73,10 +73,12 @@ public:
     Tokens() : m_memory({256, 1024}, &secretPages()) { }
     Tokens(const Tokens&) = delete;
     Tokens& operator=(const Tokens&) = delete;
-    ~Tokens();
+    ~Tokens() { closeAll(); }
 
     void* get(Key key, const std::wstring& password);
-    bool isReplaced(void* token) const;
+    bool isClosed(void* token) const;
+    bool forget(const Key& key);
+    void clear();
 
 private:
     struct Entry
@@ -87,30 +89,13 @@ private:
     using Map = std::unordered_map<Key, Entry, KeyHash>;
 
     void* logOn(Map::iterator entry, const std::wstring& password);
+    void closeAll() noexcept;
 
     std::pmr::unsynchronized_pool_resource m_memory; // of the passwords
     Map m_open;
-    std::unordered_set<void*> m_replaced; // and closed
+    std::unordered_set<void*> m_closed; // while the keeper goes on
     mutable Mutex m_lock; // guards all; taken before the log's mutex, held during logons
 };
-
-/** Closes the tokens in the order of their keys, or in any when there is no memory to sort them. */
-AccessTokenKeeper::Tokens::~Tokens()
-{
-    std::vector<const Map::value_type*> sorted;
-    try {
-        sorted.reserve(m_open.size());
-        for (const Map::value_type& entry : m_open)
-            sorted.push_back(&entry);
-        std::sort(sorted.begin(), sorted.end(),
-                  [](const auto* left, const auto* right) { return left->first < right->first; });
-        for (const Map::value_type* const entry : sorted)
-            closeLogonToken(entry->second.token);
-    } catch (const std::bad_alloc&) {
-        for (const Map::value_type& entry : m_open)
-            closeLogonToken(entry.second.token);
-    }
-}
 
 void* AccessTokenKeeper::Tokens::get(Key key, const std::wstring& password)
 {
@@ -123,7 +108,7 @@ void* AccessTokenKeeper::Tokens::get(Key key, const std::wstring& password)
     if (entry == m_open.end())
         return logOn(m_open.emplace(std::move(key), std::move(renewed)).first, password);
     // The last that can fail for want of memory: from here on the old token is gone.
-    m_replaced.insert(entry->second.token);
+    m_closed.insert(entry->second.token);
     warnOfPasswordChange(key);
     closeLogonToken(entry->second.token);
     entry->second = std::move(renewed);
@@ -145,15 +130,57 @@ void* AccessTokenKeeper::Tokens::logOn(Map::iterator entry, const std::wstring& 
         m_open.erase(entry);
         return noToken;
     }
-    m_replaced.erase(token); // Windows gives the value of a closed handle out again
+    m_closed.erase(token); // Windows gives the value of a closed handle out again
     entry->second.token = token;
     return token;
 }
 
-bool AccessTokenKeeper::Tokens::isReplaced(void* token) const
+bool AccessTokenKeeper::Tokens::isClosed(void* token) const
 {
     const MutexLocker locker(m_lock, true);
-    return m_replaced.count(token) > 0;
+    return m_closed.count(token) > 0;
+}
+
+bool AccessTokenKeeper::Tokens::forget(const Key& key)
+{
+    const MutexLocker locker(m_lock, true);
+    const auto entry = m_open.find(key);
+    if (entry == m_open.end())
+        return false;
+    m_closed.insert(entry->second.token);
+    closeLogonToken(entry->second.token);
+    m_open.erase(entry);
+    return true;
+}
+
+void AccessTokenKeeper::Tokens::clear()
+{
+    const MutexLocker locker(m_lock, true);
+    std::unordered_set<void*> closing;
+    for (const Map::value_type& entry : m_open)
+        closing.insert(entry.second.token);
+    m_closed.reserve(m_closed.size() + closing.size()); // the last that can fail
+    closeAll();
+    m_closed.merge(closing);
+    m_open.clear();
+}
+
+/** Closes the tokens in the order of their keys, or in any when there is no memory to sort them. */
+void AccessTokenKeeper::Tokens::closeAll() noexcept
+{
+    std::vector<const Map::value_type*> sorted;
+    try {
+        sorted.reserve(m_open.size());
+        for (const Map::value_type& entry : m_open)
+            sorted.push_back(&entry);
+        std::sort(sorted.begin(), sorted.end(),
+                  [](const auto* left, const auto* right) { return left->first < right->first; });
+        for (const Map::value_type* const entry : sorted)
+            closeLogonToken(entry->second.token);
+    } catch (const std::bad_alloc&) {
+        for (const Map::value_type& entry : m_open)
+            closeLogonToken(entry.second.token);
+    }
 }
 
 void* const AccessTokenKeeper::noToken = reinterpret_cast<void*>(std::intptr_t(-1));
@@ -188,7 +215,17 @@ void* AccessTokenKeeper::getLoggedOnToken(std::wstring scope, std::wstring user,
 
 bool AccessTokenKeeper::isTokenValid(void* token) const
 {
-    return !m_tokens->isReplaced(token);
+    return !m_tokens->isClosed(token);
+}
+
+bool AccessTokenKeeper::forget(const std::wstring& scope, const std::wstring& user)
+{
+    return m_tokens->forget({scope, user});
+}
+
+void AccessTokenKeeper::clear()
+{
+    m_tokens->clear();
 }
 
 } // namespace kel

@@ -22,7 +22,7 @@ namespace kel {
  *
  * \par Ownership
  * The keeper owns every token that it hands out and closes it when another password replaces it,
- * or with itself. Callers never close one. Whoever holds on to a token asks isTokenValid() before
+ * when it is told to, or with itself. Callers never close one. Whoever holds on to a token asks isTokenValid() before
  * using it again.
  *
  * \par Passwords
@@ -68,8 +68,24 @@ public:
     [[nodiscard]] void* getLoggedOnToken(std::wstring scope, std::wstring user,
                                          std::wstring password);
 
-    /** False when \a token was closed because of another password; true for everything else. */
+    /** False when \a token was replaced, forgotten or cleared; true for everything else. */
     [[nodiscard]] bool isTokenValid(void* token) const;
+
+    /**
+     * Closes the token of \a user in \a scope, which is from then on invalid, and wipes its password.
+     * Other tokens stay.
+     *
+     * \return false when there is none
+     * \throws std::bad_alloc when memory is short; the token stays
+     */
+    bool forget(const std::wstring& scope, const std::wstring& user);
+
+    /**
+     * Closes all tokens, which are from then on invalid, and wipes their passwords.
+     *
+     * \throws std::bad_alloc when memory is short; all tokens stay
+     */
+    void clear();
 
 private:
     class QUARN_NO_EXPORT Tokens;

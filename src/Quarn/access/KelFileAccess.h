@@ -39,11 +39,15 @@ class SecretText;
  * No signal tells that a threaded open or close is done, and until it is, a read or a write is
  * dropped. A program that must not wait, as in a window's thread, has the worker end after the
  * open, which QThread::finished() tells:
- * \snippet background-save/main.cpp open
+ *
+ *     connect(&access, &QThread::finished, this, &Saver::startAgainAndWrite);
+ *     access.open(QIODevice::WriteOnly, true);
+ *     access.start();
+ *     access.stop();
+ *
  * Then it begins anew. The first write is sure to be accepted, and so is each one made when the one
- * before has signalled its end:
- * \snippet background-save/main.cpp write
- * A program that has something else to do asks isIdle() now and then.
+ * before has signalled its end. A program that has something else to do asks isIdle() now and then.
+ * AsyncFile needs none of this: it queues its requests, and each has a result of its own.
  *
  * \par Threads
  * Requests may come from any thread and never block. The signals are emitted on the worker thread;

@@ -1,0 +1,209 @@
+#include <Quarn/access/AsyncFileQueue_p.h>
+
+#include <Quarn/access/backgroundTask_p.h>
+#include <Quarn/companion/narrow_p.h>
+#include <Quarn/companion/qtcompat_p.h>
+
+#include <QDeadlineTimer>
+#include <QMutexLocker>
+
+#include <utility>
+
+namespace kel {
+namespace {
+
+/** After so long a file makes room for others that want the same thread. */
+constexpr int sliceMsecs = 100;
+
+} // namespace
+
+/** Lends the thread back to its pool for as long as it waits. */
+class AsyncFile::Queue::Wait final : public SystemFile::Wait
+{
+public:
+    Wait(const Queue& queue, QThreadPool* pool, const AsyncFileRequest& request)
+        : m_queue(queue), m_pool(pool), m_request(request)
+    { }
+    ~Wait()
+    {
+        if (m_isLent)
+            m_pool->reserveThread();
+    }
+
+    bool goesOn() override
+    {
+        if (m_pool && !std::exchange(m_isLent, true))
+            m_pool->releaseThread();
+        return m_queue.goesOnWaiting(m_request);
+    }
+
+private:
+    const Queue& m_queue;
+    QThreadPool* const m_pool;
+    const AsyncFileRequest& m_request;
+    bool m_isLent = false;
+};
+
+AsyncFile::Queue::Queue(const QString& fileName, QThreadPool* pool)
+    : m_isPoolGlobal(!pool), m_pool(pool), m_worker(fileName)
+{
+    // Now, so that it goes after a static AsyncFile, which asks for it in its own end.
+    if (m_isPoolGlobal)
+        QThreadPool::globalInstance();
+    expectBackgroundTasks();
+}
+
+AsyncFile::Request AsyncFile::Queue::add(AsyncFileRequest request)
+{
+    const Request future = request.promise.future();
+    QMutexLocker locker(&m_mutex);
+    const bool isFirst = append(std::move(request));
+    locker.unlock();
+    if (isFirst)
+        start();
+    return future;
+}
+
+/** With the lock held; whether the queue is to be started then. */
+bool AsyncFile::Queue::append(AsyncFileRequest request)
+{
+    m_bytes += request.data.size();
+    m_requests.push_back(std::move(request));
+    ++m_made;
+    return !std::exchange(m_isCarryingOut, true);
+}
+
+void AsyncFile::Queue::abandon()
+{
+    takeBack(
+        [](const AsyncFileRequest& request) { return request.kind == AsyncFileRequest::Read; });
+    AsyncFileRequest close(AsyncFileRequest::Close);
+    QMutexLocker locker(&m_mutex);
+    m_isAbandoned = true;
+    const bool isFirst = (m_isOpen || m_isCarryingOut) && append(std::move(close));
+    locker.unlock();
+    if (isFirst)
+        start();
+}
+
+void AsyncFile::Queue::cancel()
+{
+    {
+        const QMutexLocker locker(&m_mutex);
+        m_isInterrupted = true;
+    }
+    takeBack([](const AsyncFileRequest&) { return true; });
+}
+
+void AsyncFile::Queue::takeBack(const std::function<bool(const AsyncFileRequest&)>& which)
+{
+    std::vector<QFutureInterface<AsyncFileResult>> promises;
+    QMutexLocker locker(&m_mutex);
+    for (AsyncFileRequest& request : m_requests) {
+        if (request.takenBack || !which(request))
+            continue;
+        promises.push_back(request.promise);
+        request.takenBack = true;
+        m_bytes -= request.data.size();
+        request.data.clear();
+    }
+    locker.unlock();
+    for (QFutureInterface<AsyncFileResult>& promise : promises)
+        promise.cancel();
+}
+
+int AsyncFile::Queue::requests() const
+{
+    const QMutexLocker locker(&m_mutex);
+    return narrow(qint64(m_made - m_done));
+}
+
+qint64 AsyncFile::Queue::bytes() const
+{
+    const QMutexLocker locker(&m_mutex);
+    return m_bytes;
+}
+
+bool AsyncFile::Queue::waitForFinished(int waitMsecs)
+{
+    const QDeadlineTimer deadline(waitMsecs);
+    const QMutexLocker locker(&m_mutex);
+    const quint64 wanted = m_made;
+    if (m_finished < wanted && m_thread == QThread::currentThreadId())
+        return false;
+    while (m_finished < wanted) {
+        if (!m_progress.wait(&m_mutex, deadline))
+            return m_finished >= wanted;
+    }
+    return true;
+}
+
+bool AsyncFile::Queue::goesOnWaiting(const AsyncFileRequest& request) const
+{
+    const QMutexLocker locker(&m_mutex);
+    const bool isWanted
+        = request.kind == AsyncFileRequest::Write || !(m_isAbandoned || programAwaitsTasks());
+    return isWanted && !m_isInterrupted && !request.promise.isCanceled();
+}
+
+void AsyncFile::Queue::start()
+{
+    QThreadPool* const pool = m_isPoolGlobal ? QThreadPool::globalInstance() : m_pool.data();
+    startInBackground(pool, [self = shared_from_this()](QThreadPool* own) { self->carryOut(own); });
+}
+
+/** In the thread for it, until there are no requests or others want the thread, too. */
+void AsyncFile::Queue::carryOut(QThreadPool* pool)
+{
+    const QDeadlineTimer slice(sliceMsecs);
+    Requests batch;
+    Results results;
+    while (takeBatch(batch)) {
+        {
+            Wait wait(*this, pool, batch.front());
+            m_worker.carryOut(batch, wait, results);
+        }
+        setDone(batch);
+        for (std::size_t i = 0; i < batch.size(); ++i)
+            finish(batch[i].promise, results[i]);
+        setFinished(batch);
+        batch.clear(); // with what continuations hold, so without the lock
+        if (pool && slice.hasExpired())
+            return start(); // behind the others
+    }
+}
+
+/** Whether there is a batch; without one the carrying out ends. */
+bool AsyncFile::Queue::takeBatch(Requests& batch)
+{
+    const QMutexLocker locker(&m_mutex);
+    m_isInterrupted = false;
+    m_isCarryingOut = !m_requests.empty();
+    if (!m_isCarryingOut)
+        return false;
+    m_thread = QThread::currentThreadId();
+    do {
+        batch.push_back(std::move(m_requests.front()));
+        m_requests.pop_front();
+    } while (!m_requests.empty() && m_worker.joins(batch, m_requests.front()));
+    return true;
+}
+
+void AsyncFile::Queue::setDone(const Requests& batch)
+{
+    const QMutexLocker locker(&m_mutex);
+    m_done += batch.size();
+    for (const AsyncFileRequest& request : batch)
+        m_bytes -= request.data.size();
+    m_isOpen = m_worker.isOpen();
+}
+
+void AsyncFile::Queue::setFinished(const Requests& batch)
+{
+    const QMutexLocker locker(&m_mutex);
+    m_finished += batch.size();
+    m_thread = nullptr;
+    m_progress.wakeAll();
+}
+
+} // namespace kel

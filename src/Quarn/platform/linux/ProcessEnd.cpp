@@ -1,0 +1,10 @@
+#include <Quarn/platform/ProcessEnd_p.h>
+
+namespace kel {
+
+bool otherThreadsHaveEnded()
+{
+    return false; // they run until the last static object is destroyed
+}
+
+} // namespace kel
