@@ -44,7 +44,7 @@ void store(const QString& path, const QByteArray& data)
 class Stream : public kelmQFile
 {
 public:
-    using kelmQFile::kelmQFile;
+    explicit Stream(const QString& path) : kelmQFile(path) { enableNonBlockingMode(false); }
     void setThroughputStats(quint64, quint64, quint64, quint64) override { }
 };
 

@@ -88,7 +88,7 @@ bool failsToTransfer(const char* call, int descriptor, std::size_t& size)
 {
     if (!isDue(Target(descriptor)) || (fault.error == shortCount && size < 2))
         return false;
-    const bool halved = fault.error == shortCount && failed == 0;
+    const bool halved = fault.error == shortCount && !first;
     note(call);
     errno = fault.error == shortCount ? EIO : fault.error;
     if (halved)

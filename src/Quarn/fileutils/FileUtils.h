@@ -186,7 +186,8 @@ public:
 
     /**
      * A name, relative to \a dir, for which exists() answers false at the moment. Nothing is
-     * created, so somebody else may take it before the caller does.
+     * created, so somebody else may take it before the caller does. **In a folder that cannot be
+     * listed or asked any name may look free:** create the file with QIODevice::NewOnly.
      *
      * In \a pattern "%d" becomes the date as 2024-05-31 and "%t" the time as 13.45 of \a dateTime,
      * or of now when that is invalid. While the name is taken, 2, 3 and so on are put in front of

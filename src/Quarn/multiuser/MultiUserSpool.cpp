@@ -3,7 +3,7 @@
 #include <Quarn/companion/deviceFailure_p.h>
 #include <Quarn/companion/narrow_p.h>
 #include <Quarn/multiuser/MultiUserSpoolReader.h>
-#include <Quarn/multiuser/SpoolStore_p.h>
+#include <Quarn/multiuser/spool/SpoolStore_p.h>
 
 #include <boost/make_shared.hpp>
 

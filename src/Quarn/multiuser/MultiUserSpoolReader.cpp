@@ -3,7 +3,7 @@
 #include <Quarn/companion/deviceFailure_p.h>
 #include <Quarn/companion/narrow_p.h>
 #include <Quarn/multiuser/MultiUserSpool.h>
-#include <Quarn/multiuser/SpoolReading_p.h>
+#include <Quarn/multiuser/spool/SpoolReading_p.h>
 
 #include <QMetaMethod>
 #include <QPointer>

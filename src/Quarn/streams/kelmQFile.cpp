@@ -259,7 +259,9 @@ qint64 kelmQFile::repeatWaiting(Attempt attempt)
             return 0;
         m_removed = removed();
         m_lastCount = attempt(); // also what came right before the removal
-        if (m_lastCount > 0 || m_removed)
+        // Only a pipe or device may get over an error; a file's would be tried again for ever.
+        const bool failed = m_lastCount < 0 && !isSequential();
+        if (m_lastCount > 0 || m_removed || failed)
             break;
         if (elapsed.elapsed() < pauseMsecs)
             QThread::msleep(pauseMsecs); // a wait that returns at once must not become a busy one

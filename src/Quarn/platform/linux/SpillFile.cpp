@@ -46,6 +46,10 @@ bool SpillFile::isOpen() const
 
 bool SpillFile::open(const QString& folder, QString* reason)
 {
+    if (folder.isEmpty()) { // as QDir::tempPath() is when there is none; not the root folder
+        *reason = reasonOf(ENOENT);
+        return false;
+    }
     const QByteArray path = QFile::encodeName(folder);
     FileDescriptor file(
         ::open(path.constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR));

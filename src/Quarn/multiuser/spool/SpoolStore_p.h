@@ -1,10 +1,10 @@
-#ifndef QUARN_MULTIUSER_SPOOLSTORE_P_H
-#define QUARN_MULTIUSER_SPOOLSTORE_P_H
+#ifndef QUARN_MULTIUSER_SPOOL_SPOOLSTORE_P_H
+#define QUARN_MULTIUSER_SPOOL_SPOOLSTORE_P_H
 
 #include <Quarn/multiuser/MultiUserSpoolFigures.h>
 #include <Quarn/multiuser/MultiUserSpoolSettings.h>
 #include <Quarn/multiuser/MultiUserSpoolView.h>
-#include <Quarn/multiuser/SpoolChunks_p.h>
+#include <Quarn/multiuser/spool/SpoolChunks_p.h>
 #include <Quarn/platform/SpillFile_p.h>
 
 #include <QString>

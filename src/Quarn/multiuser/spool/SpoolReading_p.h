@@ -1,7 +1,7 @@
-#ifndef QUARN_MULTIUSER_SPOOLREADING_P_H
-#define QUARN_MULTIUSER_SPOOLREADING_P_H
+#ifndef QUARN_MULTIUSER_SPOOL_SPOOLREADING_P_H
+#define QUARN_MULTIUSER_SPOOL_SPOOLREADING_P_H
 
-#include <Quarn/multiuser/SpoolStore_p.h>
+#include <Quarn/multiuser/spool/SpoolStore_p.h>
 
 #include <condition_variable>
 #include <functional>

@@ -1,6 +1,6 @@
-#include <Quarn/multiuser/SpoolStore_p.h>
+#include <Quarn/multiuser/spool/SpoolStore_p.h>
 
-#include <Quarn/multiuser/SpoolReading_p.h>
+#include <Quarn/multiuser/spool/SpoolReading_p.h>
 
 #include <QDir>
 

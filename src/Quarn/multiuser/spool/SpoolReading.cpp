@@ -1,4 +1,4 @@
-#include <Quarn/multiuser/SpoolReading_p.h>
+#include <Quarn/multiuser/spool/SpoolReading_p.h>
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include <Quarn/multiuser/SpoolChunks_p.h>
+#include <Quarn/multiuser/spool/SpoolChunks_p.h>
 
 #include <Quarn/platform/LargePages_p.h>
 

@@ -1,5 +1,5 @@
-#include <Quarn/multiuser/SpoolReading_p.h>
-#include <Quarn/multiuser/SpoolStore_p.h>
+#include <Quarn/multiuser/spool/SpoolReading_p.h>
+#include <Quarn/multiuser/spool/SpoolStore_p.h>
 
 #include <algorithm>
 #include <utility>
