@@ -40,7 +40,7 @@ consume sub-folder 5 -DQUARN_SOURCE="$source_dir" -DCONSUMER_QT=5 -DBUILD_SHARED
 cmake --install "$work/sub-folder" >/dev/null
 CMAKE_PREFIX_PATH=$work/static consume static 5
 
-for example in background-save capture relay; do
+for example in background-save capture pin-publisher relay sign-release verify-download; do
     say "example outside the tree: $example"
     cmake -S "$source_dir/examples/$example" -B "$work/$example" -G Ninja >"$work/log" \
         && cmake --build "$work/$example" >>"$work/log" || { cat "$work/log"; exit 1; }
@@ -53,7 +53,7 @@ for folder in "$moved/lib" "$work/static/lib"; do
         # shellcheck disable=SC2086 # words are what is wanted
         g++ -std=c++17 "$source_dir/tests/consumer/consumer.cpp" -o "$work/by-pkg-config" $flags
         # With nobody to show the folder; a desktop library that isn't found would be told.
-        said=$(env -i PATH=/nowhere LD_LIBRARY_PATH="$folder" "$work/by-pkg-config" / 2>&1)
+        said=$(env -i PATH=/nowhere LC_ALL=C.UTF-8 LD_LIBRARY_PATH="$folder" "$work/by-pkg-config" / 2>&1)
         [[ $said == "Qt "*"library" ]] || { echo "$said"; exit 1; }
     done
 done

@@ -259,9 +259,9 @@ private Q_SLOTS:
                          line.constData());
         };
         const char rest[] = RELAY_PROGRAM " --memory 64K --rate 1500000 data >table' /dev/null";
-        check(QByteArray("script -qec 'stty cols 78; ").append(rest), 78, true);
+        check(QByteArray("script -qec 'stty cols 78; TERM=xterm ").append(rest), 78, true);
         QVERIFY2(m_output.contains(" MB on disk\r"), m_output.constData());
-        check(QByteArray("script -qec 'stty cols 40; ").append(rest), 40, false);
+        check(QByteArray("script -qec 'stty cols 40; TERM=xterm ").append(rest), 40, false);
     }
 
 private:
