@@ -7,6 +7,7 @@
 #include <QFileInfo>
 #include <QThread>
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -213,7 +214,13 @@ qint64 kelmQFile::readData(char* data, qint64 maxSize)
         return -1;
     if (maxSize <= 0)
         return 0; // QIODevice asks for nothing now and then; that must not wait
-    return readWaiting([this, data, maxSize] { return QFile::readData(data, maxSize); });
+    return readWaiting([this, data, maxSize] {
+        const qint64 count = QFile::readData(data, maxSize);
+        if (count <= 0 || count == maxSize || isSequential() || pos() + count >= size())
+            return count;
+        // Qt passes over what ended a read that got a part, and takes it for the end of the file.
+        return count + std::max<qint64>(QFile::readData(data + count, maxSize - count), 0);
+    });
 }
 
 qint64 kelmQFile::readLineData(char* data, qint64 maxSize)
