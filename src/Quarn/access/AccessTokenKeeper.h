@@ -22,8 +22,8 @@ namespace kel {
  *
  * \par Ownership
  * The keeper owns every token that it hands out and closes it when another password replaces it,
- * when it is told to, or with itself. Callers never close one. Whoever holds on to a token asks isTokenValid() before
- * using it again.
+ * when it is told to, or with itself. Callers never close one. Whoever holds on to a token asks
+ * isTokenValid() before using it again.
  *
  * \par Passwords
  * They are kept in memory that is left out of core dumps, locked as far as the process may, and
