@@ -276,7 +276,7 @@ private Q_SLOTS:
         write("old.sig", "old");
         QVERIFY(QFile::link(m_folder.at("data"), m_folder.at("link")));
         ::mkfifo(QFile::encodeName(m_folder.at("fifo")).constData(), 0600);
-        const auto sign = [&](const char* name, const SignatureProgress& progress = {}) {
+        const auto sign = [&](const char* name, const TransferProgress& progress = {}) {
             return outcome([&] {
                 return signer.signFile(m_folder.at("data"), m_folder.at(name), progress), true;
             });

@@ -211,7 +211,7 @@ private Q_SLOTS:
         const SignatureVerifier check(signer.publicKey(), Scheme::EcdsaSha256);
         const QByteArray data = testBytes(4 << 20);
         write("changing.sig", signer.sign(data));
-        const auto during = [&](const SignatureProgress& progress) {
+        const auto during = [&](const TransferProgress& progress) {
             write("changing", data);
             return outcome(
                 [&] { return check.verifyFile(at("changing"), at("changing.sig"), progress); });

@@ -46,7 +46,7 @@ int readStream(IIOInterface& stream, char* data, int wanted)
 class CountedReads
 {
 public:
-    CountedReads(const DataSource& source, const SignatureProgress& progress)
+    CountedReads(const DataSource& source, const TransferProgress& progress)
         : m_source(source), m_progress(progress)
     { }
 
@@ -68,7 +68,7 @@ public:
 
 private:
     const DataSource& m_source;
-    const SignatureProgress& m_progress;
+    const TransferProgress& m_progress;
     qint64 m_done = 0;
 };
 
@@ -95,7 +95,7 @@ DataSource sourceFrom(const boost::shared_ptr<IIOInterface>& stream)
     return {[stream](char* data, int wanted) { return readStream(*stream, data, wanted); }, -1};
 }
 
-void digestAll(const DataSource& source, EVP_MD_CTX* context, const SignatureProgress& progress)
+void digestAll(const DataSource& source, EVP_MD_CTX* context, const TransferProgress& progress)
 {
     CountedReads reads(source, progress);
     ChunkFeeder feeder([context](const char* data, std::size_t size) {
@@ -111,7 +111,7 @@ void digestAll(const DataSource& source, EVP_MD_CTX* context, const SignaturePro
     require(feeder.finish());
 }
 
-QByteArray allOf(const DataSource& source, qint64 maxSize, const SignatureProgress& progress)
+QByteArray allOf(const DataSource& source, qint64 maxSize, const TransferProgress& progress)
 {
     constexpr int pieceSize = 1 << 20;
     CountedReads reads(source, progress);

@@ -1,7 +1,7 @@
 #ifndef QUARN_SIGNATURE_DATASOURCE_P_H
 #define QUARN_SIGNATURE_DATASOURCE_P_H
 
-#include <Quarn/signature/SignatureProgress.h>
+#include <Quarn/companion/TransferProgress.h>
 
 #include <QByteArray>
 
@@ -40,10 +40,10 @@ DataSource sourceFrom(const boost::shared_ptr<IIOInterface>& stream);
 /** @} */
 
 /** Adds all of \a source to a digest, a signature or a check that \a context has begun. */
-void digestAll(const DataSource& source, EVP_MD_CTX* context, const SignatureProgress& progress);
+void digestAll(const DataSource& source, EVP_MD_CTX* context, const TransferProgress& progress);
 
 /** All of \a source; SignatureException "Too much data for this scheme" beyond \a maxSize bytes. */
-QByteArray allOf(const DataSource& source, qint64 maxSize, const SignatureProgress& progress);
+QByteArray allOf(const DataSource& source, qint64 maxSize, const TransferProgress& progress);
 
 } // namespace kel
 #endif

@@ -127,19 +127,19 @@ QByteArray SignatureSigner::sign(const QByteArray& data) const
     });
 }
 
-QByteArray SignatureSigner::sign(QIODevice* device, const SignatureProgress& progress) const
+QByteArray SignatureSigner::sign(QIODevice* device, const TransferProgress& progress) const
 {
     return signAll(sourceFrom(device), progress);
 }
 
 QByteArray SignatureSigner::sign(const boost::shared_ptr<IIOInterface>& stream,
-                                 const SignatureProgress& progress) const
+                                 const TransferProgress& progress) const
 {
     return signAll(sourceFrom(stream), progress);
 }
 
 void SignatureSigner::signFile(const QString& dataPath, const QString& signaturePath,
-                               const SignatureProgress& progress) const
+                               const TransferProgress& progress) const
 {
     StrictFile file(dataPath);
     if (!mayReplace(signaturePath, dataPath))
@@ -148,7 +148,7 @@ void SignatureSigner::signFile(const QString& dataPath, const QString& signature
 }
 
 QByteArray SignatureSigner::signAll(const DataSource& source,
-                                    const SignatureProgress& progress) const
+                                    const TransferProgress& progress) const
 {
     if (!takesPieces(m_scheme))
         return sign(allOf(source, SignatureVerifier::maxUndigestedSize, progress));

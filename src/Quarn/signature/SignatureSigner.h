@@ -1,9 +1,9 @@
 #ifndef QUARN_SIGNATURE_SIGNATURESIGNER_H
 #define QUARN_SIGNATURE_SIGNATURESIGNER_H
 
+#include <Quarn/companion/TransferProgress.h>
 #include <Quarn/quarn_export.h>
 #include <Quarn/signature/PublicKey.h>
-#include <Quarn/signature/SignatureProgress.h>
 #include <Quarn/signature/SignatureScheme.h>
 
 #include <boost/shared_ptr.hpp>
@@ -75,10 +75,10 @@ public:
     [[nodiscard]] QByteArray sign(const QByteArray& data) const;
 
     /** Over everything from the position of \a device on, as SignatureVerifier::verify() reads it. */
-    [[nodiscard]] QByteArray sign(QIODevice* device, const SignatureProgress& progress = {}) const;
-    /** \copydoc sign(QIODevice*, const SignatureProgress&) const */
+    [[nodiscard]] QByteArray sign(QIODevice* device, const TransferProgress& progress = {}) const;
+    /** \copydoc sign(QIODevice*, const TransferProgress&) const */
     [[nodiscard]] QByteArray sign(const boost::shared_ptr<IIOInterface>& stream,
-                                  const SignatureProgress& progress = {}) const;
+                                  const TransferProgress& progress = {}) const;
 
     /**
      * Writes the signature of \a dataPath to \a signaturePath, where it appears whole or not at all:
@@ -88,11 +88,11 @@ public:
      *        lead to the same file and where something else than a file is in the way
      */
     void signFile(const QString& dataPath, const QString& signaturePath,
-                  const SignatureProgress& progress = {}) const;
+                  const TransferProgress& progress = {}) const;
 
 private:
     SignatureSigner(std::shared_ptr<EVP_PKEY> key, SignatureScheme scheme);
-    QByteArray signAll(const DataSource& source, const SignatureProgress& progress) const;
+    QByteArray signAll(const DataSource& source, const TransferProgress& progress) const;
 
     std::shared_ptr<EVP_PKEY> m_key; // with its private half
     PublicKey m_publicKey;

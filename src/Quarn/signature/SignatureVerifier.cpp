@@ -50,19 +50,19 @@ bool SignatureVerifier::verify(const QByteArray& data, const QByteArray& signatu
 }
 
 bool SignatureVerifier::verify(QIODevice* device, const QByteArray& signature,
-                               const SignatureProgress& progress) const
+                               const TransferProgress& progress) const
 {
     return verifyAll(sourceFrom(device), signature, progress);
 }
 
 bool SignatureVerifier::verify(const boost::shared_ptr<IIOInterface>& stream,
-                               const QByteArray& signature, const SignatureProgress& progress) const
+                               const QByteArray& signature, const TransferProgress& progress) const
 {
     return verifyAll(sourceFrom(stream), signature, progress);
 }
 
 bool SignatureVerifier::verifyFile(const QString& dataPath, const QString& signaturePath,
-                                   const SignatureProgress& progress) const
+                                   const TransferProgress& progress) const
 {
     const QByteArray signature = signatureIn(signaturePath);
     StrictFile file(dataPath);
@@ -78,7 +78,7 @@ QByteArray SignatureVerifier::verifiedContents(const QString& dataPath,
 }
 
 bool SignatureVerifier::verifyAll(const DataSource& source, const QByteArray& signature,
-                                  const SignatureProgress& progress) const
+                                  const TransferProgress& progress) const
 {
     if (!takesPieces(m_scheme))
         return verify(allOf(source, maxUndigestedSize, progress), signature);

@@ -1,9 +1,9 @@
 #ifndef QUARN_SIGNATURE_SIGNATUREVERIFIER_H
 #define QUARN_SIGNATURE_SIGNATUREVERIFIER_H
 
+#include <Quarn/companion/TransferProgress.h>
 #include <Quarn/quarn_export.h>
 #include <Quarn/signature/PublicKey.h>
-#include <Quarn/signature/SignatureProgress.h>
 #include <Quarn/signature/SignatureScheme.h>
 
 #include <boost/shared_ptr.hpp>
@@ -65,19 +65,19 @@ public:
      * \throw IOException "Could not read data" when a read fails or yields nothing before the end
      */
     [[nodiscard]] bool verify(QIODevice* device, const QByteArray& signature,
-                              const SignatureProgress& progress = {}) const;
+                              const TransferProgress& progress = {}) const;
 
     /** The same for a stream, which has to be a blocking one where its data is still to come. */
     [[nodiscard]] bool verify(const boost::shared_ptr<IIOInterface>& stream,
                               const QByteArray& signature,
-                              const SignatureProgress& progress = {}) const;
+                              const TransferProgress& progress = {}) const;
 
     /**
      * Over a regular file. What is opened later under this path may be another one: take
      * verifiedContents() where others may write there.
      */
     [[nodiscard]] bool verifyFile(const QString& dataPath, const QString& signaturePath,
-                                  const SignatureProgress& progress = {}) const;
+                                  const TransferProgress& progress = {}) const;
 
     /**
      * The contents of a file whose signature fits: read once, so that what was checked is what is
@@ -90,7 +90,7 @@ public:
 
 private:
     bool verifyAll(const DataSource& source, const QByteArray& signature,
-                   const SignatureProgress& progress) const;
+                   const TransferProgress& progress) const;
 
     PublicKey m_key;
     SignatureScheme m_scheme;
