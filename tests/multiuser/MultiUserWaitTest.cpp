@@ -13,7 +13,9 @@
 
 #include <atomic>
 #include <ctime>
+#include <functional>
 #include <future>
+#include <memory>
 
 using namespace kel;
 
@@ -43,8 +45,8 @@ QByteArray readToTheEnd(MultiUserReader& reader)
     return data;
 }
 
-/** Blocked reads in both kinds of threads get everything and end. */
-void readInThreads()
+/** Blocked reads in both kinds of threads get everything and end, whatever happens in between. */
+void readInThreads(const std::function<void()>& event = [] {})
 {
     const SharedBuffer buffer(new MultiUserBuffer);
     QSemaphore done;
@@ -60,6 +62,8 @@ void readInThreads()
         QThread::msleep(50);
         buffer->write(word);
     }
+    QThread::msleep(50);
+    event();
     buffer->close();
     if (!done.tryAcquire(2, 20000))
         qFatal("a read without an application hangs or ends early");
@@ -225,10 +229,9 @@ private Q_SLOTS:
 
 int main(int argc, char** argv)
 {
-    readInThreads(); // before there is an application object, and after it has gone
-    {
-        const QCoreApplication fleeting(argc, argv);
-    }
+    readInThreads(); // before there is an application object, while it goes, and afterwards
+    auto fleeting = std::make_unique<QCoreApplication>(argc, argv);
+    readInThreads([&] { fleeting.reset(); });
     readInThreads();
     const QCoreApplication application(argc, argv);
     MultiUserWaitTest test;
