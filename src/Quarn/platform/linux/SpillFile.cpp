@@ -1,8 +1,7 @@
 #include <Quarn/platform/SpillFile_p.h>
 
 #include <Quarn/platform/linux/FileDescriptor_p.h>
-
-#include <QFile>
+#include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -46,11 +45,11 @@ bool SpillFile::isOpen() const
 
 bool SpillFile::open(const QString& folder, QString* reason)
 {
-    if (folder.isEmpty()) { // as QDir::tempPath() is when there is none; not the root folder
+    const QByteArray path = systemPath(folder);
+    if (path.isEmpty()) { // or the fallback below would go to the root folder
         *reason = reasonOf(ENOENT);
         return false;
     }
-    const QByteArray path = QFile::encodeName(folder);
     FileDescriptor file(
         ::open(path.constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!file.isOpen())
