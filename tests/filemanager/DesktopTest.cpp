@@ -156,11 +156,7 @@ private Q_SLOTS:
     }
 
 private:
-    QByteArray opened() const
-    {
-        QFile file(m_folder.at("bin/xdg-open.called"));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    QByteArray opened() const { return m_folder.contents("bin/xdg-open.called"); }
 
     /** The address of a bus that listens and never accepts, with room for one more or for none. */
     QByteArray silentBus(const char* name, bool full)

@@ -66,7 +66,7 @@ private Q_SLOTS:
         Buffer finished(QByteArray("abc"));
         QVERIFY(!finished.writable() && finished.eofEncountered());
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("not open")));
-        QCOMPARE(finished.write("X", 1), -1);
+        QVERIFY(finished.write("X", 1) == -1 && finished.write("X", 0) == 0);
         for (const QIODevice::OpenMode mode :
              {QIODevice::OpenMode(QIODevice::ReadWrite), QIODevice::WriteOnly | QIODevice::Append,
               QIODevice::WriteOnly | QIODevice::Truncate})

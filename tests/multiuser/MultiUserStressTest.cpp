@@ -1,3 +1,5 @@
+#include "produced.h"
+
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/multiuser/MultiUserReader.h>
 
@@ -16,28 +18,6 @@ namespace {
 
 using SharedBuffer = boost::shared_ptr<MultiUserBuffer>;
 using Random = std::minstd_rand;
-
-/** The byte that belongs at \a position. */
-char byteAt(qint64 position)
-{
-    return char((position * 2654435761) >> 13);
-}
-
-void produce(const SharedBuffer& buffer, qint64 size, unsigned seed)
-{
-    Random random(seed);
-    QByteArray block;
-    for (qint64 done = 0; done < size; done += block.size()) {
-        block.resize(int(std::min<qint64>(size - done, 1 + qint64(random() % 5000))));
-        for (int i = 0; i < int(block.size()); ++i)
-            block[i] = byteAt(done + i);
-        if (!buffer->writeBlock(block.constData(), int(block.size())))
-            qFatal("the buffer takes no more");
-        if (random() % 8 == 0)
-            std::this_thread::yield();
-    }
-    buffer->finishIO();
-}
 
 } // namespace
 
@@ -78,7 +58,8 @@ private Q_SLOTS:
                 consume(std::move(buffer), size + 1, size, random);
             });
         }
-        threads.emplace_back([buffer = std::move(buffer)] { produce(buffer, size, 99); });
+        threads.emplace_back(
+            [this, buffer = std::move(buffer)] { m_endedEarly += !produce(*buffer, size, 99); });
         joinAndCheck(threads);
     }
 
@@ -93,7 +74,7 @@ private Q_SLOTS:
                     Random random(seed);
                     consume(std::move(buffer), 20001, 20000, random);
                 });
-            produce(buffer, 20000, unsigned(round + 1));
+            m_endedEarly += !produce(*buffer, 20000, unsigned(round + 1));
             buffer.reset();
             joinAndCheck(threads);
         }
