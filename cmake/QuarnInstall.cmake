@@ -92,6 +92,10 @@ install(CODE "
 install(FILES "${pc_file}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT Devel)
 
 set(CPACK_PACKAGE_CONTACT "the Quarn developers")
+if(WIN32)
+  include(QuarnWindowsPackage)
+  return()
+endif()
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL Runtime Devel)
