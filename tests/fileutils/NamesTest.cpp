@@ -25,6 +25,8 @@ private Q_SLOTS:
     void exists()
     {
         const auto check = [](const char* entry, const char* name, bool exact, bool byStem) {
+            if (!canCreate(QByteArray(entry).split('|')))
+                return;
             const Folder folder(entry);
             QVERIFY2(FileUtils::exists(folder, QString::fromUtf8(name), true) == exact, name);
             QVERIFY2(FileUtils::exists(folder, QString::fromUtf8(name), false) == byStem, name);
@@ -85,6 +87,8 @@ private Q_SLOTS:
         for (int number = 2; number <= 100; ++number)
             names += QByteArray("|a_#.x|b:#.x|.d#|c#.x>").replace('#', QByteArray::number(number))
                      + (number == 60 ? "nowhere" : "a.x");
+        if (!canCreate(names.split('|')))
+            QSKIP("There are no links and no such names here", );
         const Folder folder(names);
         const auto unique = [&folder](const char* pattern, const char* format, bool exact) {
             return FileUtils::uniqueFileName(folder, QString::fromUtf8(pattern), format, exact);
