@@ -83,7 +83,8 @@ std::vector<Entry> entriesOf(const std::wstring& path)
                                       FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH);
     for (BOOL more = search != INVALID_HANDLE_VALUE; more;
          more = systemCalls().findNextFile(search, &found)) {
-        const QString name = QString::fromWCharArray(found.cFileName);
+        // Not by a conversion, which would drop a byte order mark.
+        const QString name(reinterpret_cast<const QChar*>(found.cFileName));
         const bool dots = name == QLatin1String(".") || name == QLatin1String("..");
         const bool folder = found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY;
         // Qt counts shortcuts among the links.

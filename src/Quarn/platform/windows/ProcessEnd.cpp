@@ -35,9 +35,9 @@ void callBeforeThreadsEnd(void (*function)())
         reinterpret_cast<void*>(runtime ? ::GetProcAddress(runtime, runtimeAtExit) : nullptr));
     HMODULE library = nullptr;
     if (atExit
-        && ::GetModuleHandleExW(
-            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
-            reinterpret_cast<LPCWSTR>(&otherThreadsHaveEnded), &library))
+        && ::GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS
+                                    | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                                reinterpret_cast<LPCWSTR>(&otherThreadsHaveEnded), &library))
         atExit(function);
 }
 
