@@ -118,7 +118,7 @@ private Q_SLOTS:
                  QCOMPARE(spool->write(bytesAt(5, limit)), limit - 5);
                  former.isNull() ? qunsetenv(name) : qputenv(name, former);
              },
-             "the temporary folder: %"},
+             hasPosix ? "the temporary folder: %" : "missing: %"},
             {"memory refused", large,
              [](auto& spool) {
                  const QByteArray block = bytesAt(0, 1 << 20);

@@ -145,9 +145,11 @@ private Q_SLOTS:
         spilling.keep = MultiUserSpoolSettings::KeepEverything;
         spilling.atLimit = MultiUserSpoolSettings::SpillToDisk;
         spilling.spillFolder = path;
-        MultiUserSpool spool(spilling);
-        QVERIFY2(spool.write(QByteArray(100000, 'x')) == 100000, qPrintable(spool.errorString()));
-        QVERIFY(FileUtils::erase(folder.at("nnn").left(folder.path().size() + 51)) == false);
+        {
+            MultiUserSpool spool(spilling);
+            QVERIFY2(spool.write(QByteArray(100000, 'x')) == 100000,
+                     qPrintable(spool.errorString()));
+        }
         QVERIFY(FileUtils::erase(path.left(folder.path().size() + 51)));
         QVERIFY(entriesOf(folder.root()).isEmpty());
     }
@@ -157,10 +159,9 @@ private Q_SLOTS:
         const TemporaryFolder folder;
         createEntries(folder.root(), {"t/junction/inside", "t/a/b", "t/z", "u/x/y"});
         // Names that the usual form of a path cannot tell from others.
-        for (const char* const name : {"u/x/dot.", "u/x/blank ", "u/x/nul"}) {
-            const std::wstring path
-                = systemPath(folder.path()) + L'\\'
-                  + QString::fromLatin1(name).replace(u'/', u'\\').toStdWString();
+        for (const char* const name : {"u/x/dot.", "u/x/blank ", "u/x/nul", "u/x/\ufeffmark"}) {
+            const std::wstring path = systemPath(folder.path()) + L'\\'
+                                      + QString::fromUtf8(name).replace(u'/', u'\\').toStdWString();
             const HANDLE made
                 = ::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
             QVERIFY2(made != INVALID_HANDLE_VALUE, name);
