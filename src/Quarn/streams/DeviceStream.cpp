@@ -51,17 +51,27 @@ void waitForSignal(QIODevice* device)
     loop.exec();
 }
 
-/** Lets \a wait, by the device, take place; where the device has no such thing, an event loop. */
-template <typename Wait>
-void waitOnce(QIODevice* device, Wait wait)
+/**
+ * The waits of one transfer: the device's own at first. One that fails at once may have found the end,
+ * which the next attempt tells, or there are none; after that it is an event loop that waits.
+ */
+class Waits
 {
-    const QPointer<QIODevice> alive = device;
-    QElapsedTimer elapsed;
-    elapsed.start();
-    if (!wait() && alive && alive->isOpen() && elapsed.elapsed() < promptMsecs
-        && alive->bytesAvailable() == 0)
-        waitForSignal(alive);
-}
+public:
+    template <typename Wait>
+    void once(QIODevice* device, Wait wait)
+    {
+        QElapsedTimer elapsed;
+        elapsed.start();
+        if (m_hasNone)
+            waitForSignal(device);
+        else
+            m_hasNone = !wait() && elapsed.elapsed() < promptMsecs;
+    }
+
+private:
+    bool m_hasNone = false;
+};
 
 } // namespace
 
@@ -109,6 +119,7 @@ int DeviceStream::read(void* data, int maxSize)
 
 int DeviceStream::readWaiting(char* data, int maxSize)
 {
+    Waits waits;
     for (;;) {
         const int count = narrow(m_device->read(data, maxSize));
         if (!m_device)
@@ -119,7 +130,7 @@ int DeviceStream::readWaiting(char* data, int maxSize)
             return hasFailed(*m_device) ? -1 : 0;
         if (count > 0 || !m_blocking)
             return count;
-        waitOnce(m_device, [this] { return m_device->waitForReadyRead(waitMsecs); });
+        waits.once(m_device, [this] { return m_device->waitForReadyRead(waitMsecs); });
         if (!m_device)
             return -1;
         if (!m_device->isReadable()) // closed meanwhile
@@ -145,9 +156,10 @@ int DeviceStream::write(const void* data, int size)
 /** False when the device has failed or gone before at most so many bytes were left. */
 bool DeviceStream::waitUntilSent(qint64 unsent)
 {
+    Waits waits;
     while (m_device && m_blocking && m_device->isWritable() && m_device->bytesToWrite() > unsent
            && !hasFailed(*m_device))
-        waitOnce(m_device, [this] { return m_device->waitForBytesWritten(waitMsecs); });
+        waits.once(m_device, [this] { return m_device->waitForBytesWritten(waitMsecs); });
     return m_device && !hasFailed(*m_device);
 }
 

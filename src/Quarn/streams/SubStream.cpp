@@ -33,9 +33,9 @@ int SubStream::transferred(qint64 size, Transfer transfer)
     const int allowed = int(std::min(size, m_length - m_position));
     if (size <= 0 || (allowed == 0 && !m_misplaced))
         return 0;
-    int count = -1;
-    if (!m_misplaced && m_stream->setPosition(m_offset + m_position))
-        count = transfer(allowed);
+    if (m_misplaced)
+        return -1;
+    const int count = m_stream->setPosition(m_offset + m_position) ? transfer(allowed) : -1;
     m_failed = count < 0 || count > allowed;
     if (m_failed)
         return -1;
@@ -107,9 +107,11 @@ qint64 SubStream::position() const
 bool SubStream::setPosition(qint64 position)
 {
     m_misplaced = position < 0 || position > m_length;
-    if (!m_misplaced)
-        m_position = position;
-    return !m_misplaced;
+    if (m_misplaced)
+        return false;
+    m_position = position;
+    m_failed = false; // it is another transfer that counts now
+    return true;
 }
 
 qint64 SubStream::streamSize() const
