@@ -112,7 +112,7 @@ private:
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(data) == data.size());
     }
 
-    const TemporaryFolder m_folder;
+    TemporaryFolder m_folder;
     const QString m_path = m_folder.at("file");
 };
 
