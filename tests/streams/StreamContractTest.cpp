@@ -154,7 +154,7 @@ private Q_SLOTS:
                         const QByteArray before(10000, '-');
                         const Stream destination = make(to, before);
                         const auto place = QByteArray(from.name) + " to " + to.name + ' '
-                                           + QByteArray::number(&copy - copies);
+                                           + QByteArray::number(qint64(&copy - copies));
                         char byte; // what is read ahead must not hide what is copied there
                         destination->read(&byte, 1);
                         qint64 told = 0;
