@@ -1,6 +1,7 @@
 #include <Quarn/platform/linux/MappingGuard_p.h>
 
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -46,6 +47,20 @@ std::uintptr_t pageSize()
     return size;
 }
 
+/** Whether zeros could take the place of what is mapped there. */
+bool zeros(std::uintptr_t begin, std::size_t size)
+{
+    // Past the library: a thread sanitizer takes its mmap() for a write by this thread.
+#ifdef SYS_mmap2
+    constexpr long call = SYS_mmap2;
+#else
+    constexpr long call = SYS_mmap;
+#endif
+    return ::syscall(call, begin, size, PROT_READ,
+                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED | MAP_NORESERVE, -1, 0)
+           != -1;
+}
+
 } // namespace
 
 MappingGuard::Range* MappingGuard::Range::take()
@@ -80,9 +95,7 @@ bool MappingGuard::Range::breakFrom(std::uintptr_t address, std::uintptr_t page)
         return false;
     const std::uintptr_t start = address / page * page;
     broken = true; // before anybody reads the zeros
-    return ::mmap(reinterpret_cast<void*>(start), to - start, PROT_READ,
-                  MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED | MAP_NORESERVE, -1, 0)
-           != MAP_FAILED;
+    return zeros(start, to - start);
 }
 
 namespace {
