@@ -27,12 +27,10 @@ struct Kind
     Stream (*make)(const QString& path); // of a file with the bytes
 };
 
-template <typename Device>
-std::unique_ptr<QIODevice> opened(std::unique_ptr<Device> device)
+template <typename Made, typename... Arguments>
+Stream made(Arguments&&... arguments)
 {
-    if (!device->open(QIODevice::ReadWrite))
-        qFatal("cannot open");
-    return device;
+    return boost::make_shared<Made>(std::forward<Arguments>(arguments)...);
 }
 
 QByteArray contents(const QString& path)
@@ -49,33 +47,32 @@ Stream memory(const QByteArray& bytes)
     return stream;
 }
 
+Stream device(const QString& path)
+{
+    auto file = std::make_unique<QFile>(path);
+    file->open(QIODevice::ReadWrite);
+    return made<DeviceStream>(std::unique_ptr<QIODevice>(std::move(file)));
+}
+
+Stream rangeOfRange(const QString& path)
+{
+    TestStream::Manner manner;
+    manner.mostAtOnce = 777;
+    const Stream whole = made<TestStream>("head" + contents(path), manner);
+    return made<SubStream>(made<SubStream>(whole, 1, 1 << 30), 3);
+}
+
+const auto readWrite = QIODevice::ReadWrite;
 const Kind kinds[] = {
     {"memory", true, [](const QString& path) { return memory(contents(path)); }},
-    {"file", true,
-     [](const QString& path) -> Stream {
-         return boost::make_shared<FileStream>(path, QIODevice::ReadWrite);
-     }},
+    {"file", true, [](const QString& path) { return made<FileStream>(path, readWrite); }},
     {"unbuffered file", true,
-     [](const QString& path) -> Stream {
-         return boost::make_shared<FileStream>(path, QIODevice::ReadWrite | QIODevice::Unbuffered);
-     }},
-    {"device", true,
-     [](const QString& path) -> Stream {
-         return boost::make_shared<DeviceStream>(opened(std::make_unique<QFile>(path)));
-     }},
+     [](const QString& path) { return made<FileStream>(path, readWrite | QIODevice::Unbuffered); }},
+    {"device", true, device},
     {"range", true,
-     [](const QString& path) -> Stream {
-         return boost::make_shared<SubStream>(memory("head" + contents(path)), 4);
-     }},
-    {"range of a range of short transfers", true,
-     [](const QString& path) -> Stream {
-         TestStream::Manner manner;
-         manner.mostAtOnce = 77;
-         const Stream whole = boost::make_shared<TestStream>("head" + contents(path), manner);
-         return boost::make_shared<SubStream>(boost::make_shared<SubStream>(whole, 1, 1 << 30), 3);
-     }},
-    {"mapping", false,
-     [](const QString& path) -> Stream { return boost::make_shared<MappedFileStream>(path); }},
+     [](const QString& path) { return made<SubStream>(memory("head" + contents(path)), 4); }},
+    {"range of a range of short transfers", true, rangeOfRange},
+    {"mapping", false, [](const QString& path) { return made<MappedFileStream>(path); }},
 };
 
 QByteArray readAll(IRandomAccessIO& stream)
@@ -138,50 +135,17 @@ private Q_SLOTS:
 
     void copiesBetweenAll()
     {
-        struct
-        {
-            qint64 from, to, length, cancelAfter;
-        } const copies[]
-            = {{0, 0, -1, -1},      {5, 7000, -1, -1}, {70000, 5, 200000, -1}, {0, 0, 300000, -1},
-               {280001, 0, -1, -1}, {9, 3, 50, -1},    {0, 0, -1, 1},          {0, 10, -1, 30000}};
-        for (const Kind& from : kinds) {
-            for (const Kind& to : kinds) {
-                for (const bool fast : {true, false}) {
-                    for (const auto& copy : copies) {
-                        if (!to.writes || (!fast && &from != kinds))
-                            continue;
-                        const Stream source = make(from, bytes);
-                        const QByteArray before(10000, '-');
-                        const Stream destination = make(to, before);
-                        const auto place = QByteArray(from.name) + " to " + to.name + ' '
-                                           + QByteArray::number(qint64(&copy - copies));
-                        char byte; // what is read ahead must not hide what is copied there
-                        destination->read(&byte, 1);
-                        qint64 told = 0;
-                        const auto progress = [&](qint64 done, qint64 size) {
-                            const bool grows = done > told && (size < 0 || done <= size);
-                            told = grows ? done : -1000000;
-                            return copy.cancelAfter < 0 || done < copy.cancelAfter;
-                        };
-                        const qint64 count = (fast ? StreamUtils::copyFast : withProgress)(
-                            source.get(), copy.from, destination.get(), copy.to, copy.length,
-                            progress);
-                        QVERIFY2(told == count, place.constData());
-                        const QByteArray wanted
-                            = bytes.mid(int(copy.from), copy.length < 0 ? -1 : int(copy.length));
-                        if (copy.cancelAfter >= 0) {
-                            QVERIFY2(count >= copy.cancelAfter && count <= bytes.size(),
-                                     place.constData());
-                            continue;
-                        }
-                        QByteArray expected = before;
-                        expected.replace(int(copy.to), int(wanted.size()), wanted);
-                        QVERIFY2(count == wanted.size(), place.constData());
-                        QVERIFY2(readAll(*destination) == expected, place.constData());
-                    }
-                }
-            }
-        }
+        constexpr int none = -1;
+        const int copies[][4] // from, to, length, cancelled after
+            = {{0, 0, -1, none},     {5, 7000, -1, none},   {70000, 5, 200000, none},
+               {0, 0, 300000, none}, {280001, 0, -1, none}, {9, 3, 50, none},
+               {0, 0, -1, 1},        {0, 10, -1, 30000}};
+        for (const Kind& from : kinds)
+            for (const Kind& to : kinds)
+                for (const bool fast : {true, false})
+                    for (const auto& c : copies)
+                        if (to.writes && (fast || &from == kinds))
+                            check(from, to, fast ? StreamUtils::copyFast : withProgress, c);
     }
 
     void rangeIsNotLeft()
@@ -222,10 +186,31 @@ private Q_SLOTS:
     }
 
 private:
-    static qint64 withProgress(IRandomAccessIO* source, qint64 from, IRandomAccessIO* destination,
-                               qint64 to, qint64 length, const TransferProgress& progress)
+    using Copy = qint64 (*)(IRandomAccessIO*, qint64, IRandomAccessIO*, qint64, qint64,
+                            const TransferProgress&);
+    static constexpr Copy withProgress = StreamUtils::copy;
+
+    void check(const Kind& from, const Kind& to, Copy copy, const int (&c)[4])
     {
-        return StreamUtils::copy(source, from, destination, to, length, progress);
+        const auto place = QByteArray(from.name) + " to " + to.name + QByteArray::number(c[1]);
+        QByteArray expected(10000, '-');
+        const Stream source = make(from, bytes), destination = make(to, expected);
+        char byte; // what is read ahead must not hide what is copied there
+        destination->read(&byte, 1);
+        qint64 told = 0;
+        const auto progress = [&](qint64 done, qint64 size) {
+            told = done > told && (size < 0 || done <= size) ? done : -1000000;
+            return c[3] < 0 || done < c[3];
+        };
+        const qint64 count = copy(source.get(), c[0], destination.get(), c[1], c[2], progress);
+        QVERIFY2(told == count, place.constData());
+        const QByteArray wanted = bytes.mid(c[0], c[2]);
+        if (c[3] >= 0) {
+            QVERIFY2(count >= c[3] && count <= bytes.size(), place.constData());
+            return;
+        }
+        expected.replace(c[1], int(wanted.size()), wanted);
+        QVERIFY2(count == wanted.size() && readAll(*destination) == expected, place.constData());
     }
 
     Stream make(const Kind& kind, const QByteArray& data)
