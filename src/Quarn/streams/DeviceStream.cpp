@@ -29,14 +29,6 @@ bool tellsOfClosedConnection(const QString& errorString)
            || errorString.endsWith(QString(local).remove(QStringLiteral("%1")));
 }
 
-bool hasFailed(const QIODevice& device)
-{
-    const auto file = qobject_cast<const QFileDevice*>(&device);
-    const QString errorString = device.errorString();
-    return (file && file->error() != QFileDevice::NoError)
-           || (isDeviceFailure(errorString) && !tellsOfClosedConnection(errorString));
-}
-
 /** Until something happens to \a device, which has no wait of its own. */
 void waitForSignal(QIODevice* device)
 {
@@ -51,29 +43,36 @@ void waitForSignal(QIODevice* device)
     loop.exec();
 }
 
+} // namespace
+
 /**
  * The waits of one transfer: the device's own at first. One that fails at once may have found the end,
  * which the next attempt tells, or there are none; after that it is an event loop that waits.
  */
-class Waits
+class DeviceStream::Waits
 {
 public:
     template <typename Wait>
-    void once(QIODevice* device, Wait wait)
+    void once(DeviceStream& stream, Wait wait)
     {
+        const QPointer<QIODevice>& device = stream.m_device;
+        if (m_hasNone) {
+            waitForSignal(device);
+            return;
+        }
+        const QString before = device->errorString();
         QElapsedTimer elapsed;
         elapsed.start();
-        if (m_hasNone)
-            waitForSignal(device);
-        else
-            m_hasNone = !wait() && elapsed.elapsed() < promptMsecs;
+        if (wait() || !device)
+            return;
+        m_hasNone = elapsed.elapsed() < promptMsecs;
+        if (elapsed.elapsed() >= waitMsecs - promptMsecs && device->errorString() != before)
+            stream.m_timeOut = device->errorString();
     }
 
 private:
     bool m_hasNone = false;
 };
-
-} // namespace
 
 DeviceStream::DeviceStream(QIODevice* device)
     : m_device(device), m_owned(false), m_blocking(true), m_transferred(0), m_misplaced(false),
@@ -99,6 +98,15 @@ QIODevice* DeviceStream::device() const
 bool DeviceStream::isSequential() const
 {
     return m_device && m_device->isSequential();
+}
+
+bool DeviceStream::hasFailed() const
+{
+    const auto file = qobject_cast<const QFileDevice*>(m_device);
+    const QString errorString = m_device->errorString();
+    return (file && file->error() != QFileDevice::NoError)
+           || (isDeviceFailure(errorString) && errorString != m_timeOut
+               && !tellsOfClosedConnection(errorString));
 }
 
 int DeviceStream::read(void* data, int maxSize)
@@ -127,14 +135,14 @@ int DeviceStream::readWaiting(char* data, int maxSize)
         const bool isFile = qobject_cast<QFileDevice*>(m_device) != nullptr;
         m_ended = count < 0 || (count == 0 && isFile); // a pipe has waited in the system
         if (m_ended)
-            return hasFailed(*m_device) ? -1 : 0;
+            return hasFailed() ? -1 : 0;
         if (count > 0 || !m_blocking)
             return count;
-        waits.once(m_device, [this] { return m_device->waitForReadyRead(waitMsecs); });
+        waits.once(*this, [this] { return m_device->waitForReadyRead(waitMsecs); });
         if (!m_device)
             return -1;
         if (!m_device->isReadable()) // closed meanwhile
-            return hasFailed(*m_device) ? -1 : 0;
+            return hasFailed() ? -1 : 0;
     }
 }
 
@@ -158,9 +166,9 @@ bool DeviceStream::waitUntilSent(qint64 unsent)
 {
     Waits waits;
     while (m_device && m_blocking && m_device->isWritable() && m_device->bytesToWrite() > unsent
-           && !hasFailed(*m_device))
-        waits.once(m_device, [this] { return m_device->waitForBytesWritten(waitMsecs); });
-    return m_device && !hasFailed(*m_device);
+           && !hasFailed())
+        waits.once(*this, [this] { return m_device->waitForBytesWritten(waitMsecs); });
+    return m_device && !hasFailed();
 }
 
 void DeviceStream::enableNonBlockingMode(bool enable)
@@ -202,7 +210,7 @@ void DeviceStream::finishIO()
 
 bool DeviceStream::ioFailureDetected() const
 {
-    return !m_device || m_misplaced || hasFailed(*m_device);
+    return !m_device || m_misplaced || hasFailed();
 }
 
 bool DeviceStream::eofEncountered() const

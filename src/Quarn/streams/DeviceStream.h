@@ -4,6 +4,7 @@
 #include <Quarn/streams/RandomAccessStream.h>
 
 #include <QPointer>
+#include <QString>
 
 #include <atomic>
 #include <memory>
@@ -82,15 +83,19 @@ public:
     qint64 streamSize() const override;
 
 private:
+    class Waits;
+
     int readWaiting(char* data, int maxSize);
     bool waitUntilSent(qint64 mostUnsent);
     bool isSequential() const;
+    bool hasFailed() const;
 
     const QPointer<QIODevice> m_device;
     const bool m_owned;
     std::atomic<bool> m_blocking;
     qint64 m_transferred; // the position in a sequential device
     bool m_misplaced; // since setPosition() failed
+    QString m_timeOut; // what the device says of a wait that took too long, which is no failure
     bool m_ended; // a read of a sequential device has found its end
 };
 
