@@ -30,8 +30,11 @@ install(FILES
 
 # Whoever links a static library links what it is made with, too.
 get_target_property(library_type Quarn TYPE)
-set(QUARN_PRIVATE_QT_MODULES Widgets)
-if(NOT WIN32)
+set(QUARN_PRIVATE_QT_MODULES Core)
+if(QUARN_BUILD_DESKTOP)
+  list(APPEND QUARN_PRIVATE_QT_MODULES Widgets)
+endif()
+if(QUARN_BUILD_DESKTOP AND NOT WIN32)
   list(APPEND QUARN_PRIVATE_QT_MODULES DBus)
 endif()
 configure_package_config_file(

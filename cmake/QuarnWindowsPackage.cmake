@@ -1,7 +1,9 @@
 # One zip for Windows: what is installed, and what the library and its dialogs need of others.
-install(IMPORTED_RUNTIME_ARTIFACTS
-  Qt${QT_VERSION_MAJOR}::Core Qt${QT_VERSION_MAJOR}::Gui Qt${QT_VERSION_MAJOR}::Widgets
-  RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Dependencies EXCLUDE_FROM_ALL)
+set(libraries Qt${QT_VERSION_MAJOR}::Core)
+if(QUARN_BUILD_DESKTOP)
+  list(APPEND libraries Qt${QT_VERSION_MAJOR}::Gui Qt${QT_VERSION_MAJOR}::Widgets)
+endif()
+install(IMPORTED_RUNTIME_ARTIFACTS ${libraries} RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Dependencies EXCLUDE_FROM_ALL)
 if(TARGET Qt${QT_VERSION_MAJOR}::QWindowsIntegrationPlugin)
   install(FILES "$<TARGET_FILE:Qt${QT_VERSION_MAJOR}::QWindowsIntegrationPlugin>"
     DESTINATION "${CMAKE_INSTALL_BINDIR}/platforms" COMPONENT Dependencies EXCLUDE_FROM_ALL)

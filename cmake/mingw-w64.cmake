@@ -21,6 +21,10 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
+if(NOT EXISTS "${QUARN_WINDOWS_CACHE}/prefix/bin/Qt6Widgets.dll")
+  set(QUARN_BUILD_DESKTOP OFF)
+endif()
+
 # Where moc and the like come from: the system's own Qt of the same version.
 set(QT_HOST_PATH /usr CACHE PATH "Qt whose tools run on this machine")
 file(GLOB host_packages "/usr/lib/*/cmake/Qt6HostInfo")

@@ -1,16 +1,18 @@
 #!/usr/bin/env bash
 # Builds the library for Windows and tests it with Wine.
 #
-# Usage: scripts/windows.sh [toolchain | build | test | package | ready]
+# Usage: scripts/windows.sh [toolchain | dialogs | build | test | package | ready]
 #   toolchain  builds what a Windows build needs, see below, unless it is there
+#   dialogs    adds to it what the library's dialogs need, which builds have from then on
 #   build      also builds the library, the examples and the tests: build/windows
 #   test       also runs the tests; the default. CTest's options may follow, as in test -R streams
 #   package    also packs the library, with what it needs, into build/windows/Quarn-*.zip
 #   ready      builds nothing; whether (by its status) the toolchain is there
 #
-# The toolchain is MinGW-w64 from Debian; Qt (Core, Gui, Widgets, Test) and OpenSSL's libcrypto, which
-# are built from Debian's sources of what this system has; and links to the system's Boost headers.
-# It takes about half an hour on 2 processors, once, and 300 MB (2 GB meanwhile), in
+# The toolchain is MinGW-w64 from Debian; Qt (Core and Test) and OpenSSL's libcrypto, which are built
+# from Debian's sources of what this system has; and links to the system's Boost headers. On two
+# processors with nothing else to do it takes about 15 minutes, once, and the dialogs, with Qt's Gui and
+# Widgets, 30 more, in
 #   $QUARN_WINDOWS_CACHE, or ${XDG_CACHE_HOME:-~/.cache}/quarn-windows
 set -euo pipefail
 # shellcheck source=scripts/common.sh
@@ -29,6 +31,7 @@ source_version() { dpkg-query --show --showformat '${source:Version}' "$1" 2>/de
 stamp() {
     case $1 in
         qt6-base) printf '%s\n' "$prefix/qt6-base_$(source_version qt6-base-dev)_1" ;;
+        dialogs) printf '%s\n' "$prefix/dialogs_$(source_version qt6-base-dev)_1" ;;
         openssl) printf '%s\n' "$prefix/openssl_$(source_version libssl-dev)_1" ;;
         runtime) printf '%s\n' "$prefix/runtime_$(source_version gcc-mingw-w64-x86-64-posix-runtime)_1" ;;
     esac
@@ -80,7 +83,7 @@ build_openssl() {
 }
 
 # No feature is built that neither the library nor its tests use.
-build_qt() {
+configure_qt() {
     local feature features=()
     for feature in accessibility_atspi_bridge concurrent dbus direct2d direct2d1_1 directwrite \
         directwrite3 directwritecolrv1 gif glib ico icu jpeg network opengl opengl_desktop \
@@ -93,26 +96,40 @@ build_qt() {
         "-DCMAKE_TOOLCHAIN_FILE=$project_dir/cmake/mingw-w64.cmake" -DCMAKE_BUILD_TYPE=Release \
         "-DCMAKE_INSTALL_PREFIX=$prefix" "${launchers[@]}" \
         -DQT_BUILD_TESTS=OFF -DQT_BUILD_EXAMPLES=OFF -DINPUT_opengl=no "${features[@]}"
+}
+
+build_qt() {
+    local part
+    configure_qt
+    visibly nice cmake --build "$work/qt6-build" --target Core Test src/entrypoint/all
+    cd "$work/qt6-build"
+    quietly cmake -DCMAKE_INSTALL_LOCAL_ONLY=1 -P cmake_install.cmake
+    for part in 3rdparty/pcre2 3rdparty/zlib corelib entrypoint testlib; do
+        quietly cmake -DCMAKE_INSTALL_DO_STRIP=1 -P "src/$part/cmake_install.cmake"
+    done
+}
+
+build_dialogs() {
+    configure_qt
     visibly nice cmake --build "$work/qt6-build"
     quietly cmake --install "$work/qt6-build" --strip
 }
 
-# build_part NAME VERSION COMMAND: gets the sources and has them built, unless that was done before.
+# build_part NAME SOURCE VERSION COMMAND: gets the sources and has them built, unless that was done.
 build_part() {
     local done_file
     done_file=$(stamp "$1")
     [ -e "$done_file" ] && return
-    if [ ! -d "$work/$1" ]; then
-        say "Fetching the sources of $1 $2"
-        fetch_debian_source "$work" "$1" "$2"
+    if [ ! -d "$work/$2" ]; then
+        say "Fetching the sources of $2 $3"
+        fetch_debian_source "$work" "$2" "$3"
     fi
     say "Building $1 for Windows"
-    ("$3")
+    ("$4")
     touch "$done_file"
-    rm -rf "${work:?}/$1"*
 }
 
-build_toolchain() {
+build_toolchain() { # [dialogs]
     install_missing_packages library tests windows
     mkdir -p "$work" "$prefix"
     exec 9>"$cache/lock"
@@ -122,8 +139,9 @@ build_toolchain() {
         && launchers=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
     link_runtime
     touch "$(stamp runtime)"
-    build_part openssl "$(source_version libssl-dev)" build_openssl
-    build_part qt6-base "$(source_version qt6-base-dev)" build_qt
+    build_part openssl openssl "$(source_version libssl-dev)" build_openssl
+    build_part qt6-base qt6-base "$(source_version qt6-base-dev)" build_qt
+    [ $# -eq 0 ] || build_part dialogs qt6-base "$(source_version qt6-base-dev)" build_dialogs
     rm -rf "$work"
     flock -u 9
 }
@@ -131,6 +149,7 @@ build_toolchain() {
 case ${1-test} in
     ready) ready ;;
     toolchain) build_toolchain ;;
+    dialogs) build_toolchain dialogs ;;
     build)
         build_toolchain
         configure_and_build windows

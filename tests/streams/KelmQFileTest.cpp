@@ -248,7 +248,8 @@ private Q_SLOTS:
         QVERIFY(source.open(appended.handle(), unbuffered));
         QVERIFY(destination.open(appended.handle(), QIODevice::WriteOnly | QIODevice::Unbuffered));
         QVERIFY(source.setPosition(1) && destination.setPosition(0) && source.setPosition(1));
-        QCOMPARE(source.read(2), QByteArray(hasPosix ? "12" : "b2")); // QFile writes where it is there
+        QCOMPARE(source.read(2),
+                 QByteArray(hasPosix ? "12" : "b2")); // QFile writes where it is there
     }
 
     void detectsFailures()
