@@ -89,16 +89,16 @@ private Q_SLOTS:
         for (int number = 2; number <= 100; ++number)
             names += QByteArray("|a_#.x|b:#.x|.d#|c#.x>").replace('#', QByteArray::number(number))
                      + (number == 60 ? "nowhere" : "a.x");
-        if (!canCreate(names.split('|')))
-            QSKIP("There are no links and no such names here", );
-        const Folder folder(names);
+        const Folder folder(creatable(names.split('|')).join('|'));
         const auto unique = [&folder](const char* pattern, const char* format, bool exact) {
             return FileUtils::uniqueFileName(folder, QString::fromUtf8(pattern), format, exact);
         };
         QCOMPARE(unique("a.x", "_%d", true), QStringLiteral("a_101.x"));
         QCOMPARE(unique("a.y", "_%d", false), QStringLiteral("a_101.y"));
-        QCOMPARE(unique("c.x", "%d", true), QStringLiteral("c60.x")); // leads nowhere
         QCOMPARE(unique(".d", "%d", true), QStringLiteral(".d101"));
+        if (!hasPosix)
+            return;
+        QCOMPARE(unique("c.x", "%d", true), QStringLiteral("c60.x")); // leads nowhere
         QCOMPARE(unique("b:.x", "%d", true), QStringLiteral("b:101.x"));
     }
 };

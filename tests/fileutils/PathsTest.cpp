@@ -75,7 +75,7 @@ private Q_SLOTS:
     void userFolders()
     {
         if (!hasPosix)
-            QSKIP("They are those of the shell here", );
+            return foldersOfTheShell();
         QCOMPARE(FileUtils::userDesktop().path(), path("HOME"));
         QVERIFY(QDir().mkdir(path("HOME/Desktop")));
         QCOMPARE(FileUtils::userDesktop().path(), path("HOME/Desktop"));
@@ -123,6 +123,16 @@ private Q_SLOTS:
     }
 
 private:
+    void foldersOfTheShell() const
+    {
+        const auto environment
+            = [](const char* name) { return QDir(qEnvironmentVariable(name)).path(); };
+        QCOMPARE(FileUtils::userDataDir().path(), environment("APPDATA"));
+        QCOMPARE(FileUtils::userLogDir().path(), environment("LOCALAPPDATA"));
+        const QString programs = qEnvironmentVariable("ProgramFiles");
+        QVERIFY(FileUtils::inApplicationsDir(programs + QStringLiteral("\\x")));
+        QVERIFY(!FileUtils::inApplicationsDir(QDir::fromNativeSeparators(programs)));
+    }
     void useTemp(const char* name) const
     {
         for (const char* variable : {"TMPDIR", "TMP"})

@@ -99,7 +99,7 @@ private Q_SLOTS:
                                  m_folder.path(),
                                  m_folder.at("pipe"),
                                  QString(),
-                                 QStringLiteral("/proc/self/status"),
+                                 QLatin1String(hasPosix ? "/proc/self/status" : "NUL"),
                                  m_path + QChar(0)};
         for (const QString& path : paths) {
             MappedFileStream file(path);

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 /** The entries below a folder by their paths, as bytes: Qt does not see names of broken UTF-8. */
 using Entries = QList<QByteArray>;
@@ -24,6 +25,15 @@ inline bool canCreate(const Entries& entries)
                   return std::any_of(entry.begin(), entry.end(), isOdd)
                          || QString::fromUtf8(entry).toUtf8() != entry;
               });
+}
+
+/** Those of \a entries that can be created. */
+inline Entries creatable(const Entries& entries)
+{
+    Entries possible;
+    std::copy_if(entries.begin(), entries.end(), std::back_inserter(possible),
+                 [](const QByteArray& entry) { return canCreate({entry}); });
+    return possible;
 }
 
 /** Of a name in UTF-8, or in whatever bytes the system takes. */

@@ -205,17 +205,6 @@ private Q_SLOTS:
         QVERIFY(FileUtils::erase(folder.at("t")));
     }
 
-    void foldersOfTheShell()
-    {
-        const auto environment
-            = [](const char* name) { return QDir(qEnvironmentVariable(name)).path(); };
-        QCOMPARE(FileUtils::userDataDir().path(), environment("APPDATA"));
-        QCOMPARE(FileUtils::userLogDir().path(), environment("LOCALAPPDATA"));
-        const QString programs = qEnvironmentVariable("ProgramFiles");
-        QVERIFY(FileUtils::inApplicationsDir(programs + QStringLiteral("\\x")));
-        QVERIFY(!FileUtils::inApplicationsDir(QDir::fromNativeSeparators(programs)));
-    }
-
     void namesRegardlessOfLetterCase()
     {
         const TemporaryFolder folder;
