@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -71,6 +72,8 @@ void note(const char* call)
     const char* none = nullptr;
     if (first.compare_exchange_strong(none, call) && inProgram)
         ::dprintf(STDERR_FILENO, "faulty call: %s\n", call);
+    if (fault.error == kill)
+        ::kill(::getpid(), SIGKILL);
 }
 
 /** For calls that transfer no bytes; a short count isn't for them. */
