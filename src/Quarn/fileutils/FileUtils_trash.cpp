@@ -6,7 +6,7 @@ namespace kel {
 
 bool FileUtils::moveToTrash(QFileInfo info)
 {
-    return kel::moveToTrash(QDir::cleanPath(info.absoluteFilePath()));
+    return bool(kel::moveToTrash(QDir::cleanPath(info.absoluteFilePath())));
 }
 
 } // namespace kel

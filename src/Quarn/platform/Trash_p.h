@@ -1,9 +1,17 @@
 #ifndef QUARN_PLATFORM_TRASH_P_H
 #define QUARN_PLATFORM_TRASH_P_H
 
-class QString;
+#include <QString>
 
 namespace kel {
+
+struct TrashOutcome
+{
+    int error = 0; ///< of the system
+    QString path; ///< where it is now; empty where the system doesn't tell
+
+    explicit operator bool() const { return error == 0; }
+};
 
 /**
  * Moves the file, folder or link at \a path, which is absolute and clean, to the user's trash. A
@@ -18,9 +26,9 @@ namespace kel {
  * any number of threads and processes may trash items of the same name at once. The trash in the
  * home is that of specialFolder(). No folder that was made for a move that failed is left.
  *
- * \return whether it was moved; otherwise it is where it was
+ * \return without an error when it was moved; otherwise it is where it was
  */
-bool moveToTrash(const QString& path);
+TrashOutcome moveToTrash(const QString& path);
 
 } // namespace kel
 #endif
