@@ -13,6 +13,9 @@
 #include <QProcess>
 #include <QTest>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <future>
 #include <limits>
@@ -54,10 +57,13 @@ enum Party { Name, File, Unbuffered, Memory };
 /** What an operation owes its caller. */
 enum Promise { NoFalseSuccess, AllOrNothing, NoSuccess };
 
-/** A .trashinfo holds the time, and a comment, which is looked at itself, lies in one of two files. */
+/**
+ * A .trashinfo holds the time, and a comment, which is looked at itself, lies in one of two files.
+ * A process that is killed leaves the file that it saves in.
+ */
 bool isAside(const QByteArray& entry)
 {
-    return entry.endsWith(".trashinfo") || entry.contains("comment")
+    return entry.endsWith(".trashinfo") || entry.contains("comment") || entry.startsWith(".save-")
            || (entry.startsWith("home/") && entry.endsWith('/'));
 }
 
@@ -88,7 +94,10 @@ private Q_SLOTS:
         QVERIFY2(m_faults.isEmpty(), std::exchange(m_faults, {}).join('\n').constData());
     }
 
-    void cleanupTestCase() { qInfo("%d operations, %d runs", m_operations, m_runs); }
+    void cleanupTestCase()
+    {
+        qInfo("%d operations, %d runs, %d crashes", m_operations, m_runs, m_crashes);
+    }
 
     void readsAndWrites()
     {
@@ -147,6 +156,15 @@ private Q_SLOTS:
         }
         check("comment read",
               [=] { return m_got = FileUtils::comment(path("twin")).toUtf8(), !m_got.isEmpty(); });
+    }
+
+    void saves()
+    {
+        for (const char* name : {"target", "longer", "link", "dangling", "empty"}) {
+            const auto save = [=] { return FileUtils::saveBytes(text, path(name)), true; };
+            check("saveBytes", AllOrNothing, save);
+            checkCrashes("saveBytes", save);
+        }
     }
 
     void folders()
@@ -287,8 +305,8 @@ private:
         store(path("longer"), bytes + "and more");
         store(path("text"), text);
         store(path("empty"), "");
-        createEntries(m_folder.root(),
-                      {"link>source", "tree/a/b/c", "tree/a/d", "tree/e/", "tree/f"});
+        createEntries(m_folder.root(), {"link>source", "dangling>new", "tree/a/b/c", "tree/a/d",
+                                        "tree/e/", "tree/f"});
         std::filesystem::create_hard_link(path("source").toStdString(), path("twin").toStdString());
         std::filesystem::permissions(path("longer").toStdString(), std::filesystem::perms(0640));
         m_got.clear();
@@ -333,6 +351,29 @@ private:
         }
     }
 
+    /** Ends the process at one call of \a work after the other. */
+    void checkCrashes(const char* name, const Work& work)
+    {
+        prepare();
+        const Snapshot former = snapshot();
+        run(work, {0});
+        const Snapshot done = snapshot();
+        for (int nth = 1, status = -1; status != 0; ++nth) {
+            prepare();
+            const pid_t child = ::fork();
+            if (child == 0) {
+                faultyCalls::arm(m_folder.root().constData(), {nth, faultyCalls::kill});
+                work();
+                ::_exit(0);
+            }
+            QCOMPARE(::waitpid(child, &status, 0), child);
+            const Snapshot found = snapshot();
+            if (found != done && (status == 0 || found != former))
+                m_faults << QByteArray(name) + ": torn at call " + QByteArray::number(nth);
+            ++m_crashes;
+        }
+    }
+
     bool isRight(Promise promise, bool claimed, const Snapshot& former, const Snapshot& done) const
     {
         if (!claimed && promise == NoFalseSuccess)
@@ -363,7 +404,7 @@ private:
     std::function<void()> m_before = [] {}; // while nothing fails yet
     QByteArray m_got; // what an operation read
     QList<QByteArray> m_faults;
-    int m_operations = 0, m_runs = 0;
+    int m_operations = 0, m_runs = 0, m_crashes = 0;
 };
 
 QTEST_GUILESS_MAIN(FileFaultsTest)

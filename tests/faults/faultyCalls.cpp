@@ -198,7 +198,7 @@ Target folder(long argument)
 #define CALLS_BY_FILE(X)                                                                           \
     X(copy_file_range) X(sendfile) X(sendfile64) X(lseek) X(lseek64) X(ftruncate) X(ftruncate64)   \
     X(fchmod) X(fchown) X(fstat) X(fstat64) X(fgetxattr) X(fsetxattr) X(fremovexattr)              \
-    X(fsync) X(fdatasync)
+    X(flistxattr) X(fsync) X(fdatasync)
 #define CALLS_BY_FOLDER(X)                                                                         \
     X(openat) X(openat64) X(unlinkat) X(mkdirat) X(renameat) X(renameat2) X(readlinkat)            \
     X(faccessat) X(fstatat) X(fstatat64) X(statx)

@@ -42,7 +42,9 @@ namespace kel {
  *
  * \par Errors
  * readText(), equalsText(), readBytes(), writeBytes(), fileMustExist() and dirMustExist() throw a
- * FileException, or an IOException for a text stream's bad status. Nothing else throws.
+ * FileException, or an IOException for a text stream's bad status. So do saveBytes(), saveText(),
+ * safeFilePath(), trashedFiles() and restoreFromTrash(), whose message tells what was tried and the
+ * system's reason. Nothing else throws.
  *
  * \par Paths
  * A path with a zero character, at which the system would cut it short, names nothing: what stands
@@ -340,7 +342,7 @@ public:
     /** \name Whole files
      *  **Files given by a path are read and written in text mode, readBytes() and writeBytes() too:
      *  reading drops every carriage return, from a picture as well, and writing converts line ends
-     *  where the system's differ. For bytes as they are, use QFile.**
+     *  where the system's differ. For bytes as they are, use saveBytes() and QFile.**
      *
      *  These operations block as long as the disk or the device does, and on a pipe until its other
      *  end is opened. */
@@ -379,13 +381,47 @@ public:
 
     /**
      * Makes \a data the whole contents of a file, which is created when missing, **in text mode**.
-     * The former contents go first: to keep them when the disk is full, use QSaveFile.
+     * The former contents go first: to keep them when the disk is full, use saveBytes().
      *
      * \return the number of bytes written, at most the largest int; -1 when a write failed: the file
      *         then holds no more than \a data from its beginning on
      * \throws FileException when the file cannot be opened or emptied; it is unchanged then
      */
     [[nodiscard]] static int writeBytes(const QByteArray& data, const QString& path);
+
+    /**
+     * Makes \a data, as it is, the whole contents of a file, which is created when missing. Whatever
+     * fails and whenever the process or the system ends, the file holds the former contents or the
+     * new ones, never a part: these are on the disk before they take the place of the others. Only
+     * an empty or half-written file ".save-..." may be left beside it, when the process is killed.
+     *
+     * | At the path                              | Result                                        |
+     * |------------------------------------------|-----------------------------------------------|
+     * | a file                                   | replaced; see below for what it keeps         |
+     * | a link to a file                         | the file that it leads to is replaced         |
+     * | a link to nowhere                        | the file is created where it leads to         |
+     * | a file that may not be written           | exception                                     |
+     * | a file in a folder that may not be       | exception: it could only be written in place, |
+     * | written                                  | and a part of it could be all that is left    |
+     * | a folder, pipe, socket or device         | exception                                     |
+     * | nothing, in a folder that there is       | created, for whom the umask allows            |
+     *
+     * The file keeps its permissions, access list, comment and other extended attributes, its group,
+     * and its owner when the caller is the administrator, on Windows its named streams and
+     * attributes; without its group the group's permissions go. Not kept is what other names of the
+     * file, by hard links, show: the former contents.
+     *
+     * \throws FileException and nothing is changed
+     */
+    static void saveBytes(const QByteArray& data, const QString& path);
+
+    /**
+     * The same for \a text in UTF-8 on every system, without a byte order mark, with its line ends
+     * as they are. readText() of Qt 5 reads it back where the locale's encoding is UTF-8.
+     *
+     * \throws FileException also when \a text has an unpaired surrogate
+     */
+    static void saveText(const QString& text, const QString& path);
 
     /**
      * The comment of the file or folder at \a path; empty when it has none, or not all of it can be
