@@ -2,6 +2,7 @@
 #include "support/TemporaryFolder.h"
 
 #include <Quarn/fileutils/FileUtils.h>
+#include <Quarn/fileutils/TempDir.h>
 
 #include <QDateTime>
 #include <QTest>
@@ -77,6 +78,28 @@ private Q_SLOTS:
             check("b|b-copy", "b", none, true, nullptr);
         check("b", "b", ".%d", false, nullptr); // the counter is an extension, the stem stays taken
         check("b|b.c2", "b", ".c%d", true, "b.c3");
+    }
+
+    void temporaryFolder()
+    {
+        const TemporaryFolder parent;
+        createEntries(parent.root(), {"kept"});
+        {
+            kel::TempDir folder(parent.path());
+            QCOMPARE(int(QFile::permissions(folder.path())) & 0x7777, 0x7700);
+            createEntries(QFile::encodeName(folder.path()),
+                          {"closed/f", "link>../kept", "pipe|", "a/b/c"});
+            QFile::setPermissions(folder.filePath(QStringLiteral("closed")), {});
+            kel::TempDir other(parent.path());
+            other = std::move(folder);
+            kel::TempDir third(std::move(other));
+            QCOMPARE(entriesOf(parent.root()).size(), 6); // one of the two is empty
+            third.remove();
+            QVERIFY(third.path().isEmpty() && kel::TempDir(parent.path()).keep().size() > 0);
+        }
+        const Entries left = entriesOf(parent.root());
+        QVERIFY(left.size() == 2 && left[0] == "kept" && left[1].startsWith("temp-"));
+        QVERIFY_EXCEPTION_THROWN(kel::TempDir(parent.at("kept")), kel::FileException);
     }
 
     void searchAmongMany()
