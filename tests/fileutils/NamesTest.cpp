@@ -80,6 +80,34 @@ private Q_SLOTS:
         check("b|b.c2", "b", ".c%d", true, "b.c3");
     }
 
+    void safeNames()
+    {
+        const QString longest(255, QLatin1Char('n'));
+        for (const QString& safe :
+             {QStringLiteral("a"), QStringLiteral(".hidden"), QStringLiteral(" -ä😀 (1).tar.gz"),
+              QStringLiteral("console"), QStringLiteral("com10.txt"), QStringLiteral("COM"),
+              QStringLiteral("a.con"), QStringLiteral("..a"), longest,
+              QStringLiteral("ü").repeated(127)}) {
+            QVERIFY2(FileUtils::isSafeFileName(safe), qPrintable(safe));
+            QCOMPARE(FileUtils::safeFilePath(QDir::root(), safe), QLatin1Char('/') + safe);
+        }
+        QStringList unsafe{QString(), longest + QLatin1Char('n'), QStringLiteral("ü").repeated(128),
+                           QString(QChar(0xd83d)), QString(QChar(0xde00)) + QLatin1Char('a')};
+        for (const char* name :
+             {".",    "..",     "../a",   "a/b",     "a\\b",       "C:",   "a:b",
+              "a<",   "a>",     "\"a",    "a|",      "a?",         "a*",   "a.",
+              "a ",   "con",    "PRN",    "aux.c",   "nul.tar.gz", "COM1", "lpt9.x",
+              "com¹", "LPT³.x", "conIN$", "CONOUT$", "con .x"})
+            unsafe << QString::fromUtf8(name);
+        for (const int code : {0x0, 0x1f, 0x7f, 0x9f, 0xa0, 0x61c, 0x200e, 0x202e, 0x2028, 0x2069})
+            unsafe << QLatin1Char('a') + QChar(code);
+        for (const QString& name : std::as_const(unsafe)) {
+            QVERIFY2(!FileUtils::isSafeFileName(name), qPrintable(name));
+            QVERIFY_EXCEPTION_THROWN((void)FileUtils::safeFilePath(QDir::root(), name),
+                                     kel::FileException);
+        }
+    }
+
     void temporaryFolder()
     {
         const TemporaryFolder parent;

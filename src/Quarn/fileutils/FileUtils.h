@@ -1,6 +1,7 @@
 #ifndef QUARN_FILEUTILS_FILEUTILS_H
 #define QUARN_FILEUTILS_FILEUTILS_H
 
+#include <Quarn/companion/FileException.h>
 #include <Quarn/quarn_export.h>
 
 #include <QByteArray>
@@ -43,7 +44,7 @@ namespace kel {
  * \par Errors
  * readText(), equalsText(), readBytes(), writeBytes(), fileMustExist() and dirMustExist() throw a
  * FileException, or an IOException for a text stream's bad status. So do saveBytes(), saveText(),
- * safeFilePath(), trashedFiles() and restoreFromTrash(), whose message tells what was tried and the
+ * safeFilePath(), whose message tells what was tried and the
  * system's reason. Nothing else throws.
  *
  * \par Paths
@@ -94,9 +95,45 @@ public:
      * **This looks at characters only, so the result can still be a name that is none.** An empty
      * one, "." and ".." pass as they are, and so do "CON", "nul.txt" and names that end with a full
      * stop, which Windows does not take, and names that are too long. Two names may become one.
-     * Before a name that comes from somebody else is put behind a folder, refuse these.
+     * Before a name that comes from somebody else is put behind a folder, ask isSafeFileName().
      */
     static QString nativeFileName(const QString& name);
+
+    /**
+     * Whether \a name, which came from an archive, a server or another user, can be given to a file
+     * on any system, so that it stays in the folder that it is put behind and is what it looks like.
+     * Refused are
+     *
+     * | Name                                                    | because                         |
+     * |---------------------------------------------------------|---------------------------------|
+     * | an empty one, "." and ".."                              | they are folders                |
+     * | with `/` or `\`                                         | it leads to another folder      |
+     * | with `:`, `<`, `>`, `"`, `\|`, `?` or `*`               | Windows refuses it, or takes it |
+     * |                                                         | for a drive, a stream, a device |
+     * | with a control character, U+0000 to U+001F and U+007F   | it ends the name, or changes    |
+     * | to U+009F, or a separator U+2028 or U+2029              | what a terminal shows           |
+     * | with a mark of direction, U+061C, U+200E, U+200F,       | "exe.txt" is shown for          |
+     * | U+202A to U+202E or U+2066 to U+2069                    | "txt.exe"                       |
+     * | CON, PRN, AUX, NUL, CONIN$, CONOUT$, COM1 to COM9, LPT1 | Windows has devices there; also |
+     * | to LPT9, or with ¹, ² or ³ for the digit, in any letter | with ¹ to ³                     |
+     * | case, also before a dot as in "nul.tar.gz"              |                                 |
+     * | that ends with a dot or a blank                         | Windows takes that away         |
+     * | of more than 255 bytes of UTF-8 or 255 UTF-16 units     | file systems refuse it          |
+     * | with an unpaired surrogate                              | UTF-8 cannot hold it            |
+     *
+     * A name may begin with a dot, a minus sign or a blank. **What is there already is not looked
+     * at: it may be a link that an archive has put there before.** Unpack into a new folder, see
+     * TempDir, or create files with QIODevice::NewOnly.
+     */
+    [[nodiscard]] static bool isSafeFileName(const QString& name);
+
+    /**
+     * The absolute path of \a name in \a folder, nothing of which is looked at.
+     *
+     * \throws FileException "is no safe file name" when isSafeFileName() refuses it; its fileName()
+     *         is \a name
+     */
+    [[nodiscard]] static QString safeFilePath(const QDir& folder, const QString& name);
 
     /**
      * The server of a network path, `srv` of `\\srv\share`. Null when \a path does not begin with a

@@ -1,6 +1,5 @@
 #include <Quarn/fileutils/FileUtils.h>
 
-#include <Quarn/companion/FileException.h>
 #include <Quarn/platform/FileReplacement_p.h>
 
 namespace kel {
