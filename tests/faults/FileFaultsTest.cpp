@@ -5,6 +5,7 @@
 
 #include <Quarn/access/KelFileAccess.h>
 #include <Quarn/fileutils/FileUtils.h>
+#include <Quarn/fileutils/TempDir.h>
 #include <Quarn/streams/StreamUtils.h>
 #include <Quarn/streams/kelmQFile.h>
 
@@ -174,6 +175,32 @@ private Q_SLOTS:
         for (const char* name : {"twin", "link", "empty", "tree"})
             check("moveToTrash", AllOrNothing,
                   [=] { return FileUtils::moveToTrash(QFileInfo(path(name))); });
+        for (const char* name : {"twin", "tree"}) {
+            const auto restore = [=] {
+                for (const TrashedFile& file : FileUtils::trashedFiles())
+                    if (file.originalPath == path(name))
+                        return FileUtils::restoreFromTrash(file), true;
+                return false;
+            };
+            m_before = [=] { QVERIFY(FileUtils::moveToTrash(QFileInfo(path(name)))); };
+            check("restoreFromTrash", AllOrNothing, restore);
+            checkCrashes("restoreFromTrash", restore);
+        }
+        check("trashedFiles", [=] {
+            for (const TrashedFile& file : FileUtils::trashedFiles())
+                m_got += file.path.toUtf8();
+            return true;
+        });
+        if (FileUtils::trashedFiles().size() == 1) // nobody's real trash
+            check("emptyTrash", [=] { return FileUtils::emptyTrash().isEmpty(); });
+        m_before = [] {};
+        const auto trash = [=] { return FileUtils::moveToTrash(QFileInfo(path("tree"))); };
+        checkCrashes("moveToTrash", trash);
+        check("TempDir", [] {
+            TempDir folder;
+            createEntries(QFile::encodeName(folder.path()), {"a/b", "link>nowhere"});
+            return folder.remove(), true;
+        });
         check("createTempDir", [] { return QDir().rmdir(FileUtils::createTempDir()); });
         check("fileMustExist", NoSuccess,
               [=] { return FileUtils::fileMustExist(path("nothing")); });

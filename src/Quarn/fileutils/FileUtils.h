@@ -2,6 +2,7 @@
 #define QUARN_FILEUTILS_FILEUTILS_H
 
 #include <Quarn/companion/FileException.h>
+#include <Quarn/fileutils/TrashedFile.h>
 #include <Quarn/quarn_export.h>
 
 #include <QByteArray>
@@ -44,7 +45,7 @@ namespace kel {
  * \par Errors
  * readText(), equalsText(), readBytes(), writeBytes(), fileMustExist() and dirMustExist() throw a
  * FileException, or an IOException for a text stream's bad status. So do saveBytes(), saveText(),
- * safeFilePath(), whose message tells what was tried and the
+ * safeFilePath(), trashedFiles() and restoreFromTrash(), whose message tells what was tried and the
  * system's reason. Nothing else throws.
  *
  * \par Paths
@@ -297,6 +298,46 @@ public:
      * \return whether it was moved
      */
     [[nodiscard]] static bool moveToTrash(QFileInfo info);
+
+    /**
+     * What is in the trash: on Linux that in the home and those of the user at the tops of the
+     * mounted file systems, whichever program put it there; in no order. Of a folder the entry
+     * stands for all that is in it. Trashes of other file systems that cannot be read are left out,
+     * and so is what another program put there in a way of its own.
+     *
+     * \throws FileException when the trash in the home cannot be read, and on Windows, where only the
+     *         shell's own windows list the recycle bin
+     */
+    [[nodiscard]] static QList<TrashedFile> trashedFiles();
+
+    /**
+     * Moves \a file, one of trashedFiles(), back to its original path with its comment, where the
+     * file system keeps that as an attribute. To restore it elsewhere on the same file system, set
+     * originalPath. Folders that are missing there are made.
+     *
+     * | Situation                                             | Result                            |
+     * |-------------------------------------------------------|-----------------------------------|
+     * | nothing is at the original path                       | it is there, and no longer in the |
+     * |                                                       | trash                             |
+     * | something is, if only a link to nowhere               | exception; that is never replaced |
+     * | that is on another file system now                    | exception; nothing is copied      |
+     * | the original path is not known, or not absolute       | exception                         |
+     * | it is no longer in the trash                          | exception                         |
+     *
+     * \throws FileException and it stays in the trash, and no folder that was made is left; on Windows
+     *         always
+     */
+    static void restoreFromTrash(const TrashedFile& file);
+
+    /**
+     * Deletes for good what trashedFiles() lists, on Windows all that is in the recycle bins, without
+     * asking the user. Links are not followed. What somebody moves there meanwhile may stay or go.
+     * This blocks until all is deleted.
+     *
+     * \return for each file or folder that could not be deleted, with fileName() in the trash, why;
+     *         such a folder may have lost a part of what was in it
+     */
+    [[nodiscard]] static QList<FileException> emptyTrash();
 
     /**
      * Copies up to \a maxBytes bytes from one open device to the other in chunks of at most 16384

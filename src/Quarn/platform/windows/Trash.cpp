@@ -23,4 +23,29 @@ TrashOutcome moveToTrash(const QString& path)
     return {::SHFileOperationW(&operation), QString()};
 }
 
+// What is in the bin, only objects of the shell know; the way back is for its own windows.
+
+int listTrash(QList<TrashEntry>&)
+{
+    return ERROR_NOT_SUPPORTED;
+}
+
+int restoreFromTrash(const QString&, const QString&)
+{
+    return ERROR_NOT_SUPPORTED;
+}
+
+QList<TrashFailure> emptyTrash()
+{
+    SHQUERYRBINFO bin = {};
+    bin.cbSize = sizeof bin;
+    if (::SHQueryRecycleBinW(nullptr, &bin) == S_OK && bin.i64NumItems == 0)
+        return {}; // to empty it would fail
+    const HRESULT result = ::SHEmptyRecycleBinW(
+        nullptr, nullptr, SHERB_NOCONFIRMATION | SHERB_NOPROGRESSUI | SHERB_NOSOUND);
+    if (SUCCEEDED(result))
+        return {};
+    return {TrashFailure{QString(), int(result)}};
+}
+
 } // namespace kel

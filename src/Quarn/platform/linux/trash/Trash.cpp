@@ -157,7 +157,9 @@ int moveToTopTrash(const Item& item, QByteArray* inTrash)
         top = std::move(above);
     }
     FolderMaker maker;
-    const OpenTrash trash = openTopTrash(top, topPath, &maker);
+    OpenTrash trash = openSharedTrash(top, topPath, &maker);
+    if (!trash.folder.isOpen())
+        trash = openOwnTrash(top, topPath, &maker);
     return trash.folder.isOpen() ? put(item, recordedPath, trash, maker, inTrash) : errno;
 }
 

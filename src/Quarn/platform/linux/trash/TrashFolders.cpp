@@ -28,21 +28,20 @@ FileDescriptor openFolder(const FileDescriptor& parent, const QByteArray& name, 
                  : FileDescriptor(::openat(parent.get(), name.constData(), folderFlags));
 }
 
-/** The user's folder in the trash that all users share; it must not be a trap of one of them. */
-FileDescriptor openSharedTrash(const FileDescriptor& top, const QByteArray& user,
-                               FolderMaker* maker)
+/** It must not be a trap of another user. */
+OpenTrash ifOwn(OpenTrash trash)
 {
-    const FileDescriptor shared(::openat(top.get(), ".Trash", folderFlags));
     struct stat status;
-    if (!shared.isOpen() || ::fstat(shared.get(), &status) != 0 || !(status.st_mode & S_ISVTX))
-        return FileDescriptor();
-    return openFolder(shared, user, maker);
+    if (!trash.folder.isOpen() || ::fstat(trash.folder.get(), &status) != 0
+        || status.st_uid == ::geteuid())
+        return trash;
+    errno = EACCES;
+    return {FileDescriptor(), QByteArray()};
 }
 
-bool isOwn(const FileDescriptor& folder)
+QByteArray user()
 {
-    struct stat status;
-    return folder.isOpen() && ::fstat(folder.get(), &status) == 0 && status.st_uid == ::geteuid();
+    return QByteArray::number(::geteuid());
 }
 
 } // namespace
@@ -90,17 +89,18 @@ QByteArray homeTrashPath()
     return folderAbove(systemPath(specialFolder(TrashFolder)) + '/');
 }
 
-OpenTrash openTopTrash(const FileDescriptor& top, const QByteArray& topPath, FolderMaker* maker)
+OpenTrash openSharedTrash(const FileDescriptor& top, const QByteArray& topPath, FolderMaker* maker)
 {
-    const QByteArray user = QByteArray::number(::geteuid());
-    OpenTrash trash{openSharedTrash(top, user, maker), topPath + "/.Trash/" + user};
-    if (!isOwn(trash.folder))
-        trash = {openFolder(top, ".Trash-" + user, maker), topPath + "/.Trash-" + user};
-    if (trash.folder.isOpen() && !isOwn(trash.folder)) {
-        trash.folder = FileDescriptor();
-        errno = EACCES;
-    }
-    return trash;
+    const FileDescriptor shared(::openat(top.get(), ".Trash", folderFlags));
+    struct stat status;
+    if (!shared.isOpen() || ::fstat(shared.get(), &status) != 0 || !(status.st_mode & S_ISVTX))
+        return {FileDescriptor(), QByteArray()};
+    return ifOwn({openFolder(shared, user(), maker), topPath + "/.Trash/" + user()});
+}
+
+OpenTrash openOwnTrash(const FileDescriptor& top, const QByteArray& topPath, FolderMaker* maker)
+{
+    return ifOwn({openFolder(top, ".Trash-" + user(), maker), topPath + "/.Trash-" + user()});
 }
 
 } // namespace kel

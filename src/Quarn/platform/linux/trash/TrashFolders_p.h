@@ -46,11 +46,14 @@ FileDescriptor openLowest(QByteArray& path);
 QByteArray homeTrashPath();
 
 /**
- * The user's trash in the open folder \a top at \a topPath, the top of a file system: his folder in
- * the one that all users share, else one of his own. It is no link and belongs to him; otherwise it
- * is not open. It is made when there is a \a maker.
+ * The user's folder in the trash that all users share, in the open folder \a top at \a topPath, the
+ * top of a file system. It is no link and belongs to the user; otherwise it is not open. It is made
+ * when there is a \a maker.
  */
-OpenTrash openTopTrash(const FileDescriptor& top, const QByteArray& topPath, FolderMaker* maker);
+OpenTrash openSharedTrash(const FileDescriptor& top, const QByteArray& topPath, FolderMaker* maker);
+
+/** The same for the trash of the user alone. */
+OpenTrash openOwnTrash(const FileDescriptor& top, const QByteArray& topPath, FolderMaker* maker);
 
 } // namespace kel
 #endif
