@@ -6,6 +6,7 @@
 #include <Quarn/access/KelFileAccess.h>
 #include <Quarn/fileutils/FileUtils.h>
 #include <Quarn/fileutils/TempDir.h>
+#include <Quarn/streams/SafeFile.h>
 #include <Quarn/streams/StreamUtils.h>
 #include <Quarn/streams/kelmQFile.h>
 
@@ -165,6 +166,15 @@ private Q_SLOTS:
             const auto save = [=] { return FileUtils::saveBytes(text, path(name)), true; };
             check("saveBytes", AllOrNothing, save);
             checkCrashes("saveBytes", save);
+        }
+        for (const auto mode : {QIODevice::NotOpen, QIODevice::Unbuffered}) {
+            const auto save = [=] {
+                SafeFile file(path("longer"));
+                return file.open(QIODevice::WriteOnly | mode)
+                       && file.writeBlock(text.constData(), int(text.size())) && file.commit();
+            };
+            check("SafeFile", AllOrNothing, save);
+            checkCrashes("SafeFile", save);
         }
     }
 

@@ -8,7 +8,7 @@ void FileUtils::saveBytes(const QByteArray& data, const QString& path)
 {
     const FileReplacement::Failure failure = FileReplacement::replaceContents(path, data);
     if (failure.error != QFileDevice::NoError)
-        throw FileException(QFileInfo(path), failure.error, failure.message);
+        throw FileException(QFileInfo(path), failure.error, failure.message());
 }
 
 void FileUtils::saveText(const QString& text, const QString& path)

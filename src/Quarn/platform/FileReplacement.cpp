@@ -2,6 +2,11 @@
 
 namespace kel {
 
+QString FileReplacement::Failure::message() const
+{
+    return QStringLiteral("could not be %1: %2").arg(attempt, reason);
+}
+
 FileReplacement::FileReplacement() = default;
 
 FileReplacement::~FileReplacement()
@@ -46,8 +51,7 @@ void FileReplacement::discard()
 bool FileReplacement::fail(QFileDevice::FileError error, const char* attempt, const QString& reason)
 {
     if (m_failure.error == QFileDevice::NoError)
-        m_failure
-            = {error, QStringLiteral("could not be %1: %2").arg(QLatin1String(attempt), reason)};
+        m_failure = {error, QLatin1String(attempt), reason};
     return false;
 }
 

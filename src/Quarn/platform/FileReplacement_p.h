@@ -33,7 +33,10 @@ public:
     struct Failure
     {
         QFileDevice::FileError error = QFileDevice::NoError;
-        QString message; ///< what was tried, and the system's reason
+        QString attempt; ///< that failed
+        QString reason; ///< mostly the system's
+
+        QString message() const;
     };
 
     FileReplacement();

@@ -118,7 +118,8 @@ bool FileReplacement::open(QFile& file, QIODevice::OpenMode mode)
     struct stat status;
     if (::fstatat(folder, target, &status, AT_SYMLINK_NOFOLLOW) == 0) {
         if (!S_ISREG(status.st_mode))
-            return fail(QFileDevice::OpenError, "replaced", QStringLiteral("is not a file"));
+            return fail(QFileDevice::OpenError, "replaced",
+                        QStringLiteral("It is no regular file"));
         if (::faccessat(folder, target, W_OK, AT_EACCESS) != 0)
             return failBySystem(QFileDevice::PermissionsError, "replaced");
         m_place->former = status;

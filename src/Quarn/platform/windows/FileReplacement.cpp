@@ -117,7 +117,7 @@ bool FileReplacement::open(QFile& file, QIODevice::OpenMode mode)
 {
     const QFileInfo info(m_place->target);
     if (info.exists() && !info.isFile())
-        return fail(QFileDevice::OpenError, "replaced", QStringLiteral("is not a file"));
+        return fail(QFileDevice::OpenError, "replaced", QStringLiteral("It is no regular file"));
     const DWORD attributes = ::GetFileAttributesW(systemPath(m_place->target).c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY)) {
         ::SetLastError(ERROR_ACCESS_DENIED);
