@@ -56,7 +56,7 @@ void Relay::addConsumers()
     m_signals = std::make_unique<SignalWatch>();
     if (!m_options.saveFile.isEmpty()) {
         m_saver = add(new Saver(m_options.saveFile, *m_channel, m_stop));
-        SignalWatch::setFileToRemove(m_saver->file().fileName());
+        SignalWatch::setFileToRemove(m_saver->temporaryPath());
     }
     add(new LineCounter(QStringLiteral("line counter"), *m_channel, m_stop));
     for (int number = 1; number <= m_options.readers; ++number)
@@ -206,7 +206,7 @@ int Relay::save()
 {
     try {
         if (m_saver)
-            m_saver->file().replaceTarget();
+            m_saver->publish();
         return Done;
     } catch (const kel::IOException& exception) {
         Console::fail(exception.message());
