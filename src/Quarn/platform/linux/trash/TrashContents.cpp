@@ -93,7 +93,7 @@ private:
         if (!files.isOpen())
             return errno;
         FileDescriptor infos(::openat(folder.folder.get(), "info", folderFlags));
-        if (!infos.isOpen())
+        if (!infos.isOpen() && errno != ENOENT) // where nothing is noted, nothing has to be
             return errno;
         const QByteArray above = folder.path.left(folder.path.lastIndexOf('/') + 1);
         m_trashes.push_back(
@@ -112,6 +112,8 @@ int readInfo(const Trash& trash, const QByteArray& name, TrashInfo& info)
     constexpr int largestInfo = 65536;
     const int descriptor = ::openat(trash.infos.get(), (name + TrashInfo::suffix).constData(),
                                     O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0 && !trash.infos.isOpen())
+        return 0;
     if (descriptor < 0)
         return errno == ENOENT || errno == EACCES || errno == ELOOP ? 0 : errno;
     QFile file;
@@ -214,10 +216,12 @@ int restoreFromTrash(const QString& path, const QString& target)
         || targetName.isEmpty())
         return EINVAL;
     const FileDescriptor files(::open(filesPath.chopped(1).constData(), folderFlags));
-    const FileDescriptor infos(::openat(files.get(), "../info", folderFlags));
     struct stat status;
-    if (!files.isOpen() || !infos.isOpen()
+    if (!files.isOpen()
         || ::fstatat(files.get(), name.constData(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return errno;
+    const FileDescriptor infos(::openat(files.get(), "../info", folderFlags));
+    if (!infos.isOpen() && errno != ENOENT)
         return errno;
     FolderMaker maker;
     QByteArray existing = folderPath;
