@@ -83,7 +83,7 @@ private Q_SLOTS:
     }
 
 private:
-    const TemporaryFolder m_folder;
+    TemporaryFolder m_folder;
     const QString m_path = m_folder.at("f");
 };
 
