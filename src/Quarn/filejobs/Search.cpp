@@ -11,8 +11,7 @@ Search::Search(WorkLog& log, const FindOptions& options, const Found& found)
 
 bool Search::takesAtOnce(const OpenFolder& folder, SystemNameView name, EntryType type)
 {
-    log().advance(1, 0, [&] { return pathOf(name); });
-    if (!m_hidden && name.front() == '.')
+    if (!log().advance(1, 0, [&] { return pathOf(name); }) || (!m_hidden && name.front() == '.'))
         return true;
     if (type == EntryType::Folder)
         return !m_recursive;

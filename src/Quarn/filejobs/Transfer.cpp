@@ -206,7 +206,8 @@ void Transfer::transferFile(const Entry& entry, Destination destination)
 /** \a name is the one that it will get. */
 bool Transfer::makeFile(const Entry& entry, const SystemName& temporary, const SystemName& name)
 {
-    if (entry.status.hasOtherNames
+    // Of the last name it doesn't show any more, when the others have been moved.
+    if (entry.status.type == EntryType::File
         && m_linked.link(entry.status.id, m_targets.bottom(), m_targets.top(), temporary))
         return true;
     qint64 told = 0;

@@ -11,7 +11,6 @@ extern const int notThere;
 extern const int alreadyThere;
 extern const int isFolder; ///< where something else is needed
 extern const int isNoFolder; ///< where one is needed
-extern const int notEmpty;
 extern const int intoItself; ///< a folder is to be copied into itself
 extern const int changed; ///< by somebody else meanwhile
 extern const int notSupported;

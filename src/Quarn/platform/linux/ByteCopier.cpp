@@ -88,8 +88,12 @@ ByteCopier::Outcome ByteCopier::copySparse(qint64 size)
         const Outcome outcome = copyRange(begin, std::min(end, size));
         if (!outcome.ok())
             return outcome;
-        at = end;
+        if (begin > at && !(*m_transferred)(begin - at))
+            return {systemError::none, FileStep::Write, true};
+        at = std::min(end, size);
     }
+    if (at < size && !(*m_transferred)(size - at))
+        return {systemError::none, FileStep::Write, true};
     struct stat now;
     if (::fstat(m_source, &now) != 0)
         return failure(FileStep::Read);

@@ -136,10 +136,21 @@ Outcome EntryCopier::State::copyPipe(int from, const char* name, int to, const c
     struct stat status;
     if (::fstatat(from, name, &status, AT_SYMLINK_NOFOLLOW) != 0)
         return failure(FileStep::Look);
-    if (::mkfifoat(to, newName, status.st_mode & 0777) != 0)
+    if (::mkfifoat(to, newName, S_IRUSR | S_IWUSR) != 0)
         return failure(FileStep::Create);
     made.setMade();
-    return result(FileStep::Attributes, attributes.copyNamed(status, to, newName));
+    const int error = attributes.copyNamed(status, to, newName);
+    if (error != 0)
+        return failure(FileStep::Attributes, error);
+    // By its descriptor, which a link that takes its place doesn't change.
+    const FileDescriptor pipe(::openat(to, newName, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    const QByteArray path = "/proc/self/fd/" + QByteArray::number(pipe.get());
+    struct stat opened;
+    const bool isPipe
+        = pipe.isOpen() && ::fstat(pipe.get(), &opened) == 0 && S_ISFIFO(opened.st_mode);
+    return isPipe && ::chmod(path.constData(), status.st_mode & 07777) == 0
+               ? Outcome()
+               : failure(FileStep::Attributes);
 }
 
 EntryCopier::EntryCopier(bool synced) : m_state(std::make_unique<State>(synced)) { }

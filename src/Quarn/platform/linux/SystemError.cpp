@@ -9,7 +9,6 @@ const int notThere = ENOENT;
 const int alreadyThere = EEXIST;
 const int isFolder = EISDIR;
 const int isNoFolder = ENOTDIR;
-const int notEmpty = ENOTEMPTY;
 const int intoItself = EINVAL;
 const int changed = EBUSY;
 const int notSupported = EOPNOTSUPP;
