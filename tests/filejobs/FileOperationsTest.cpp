@@ -289,7 +289,7 @@ private Q_SLOTS:
             int calls = 0;
             int swapped = 0;
             const Progress swap = [&](const FileProgress& progress) {
-                if (++calls == (name == "measure" ? 2 : 12)) { // the work itself has begun
+                if (++calls == (name == "measure" ? 2 : 10)) { // the work itself has begun
                     for (const QByteArray sub : {"b", "c", "d"}) {
                         const QByteArray path = folder.root() + "/t/" + sub;
                         if (!QFile::encodeName(progress.path).startsWith(path)
