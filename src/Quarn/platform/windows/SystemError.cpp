@@ -25,8 +25,7 @@ const int noRoom = ERROR_DISK_FULL;
 
 bool isNoRoom(int error)
 {
-    return error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL
-           || error == quotaExceeded;
+    return error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL || error == quotaExceeded;
 }
 
 bool isOtherFileSystem(int error)
