@@ -6,6 +6,7 @@
 #include <QtGlobal>
 
 #include <csignal>
+#include <utility>
 
 /** A limit of this process for as long as the object lives; none on a system without POSIX. */
 class ResourceLimit
@@ -17,11 +18,11 @@ public:
     ResourceLimit(Resource resource, qint64 most) : m_resource(resource)
     {
         std::signal(SIGXFSZ, SIG_IGN);
-        change([most](rlimit& limit) { limit.rlim_cur = rlim_t(most); });
+        m_before = exchange(rlim_t(most));
     }
     ~ResourceLimit()
     {
-        change([this](rlimit& limit) { limit.rlim_cur = m_before; });
+        exchange(m_before);
     }
 #else
     ResourceLimit(Resource, qint64) { }
@@ -32,17 +33,16 @@ public:
 
 #if QUARN_HAS_POSIX
 private:
-    template <typename Change>
-    void change(Change change)
+    rlim_t exchange(rlim_t current) const
     {
         const auto resource = m_resource == FileSize ? RLIMIT_FSIZE
                               : m_resource == Memory ? RLIMIT_AS
                                                      : RLIMIT_NOFILE;
         rlimit limit;
         ::getrlimit(resource, &limit);
-        m_before = limit.rlim_cur;
-        change(limit);
+        std::swap(limit.rlim_cur, current);
         ::setrlimit(resource, &limit);
+        return current;
     }
 
     const Resource m_resource;

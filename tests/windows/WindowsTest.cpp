@@ -178,6 +178,8 @@ private Q_SLOTS:
         };
         QVERIFY(!removeFolder(folder.at("t"))); // the rest goes, as beside any link
         QVERIFY(removeFolder(folder.at("u")));
+        QVERIFY(removeAll(folder.at("t"))
+                != 0); // of the junction itself, which holds something here
         QCOMPARE(entriesOf(folder.root()), Entries{"t/junction/inside"});
     }
 
@@ -203,6 +205,10 @@ private Q_SLOTS:
             QVERIFY(!FileUtils::erase(folder.at("t")) && QFile::exists(file));
         }
         QVERIFY(FileUtils::erase(folder.at("t")));
+        createEntries(folder.root(), {"t/a/b"});
+        QVERIFY(QFile::setPermissions(folder.at("t/a/b"), QFile::ReadOwner | QFile::ReadUser));
+        QVERIFY(removeAll(folder.at("t")) == 0 && removeAll(folder.at("t")) == 0);
+        QCOMPARE(entriesOf(folder.root()), Entries());
     }
 
     void namesRegardlessOfLetterCase()

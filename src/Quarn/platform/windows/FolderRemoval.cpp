@@ -58,10 +58,13 @@ FolderHandle hold(const std::wstring& path)
     return folder;
 }
 
+enum class Links { Leave, Remove };
+
 struct Entry
 {
     QString name;
     bool folder;
+    bool link;
 };
 
 /** A folder that is being emptied. */
@@ -74,7 +77,7 @@ struct Level
 };
 
 /** What is to be deleted in the folder at \a path; Qt's own listing cannot tell junctions. */
-std::vector<Entry> entriesOf(const std::wstring& path)
+std::vector<Entry> entriesOf(const std::wstring& path, Links links)
 {
     std::vector<Entry> entries;
     WIN32_FIND_DATAW found;
@@ -90,8 +93,8 @@ std::vector<Entry> entriesOf(const std::wstring& path)
         // Qt counts shortcuts among the links.
         const bool link = isLink(found.dwFileAttributes, found.dwReserved0)
                           || (!folder && name.endsWith(QLatin1String(".lnk"), Qt::CaseInsensitive));
-        if (!dots && !link)
-            entries.push_back({name, folder});
+        if (!dots && (!link || links == Links::Remove))
+            entries.push_back({name, folder, link});
     }
     if (search != INVALID_HANDLE_VALUE)
         ::FindClose(search);
@@ -99,40 +102,76 @@ std::vector<Entry> entriesOf(const std::wstring& path)
     return entries;
 }
 
-bool enter(std::vector<Level>& levels, std::wstring path)
+bool enter(std::vector<Level>& levels, std::wstring path, Links links)
 {
     Level level{std::move(path), nullptr, {}};
     level.folder = hold(level.path);
     if (!level.folder)
         return false;
-    level.entries = entriesOf(level.path);
+    level.entries = entriesOf(level.path, links);
     levels.push_back(std::move(level));
     return true;
+}
+
+/** A file, a link or an empty folder; of a link that takes its place now, this is the link only. */
+bool removeOne(const std::wstring& path, bool folder)
+{
+    return folder ? ::RemoveDirectoryW(path.c_str()) : ::DeleteFileW(path.c_str());
+}
+
+bool makeWritable(const std::wstring& path)
+{
+    const DWORD attributes = ::GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY)
+           && ::SetFileAttributesW(path.c_str(), attributes & ~DWORD(FILE_ATTRIBUTE_READONLY));
+}
+
+/** Of Links::Remove, read-only ones too. */
+bool remove(const std::wstring& path, bool folder, Links links)
+{
+    return removeOne(path, folder)
+           || (links == Links::Remove && makeWritable(path) && removeOne(path, folder))
+           || isGone(path);
+}
+
+bool removeTree(const std::wstring& path, Links links)
+{
+    std::vector<Level> levels;
+    bool going = enter(levels, path, links);
+    while (going && !levels.empty()) {
+        Level& level = levels.back();
+        if (level.next < level.entries.size()) {
+            const Entry& entry = level.entries[level.next++];
+            const std::wstring entryPath = level.path + L'\\' + entry.name.toStdWString();
+            going = entry.folder && !entry.link
+                        ? enter(levels, entryPath, links) || isGone(entryPath)
+                        : remove(entryPath, entry.folder, links);
+        } else {
+            level.folder.reset();
+            going = remove(level.path, true, links);
+            levels.pop_back();
+        }
+    }
+    return going;
 }
 
 } // namespace
 
 bool removeFolder(const QString& path)
 {
-    if (QDir(path).isRoot())
-        return false;
-    std::vector<Level> levels;
-    bool going = enter(levels, systemPath(path));
-    while (going && !levels.empty()) {
-        Level& level = levels.back();
-        if (level.next < level.entries.size()) {
-            const Entry& entry = level.entries[level.next++];
-            const std::wstring entryPath = level.path + L'\\' + entry.name.toStdWString();
-            going = (entry.folder ? enter(levels, entryPath) : ::DeleteFileW(entryPath.c_str()))
-                    || isGone(entryPath);
-        } else {
-            level.folder.reset();
-            // Of a link that takes the folder's place now, this removes the link only.
-            going = ::RemoveDirectoryW(level.path.c_str()) || isGone(level.path);
-            levels.pop_back();
-        }
-    }
-    return going;
+    return !QDir(path).isRoot() && removeTree(systemPath(path), Links::Leave);
+}
+
+int removeAll(const QString& path)
+{
+    const std::wstring top = systemPath(path);
+    const DWORD attributes = ::GetFileAttributesW(top.c_str());
+    const bool folder
+        = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+    // What cannot be entered as a folder is a link, or a folder that will not go either.
+    const bool removed
+        = (folder && removeTree(top, Links::Remove)) || remove(top, folder, Links::Remove);
+    return removed ? 0 : int(::GetLastError());
 }
 
 } // namespace kel

@@ -15,7 +15,7 @@ namespace kel {
  */
 std::wstring systemPath(const QString& path);
 
-/** \a path, which is absolute, for the shell, which takes none of that form; empty as above. */
+/** A name, or a path for the shell, which takes none of that form: with backslashes; empty as above. */
 std::wstring shellPath(const QString& path);
 
 } // namespace kel
