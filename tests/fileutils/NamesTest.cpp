@@ -93,7 +93,7 @@ private Q_SLOTS:
               QStringLiteral("a.con"), QStringLiteral("..a"), longest,
               QStringLiteral("ü").repeated(127)}) {
             QVERIFY2(FileUtils::isSafeFileName(safe), qPrintable(safe));
-            QCOMPARE(FileUtils::safeFilePath(QDir::root(), safe), QLatin1Char('/') + safe);
+            QCOMPARE(FileUtils::safeFilePath(QDir::root(), safe), QDir::rootPath() + safe);
         }
         QStringList unsafe{QString(), longest + QLatin1Char('n'), QStringLiteral("ü").repeated(128),
                            QString(QChar(0xd83d)), QString(QChar(0xde00)) + QLatin1Char('a')};
@@ -118,14 +118,15 @@ private Q_SLOTS:
         createEntries(parent.root(), {"kept"});
         {
             kel::TempDir folder(parent.path());
-            QCOMPARE(int(QFile::permissions(folder.path())) & 0x7777, 0x7700);
+            if (hasPosix)
+                QCOMPARE(int(QFile::permissions(folder.path())) & 0x7777, 0x7700);
             createEntries(QFile::encodeName(folder.path()),
-                          {"closed/f", "link>../kept", "pipe|", "a/b/c"});
+                          creatable({"closed/f", "link>../kept", "pipe|", "a/b/c"}));
             QFile::setPermissions(folder.filePath(QStringLiteral("closed")), {});
             kel::TempDir other(parent.path());
             other = std::move(folder);
             kel::TempDir third(std::move(other));
-            QCOMPARE(entriesOf(parent.root()).size(), 6); // one of the two is empty
+            QCOMPARE(entriesOf(parent.root()).size(), hasPosix ? 6 : 4); // one of the two is empty
             third.remove();
             QVERIFY(third.path().isEmpty() && kel::TempDir(parent.path()).keep().size() > 0);
         }

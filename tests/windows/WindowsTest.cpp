@@ -2,6 +2,7 @@
 #include "support/TemporaryFolder.h"
 
 #include <Quarn/companion/FileException.h>
+#include <Quarn/filejobs/FileOperations.h>
 #include <Quarn/fileutils/FileManager_p.h>
 #include <Quarn/fileutils/FileUtils.h>
 #include <Quarn/multiuser/MultiUserSpool.h>
@@ -209,6 +210,49 @@ private Q_SLOTS:
         QVERIFY(QFile::setPermissions(folder.at("t/a/b"), QFile::ReadOwner | QFile::ReadUser));
         QVERIFY(removeAll(folder.at("t")) == 0 && removeAll(folder.at("t")) == 0);
         QCOMPARE(entriesOf(folder.root()), Entries());
+    }
+
+    void treesAsAWhole()
+    {
+        const TemporaryFolder folder;
+        const Entries tree = {"t/a", "t/b/c", "t/e/", "t/r"};
+        createEntries(folder.root(), {"to/", "away/"});
+        createEntries(folder.root() + "/from", tree);
+        QVERIFY(QFile::setPermissions(folder.at("from/t/r"), QFile::ReadOwner | QFile::ReadUser));
+        const auto check = [&](const FileResult& result, const QByteArray& where, qint64 entries) {
+            QVERIFY2(result.ok() && result.entries == entries, qPrintable(result.what()));
+            QCOMPARE(entriesOf(folder.root() + where), tree);
+        };
+        check(FileOperations::measure({folder.at("from/t")}), "/from", 6);
+        check(FileOperations::copy({folder.at("from/t")}, folder.at("to")), "/to", 6);
+        QVERIFY(!QFileInfo(folder.at("to/t/r")).isWritable());
+        QCOMPARE(FileUtils::readBytes(folder.at("to/t/b/c")), QByteArray("contents"));
+        QVERIFY(!FileOperations::copy({folder.at("from/t")}, folder.at("to")).ok()); // is there
+        check(FileOperations::move({folder.at("to/t")}, folder.at("away")), "/away", 1);
+        {
+            const Exclusive open(folder.at("away/t/a"));
+            const FileResult held = FileOperations::remove({folder.at("away")});
+            QVERIFY2(held.what().contains(qt_error_string(ERROR_SHARING_VIOLATION)),
+                     qPrintable(held.what()));
+        }
+        QVERIFY(FileOperations::remove({folder.at("away"), folder.at("from")}).ok());
+        QCOMPARE(entriesOf(folder.root()), Entries{"to/"});
+    }
+
+    void savesWholeOrNotAtAll()
+    {
+        const TemporaryFolder folder;
+        createEntries(folder.root(), {"f"});
+        const QString file = folder.at("f");
+        FileUtils::saveBytes("new\r\n", file);
+        QCOMPARE(QFile(file).size(), qint64(5));
+        {
+            const Exclusive open(file);
+            QVERIFY_EXCEPTION_THROWN(FileUtils::saveBytes("newer", file), FileException);
+        }
+        QVERIFY_EXCEPTION_THROWN(FileUtils::saveBytes("x", folder.at("no/f")), FileException);
+        QCOMPARE(entriesOf(folder.root()), Entries{"f"});
+        QCOMPARE(FileUtils::readText(file), QStringLiteral("new\n"));
     }
 
     void namesRegardlessOfLetterCase()
