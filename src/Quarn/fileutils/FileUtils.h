@@ -241,6 +241,7 @@ public:
      * one folder both finish. What somebody else creates meanwhile stays, and the result is false.
      */
     [[nodiscard]] static bool erase(const QFileInfo& info);
+    /** \overload */
     [[nodiscard]] static bool erase(const QString& path);
 
     /**
@@ -301,8 +302,10 @@ public:
      */
     [[nodiscard]] static qint64 copy(QIODevice* source, const QString& target, qint64 maxBytes,
                                      int waitMsecs);
+    /** \overload */
     [[nodiscard]] static qint64 copy(const QString& source, QIODevice* target, qint64 maxBytes,
                                      int waitMsecs);
+    /** \overload */
     [[nodiscard]] static qint64 copy(const QString& source, const QString& target, qint64 maxBytes,
                                      int waitMsecs);
 

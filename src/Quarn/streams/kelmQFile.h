@@ -54,9 +54,11 @@ class QUARN_EXPORT kelmQFile : public QFile,
     Q_OBJECT
 
 public:
-    /** None of these opens the file. */
+    /** For the file \a name, which isn't opened yet. */
     explicit kelmQFile(const QString& name);
+    /** For a file that QFile::setFileName() names. */
     explicit kelmQFile(QObject* parent);
+    /** For the file \a name, which isn't opened yet. */
     kelmQFile(const QString& name, QObject* parent);
     ~kelmQFile() override;
 
@@ -93,8 +95,11 @@ public:
 
     // As in QIODevice. Its read() and write() of an address and a size have no place here: a call
     // with an int would fit them as well as the stream's.
+    /** Up to \a maxSize bytes. */
     QByteArray read(qint64 maxSize);
+    /** Everything from the position on. */
     QByteArray readAll();
+    /** Writes \a bytes; -1 on failure. */
     qint64 write(const QByteArray& bytes);
     /** Writes up to the zero byte that ends \a text. */
     qint64 write(const char* text);
@@ -120,9 +125,11 @@ public:
     qint64 streamSize() const override;
 
 protected:
+    /// \cond what Qt calls
     qint64 readData(char* data, qint64 maxSize) override;
     qint64 readLineData(char* data, qint64 maxSize) override;
     qint64 writeData(const char* data, qint64 size) override;
+    /// \endcond
 
 private:
     Q_DISABLE_COPY(kelmQFile)
