@@ -21,8 +21,8 @@ SCHEMES = ("light", "dark")
 LOOK_AT_PAGE = """(() => {
     const found = [];
     const root = document.scrollingElement;
-    if (root.scrollWidth > window.innerWidth + 1)
-        found.push(`is ${root.scrollWidth} wide, the window ${window.innerWidth}`);
+    if (root.scrollWidth > root.clientWidth + 1)
+        found.push(`is ${root.scrollWidth} wide, the window ${root.clientWidth}`);
     const parts = text => (text.match(/[0-9.]+/g) || []).map(Number);
     const luminance = color => color.slice(0, 3).map(part => part / 255)
         .map(part => part <= 0.04045 ? part / 12.92 : ((part + 0.055) / 1.055) ** 2.4)
