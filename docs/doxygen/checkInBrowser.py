@@ -189,6 +189,10 @@ def check(browser, folder):
     browser.open(folder / "index.html")
     if len(search(browser, "MultiUser")) < 3:
         yield "index.html: the search finds nothing"
+    for scheme in SCHEMES:
+        browser.show_as(DESKTOP, scheme)
+        for fault in browser.evaluate(LOOK_AT_PAGE):
+            yield f"search: {scheme}: {fault}"
 
 
 def take_pictures(browser, folder, pictures):
