@@ -1,7 +1,7 @@
 # For Doxygen: turns the pages, which are to be read in the repository as well, into its own form.
 # What stands in a comment of a line is a command, such as <!-- \snippet capture/main.cpp store -->.
-s/^<!-- \(\\.*\) -->$/\1/
+s/^<!-- (\\.*) -->$/\1/
 # Names of classes in code spans become links; so do the examples.
-s/`\(kel::[A-Za-z:]*\(()\)\{0,1\}\)`/\1/g
-s/`\(kelm[A-Z][A-Za-z]*\)`/::\1/g
-s|\[\([^]]*\)\](\.\./examples/\([^)]*/main\.cpp\))|\\ref \2 "\1"|g
+s/`(kel::[A-Za-z:]*(\(\))?)`/\1/g
+s/`(kelm[A-Z][A-Za-z]*)`/::\1/g
+s|\[([^]]*)\]\(\.\./examples/([^)]*/main\.cpp)\)|\\ref \2 "\1"|g

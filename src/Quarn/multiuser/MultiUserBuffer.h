@@ -179,7 +179,6 @@ public:
 protected:
     friend class MultiUserReader;
 
-    /// \cond what Qt calls
     bool event(QEvent* event) override;
     void connectNotify(const QMetaMethod& signal) override;
     void disconnectNotify(const QMetaMethod& signal) override;
@@ -187,7 +186,6 @@ protected:
     qint64 readData(char* data, qint64 maxSize) override;
     qint64 readLineData(char* data, qint64 maxSize) override;
     qint64 writeData(const char* data, qint64 length) override;
-    /// \endcond
 
     // For readers, in any thread. A negative position has nothing: -1, or an empty array.
 

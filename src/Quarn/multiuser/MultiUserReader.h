@@ -175,13 +175,11 @@ protected Q_SLOTS:
     virtual void onBufferClose();
 
 protected:
-    /// \cond what Qt calls
     bool event(QEvent* event) override;
 
     qint64 readData(char* data, qint64 maxSize) override;
     qint64 readLineData(char* data, qint64 maxSize) override;
     qint64 writeData(const char* data, qint64 length) override;
-    /// \endcond
 
 private:
     Q_DISABLE_COPY(MultiUserReader)

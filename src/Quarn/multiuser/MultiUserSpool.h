@@ -157,10 +157,8 @@ public:
     qint64 streamSize() const override;
 
 protected:
-    /// \cond what Qt calls
     qint64 readData(char* data, qint64 maxSize) override;
     qint64 writeData(const char* data, qint64 length) override;
-    /// \endcond
 
 private:
     Q_DISABLE_COPY(MultiUserSpool)

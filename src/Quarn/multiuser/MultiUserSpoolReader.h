@@ -161,12 +161,10 @@ public:
     qint64 streamSize() const override;
 
 protected:
-    /// \cond what Qt calls
     void connectNotify(const QMetaMethod& signal) override;
     qint64 readData(char* data, qint64 maxSize) override;
     qint64 readLineData(char* data, qint64 maxSize) override;
     qint64 writeData(const char* data, qint64 length) override;
-    /// \endcond
 
 private:
     Q_DISABLE_COPY(MultiUserSpoolReader)

@@ -125,11 +125,9 @@ public:
     qint64 streamSize() const override;
 
 protected:
-    /// \cond what Qt calls
     qint64 readData(char* data, qint64 maxSize) override;
     qint64 readLineData(char* data, qint64 maxSize) override;
     qint64 writeData(const char* data, qint64 size) override;
-    /// \endcond
 
 private:
     Q_DISABLE_COPY(kelmQFile)
