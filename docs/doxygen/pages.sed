@@ -1,6 +1,13 @@
 # For Doxygen: turns the pages, which are to be read in the repository as well, into its own form.
-# What stands in a comment of a line is a command, such as <!-- \snippet capture/main.cpp store -->.
-s/^<!-- (\\.*) -->$/\1/
+# In the place of a quotation, a comment with Doxygen's command and a block of code, comes the command.
+/^<!-- (\\snippet .*) -->$/{
+s//\1/
+n
+:block
+N
+/\n```$/!b block
+s/.*//
+}
 # Names of classes in code spans become links; so do the examples.
 s/`(kel::[A-Za-z:]*(\(\))?)`/\1/g
 s/`(kelm[A-Z][A-Za-z]*)`/::\1/g
