@@ -1,13 +1,4 @@
 # For Doxygen: turns the pages, which are to be read in the repository as well, into its own form.
-# In the place of a quotation, a comment with Doxygen's command and a block of code, comes the command.
-/^<!-- (\\snippet .*) -->$/{
-s//\1/
-n
-:block
-N
-/\n```$/!b block
-s/.*//
-}
 # Names of classes in code spans become links; so do the examples.
 s/`(kel::[A-Za-z:]*(\(\))?)`/\1/g
 s/`(kelm[A-Z][A-Za-z]*)`/::\1/g
