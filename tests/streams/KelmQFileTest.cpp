@@ -260,6 +260,8 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::WriteOnly) && !file.ioFailureDetected());
         file.setErrorString(QStringLiteral("out of paper"));
         QVERIFY(file.ioFailureDetected());
+        File other(m_path + QChar(QChar::Null)); // which is not that file
+        QVERIFY(!other.open(QIODevice::ReadOnly) && other.ioFailureDetected());
     }
 
 private:

@@ -2,6 +2,7 @@
 
 #include <Quarn/companion/deviceFailure_p.h>
 #include <Quarn/companion/narrow_p.h>
+#include <Quarn/platform/SystemPath_p.h>
 
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -46,7 +47,13 @@ bool kelmQFile::atEnd() const
 bool kelmQFile::open(OpenMode mode)
 {
     finishClosing();
-    if (m_runningReads > 0 || !QFile::open(mode))
+    if (m_runningReads > 0)
+        return false;
+    if (!hasSystemForm(fileName())) {
+        setErrorString(QStringLiteral("The name holds a zero character"));
+        return false;
+    }
+    if (!QFile::open(mode))
         return false;
     m_keepsPlace = !(mode & (Append | Text)) && !isSequential();
     bytesAvailable(); // QIODevice keeps what isSequential() answers now

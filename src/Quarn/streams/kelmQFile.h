@@ -72,8 +72,8 @@ public:
 
     using QFile::open;
     /**
-     * As QFile::open(); refused while a read of this file waits, and when the system doesn't tell
-     * whether this is a regular file.
+     * As QFile::open(); refused while a read of this file waits, for a name with a zero character, and
+     * when the system doesn't tell whether this is a regular file.
      */
     bool open(OpenMode mode) override;
 
@@ -109,7 +109,10 @@ public:
     bool readable() override;
     bool writable() override;
     void flush() override;
-    /** Closes the file. */
+    /**
+     * Closes the file, which forgets failures before: ask ioFailureDetected() first. Afterwards it
+     * tells of a failure of the closing itself, such as that of a buffered write.
+     */
     void finishIO() override;
     /** True after a file error, after a failed seek(), or once an error string was set. */
     bool ioFailureDetected() const override;
