@@ -38,9 +38,10 @@ namespace kel {
  * \par Blocking mode
  * Off at first. When on, a read that finds nothing although the file is not at its end calls
  * waitForReadyRead() with 5000 ms and tries again, until data comes, the file reaches its end, is
- * closed or removed, or blocking is switched off. An ordinary file has its end where its size is,
- * so nothing ever waits. A class for a file that is still being written overrides atEnd(), to
- * tell when nothing more will come, and waitForReadyRead(), to wait for growth.
+ * closed or removed (renaming is not removing), or blocking is switched off. An ordinary file has its
+ * end where its size is, so nothing ever waits. A class for a file that is still being written
+ * overrides atEnd(), to tell when nothing more will come, and waitForReadyRead(), to wait for growth;
+ * FileStream does.
  *
  * \par Threads
  * Those of QFile, but for enableNonBlockingMode() and nonBlocking(), which may be called from any
