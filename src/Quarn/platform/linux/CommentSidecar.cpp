@@ -61,15 +61,18 @@ bool writeAll(int file, const QByteArray& bytes)
 } // namespace
 
 CommentSidecar::CommentSidecar(const QByteArray& file, const QByteArray& suffix)
+    : CommentSidecar(FileDescriptor(), file.mid(file.lastIndexOf('/') + 1), suffix)
 {
-    const auto slash = file.lastIndexOf('/');
-    m_file = file.mid(slash + 1);
-    if (m_file.isEmpty())
-        return;
-    m_folder = FileDescriptor(
-        ::open(file.left(slash + 1).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    m_names = {m_file + suffix, m_file + QByteArray(suffix).replace(':', ';')};
+    if (!m_file.isEmpty())
+        m_folder = FileDescriptor(::open(file.left(file.lastIndexOf('/') + 1).constData(),
+                                         O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
+
+CommentSidecar::CommentSidecar(FileDescriptor folder, const QByteArray& file,
+                               const QByteArray& suffix)
+    : m_folder(std::move(folder)),
+      m_file(file), m_names{file + suffix, file + QByteArray(suffix).replace(':', ';')}
+{ }
 
 QByteArray CommentSidecar::read() const
 {

@@ -1,4 +1,4 @@
-#include <Quarn/access/backgroundTask_p.h>
+#include <Quarn/companion/backgroundTask_p.h>
 
 #include <Quarn/platform/ProcessEnd_p.h>
 
