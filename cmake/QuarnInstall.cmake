@@ -98,13 +98,6 @@ install(CODE "
   COMPONENT Devel)
 install(FILES "${pc_file}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT Devel)
 
-if(QUARN_BUILD_DOCS) # what the target docs has made
-  install(DIRECTORY "${PROJECT_BINARY_DIR}/docs/html"
-    DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT Documentation OPTIONAL)
-  install(FILES "${PROJECT_BINARY_DIR}/docs/quarn.qch"
-    DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT Documentation OPTIONAL)
-endif()
-
 if(NOT WIN32)
   include(QuarnDebian)
 endif()
