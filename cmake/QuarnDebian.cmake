@@ -1,5 +1,10 @@
 # The Debian packages, one for each component of the installation: cpack -G DEB. Builds for Qt 5 and
 # Qt 6 make the same Headers, Documentation and Tools; scripts/packages.sh takes those of Qt 6.
+find_program(GZIP gzip)
+if(NOT GZIP)
+  return()
+endif()
+
 set(qt "qt${QT_VERSION_MAJOR}")
 set(package_Runtime "libquarn-${qt}-${PROJECT_VERSION_MAJOR}")
 set(package_Devel "libquarn-${qt}-dev")
@@ -87,10 +92,6 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${control_dir}/shlibs" "${contro
   "${control_dir}/postinst" "${control_dir}/postrm")
 
 # Each package has its own copyright file and changelogs; a plain installation has none of them.
-find_program(GZIP gzip)
-if(NOT GZIP)
-  return()
-endif()
 set_property(DIRECTORY "${PROJECT_SOURCE_DIR}" APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
   "${PROJECT_SOURCE_DIR}/CHANGELOG.md")
 set(changelog "${PROJECT_BINARY_DIR}/debian/changelog")

@@ -98,7 +98,9 @@ install(CODE "
   COMPONENT Devel)
 install(FILES "${pc_file}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT Devel)
 
-if(NOT WIN32)
-  include(QuarnDebian)
+if(PROJECT_IS_TOP_LEVEL) # a project that has Quarn as a sub-folder makes its own packages
+  if(NOT WIN32)
+    include(QuarnDebian)
+  endif()
+  include(CPack)
 endif()
-include(CPack)
