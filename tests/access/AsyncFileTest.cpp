@@ -115,7 +115,7 @@ private Q_SLOTS:
         QVERIFY(end.result().ok() && end.result().data.isEmpty());
         QVERIFY(closed.result().ok());
         QVERIFY(file.queuedRequests() == 0 && file.queuedBytes() == 0);
-        QVERIFY(content() == bytes + "abc");
+        QVERIFY(m_folder.contents("file") == bytes + "abc");
     }
 
     void failuresStopWhatStandsBehind()
@@ -236,7 +236,7 @@ private Q_SLOTS:
         pool.release();
         QVERIFY(file.waitForFinished());
         QVERIFY(writes[1].isFinished() && errorOf(writes[1]) == QFile::AbortError);
-        QVERIFY(writes[2].result().ok() && content() == "ac");
+        QVERIFY(writes[2].result().ok() && m_folder.contents("file") == "ac");
 
         HeldPool held;
         AsyncFile whole(m_path, &held);
@@ -245,7 +245,7 @@ private Q_SLOTS:
         QCOMPARE(whole.queuedBytes(), qint64(0));
         held.release();
         QVERIFY(errorOf(opened) == QFile::AbortError && errorOf(written) == QFile::AbortError);
-        QCOMPARE(content(), QByteArray("ac"));
+        QCOMPARE(m_folder.contents("file"), QByteArray("ac"));
     }
 
     void queuedWritesOutlive()
@@ -265,7 +265,7 @@ private Q_SLOTS:
             pool.reset();
             QVERIFY2(last.result().ok(), gone);
             QVERIFY2(read.result().error == QFile::AbortError || read.result().count == 0, gone);
-            QTRY_COMPARE(content(), QByteArray("written!"));
+            QTRY_COMPARE(m_folder.contents("file"), QByteArray("written!"));
         }
     }
 
@@ -290,7 +290,7 @@ private Q_SLOTS:
         watcher.setFuture(file->open(QIODevice::WriteOnly));
         file->write("written");
         QTRY_VERIFY(!file);
-        QTRY_COMPARE(content(), QByteArray("written"));
+        QTRY_COMPARE(m_folder.contents("file"), QByteArray("written"));
     }
 
     /** 100,000 requests: what the results say is what the file holds, in order, nothing twice. */
@@ -321,7 +321,7 @@ private Q_SLOTS:
                         QCOMPARE(result.count, qint64(0));
                 }
             }
-            const QByteArray bytes = content();
+            const QByteArray bytes = m_folder.contents("file");
             for (int at = 0; at + recordSize <= bytes.size(); at += recordSize)
                 found[qFromLittleEndian<int>(bytes.constData() + at)]
                     << qFromLittleEndian<int>(bytes.constData() + at + 4);
@@ -352,12 +352,6 @@ private:
             if (i > 0 && made.back().isFinished() && !made[size_t(i - 1)].isFinished())
                 qFatal("request %d has overtaken the one before", i);
         }
-    }
-
-    QByteArray content() const
-    {
-        QFile file(m_path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
     TemporaryFolder m_folder;

@@ -65,7 +65,8 @@ private Q_SLOTS:
             Access access(m_path);
             QVERIFY(access.open(QIODevice::WriteOnly, false));
             access.write(bytes);
-            QVERIFY(content() == bytes && access.size() == size); // nothing is held back
+            QVERIFY(m_folder.contents("file") == bytes
+                    && access.size() == size); // nothing is held back
             access.close();
             QByteArray direct("old"), threaded("old");
             QVERIFY(access.open(QIODevice::ReadOnly, true) && access.work());
@@ -95,7 +96,10 @@ private Q_SLOTS:
         access.write("there");
         access.open(QIODevice::WriteOnly, false); // refused, but direct now, and after the write
         access.close();
-        QCOMPARE(content(), QByteArray("hellothere"));
+        QCOMPARE(m_folder.contents("file"), QByteArray("hellothere"));
+        Access other(m_path + QChar(QChar::Null)); // which is not that file
+        QVERIFY(!other.open(QIODevice::WriteOnly, false) && other.error() == QFile::OpenError);
+        QVERIFY(!other.exists() && m_folder.contents("file") == "hellothere");
     }
 
     /**
@@ -125,7 +129,8 @@ private Q_SLOTS:
         QVERIFY(access.openForWorker(QIODevice::WriteOnly));
         access.write(data);
         loop.exec();
-        QVERIFY(access.work() && !accepted && expected.size() == size && content() == expected);
+        QVERIFY(access.work() && !accepted && expected.size() == size
+                && m_folder.contents("file") == expected);
     }
 
     void reportsAFullDisk()
@@ -158,17 +163,12 @@ private Q_SLOTS:
             if (state == "slot")
                 QTRY_VERIFY(!access);
             access.reset();
-            QVERIFY2(content() == (writes ? data : QByteArray()), state.constData());
+            QVERIFY2(m_folder.contents("file") == (writes ? data : QByteArray()),
+                     state.constData());
         }
     }
 
 private:
-    QByteArray content() const
-    {
-        QFile file(m_path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
     TemporaryFolder m_folder;
     const QString m_path = m_folder.at("file");
 };

@@ -5,8 +5,9 @@
 
 #include <Quarn/access/KelFileAccess.h>
 #include <Quarn/fileutils/FileUtils.h>
+#include <Quarn/streams/FileStream.h>
+#include <Quarn/streams/MappedFileStream.h>
 #include <Quarn/streams/StreamUtils.h>
-#include <Quarn/streams/kelmQFile.h>
 
 #include <QBuffer>
 #include <QLoggingCategory>
@@ -40,13 +41,6 @@ void store(const QString& path, const QByteArray& data)
     QFile file(path);
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(data) == data.size() && file.flush());
 }
-
-class Stream : public kelmQFile
-{
-public:
-    explicit Stream(const QString& path) : kelmQFile(path) { enableNonBlockingMode(false); }
-    void setThroughputStats(quint64, quint64, quint64, quint64) override { }
-};
 
 /** What a copy is made from or to. */
 enum Party { Name, File, Unbuffered, Memory };
@@ -165,11 +159,12 @@ private Q_SLOTS:
     void streams()
     {
         const auto stream = [this](const char* name, QIODevice::OpenMode mode,
-                                   const std::function<bool(Stream&)>& work) {
+                                   const std::function<bool(FileStream&)>& work) {
             for (const auto extra : {QIODevice::NotOpen, QIODevice::Unbuffered})
                 check(name, [&] {
-                    Stream file(path("own"));
-                    if (!file.open(mode | extra) || !work(file))
+                    FileStream file(path("own"), mode | extra);
+                    file.enableNonBlockingMode(false);
+                    if (!file.isOpen() || !work(file))
                         return false;
                     file.flush();
                     file.finishIO();
@@ -177,29 +172,48 @@ private Q_SLOTS:
                 });
         };
         stream("writeBlock", QIODevice::WriteOnly,
-               [](Stream& file) { return file.writeBlock(bytes.constData(), size); });
-        stream("append", QIODevice::Append, [](Stream& file) { return file.writeBlock("end", 3); });
-        stream("setPosition and write", QIODevice::ReadWrite,
-               [](Stream& file) { return file.setPosition(20000) && file.writeBlock("here", 4); });
-        stream("write in spite of setPosition", QIODevice::ReadWrite,
-               [](Stream& file) { return file.setPosition(20000), file.writeBlock("here", 4); });
-        stream("move forwards", QIODevice::ReadWrite,
-               [](Stream& file) { return StreamUtils::copy(&file, 5000, 100, 30000) == 30000; });
-        stream("move backwards", QIODevice::ReadWrite,
-               [](Stream& file) { return StreamUtils::copy(&file, 100, 5000, 30000) == 30000; });
-        for (const int position : {0, 10})
-            stream("copy of a stream", QIODevice::WriteOnly, [=](Stream& file) {
-                Stream from(path("source"));
-                return from.open(QIODevice::ReadOnly)
-                       && StreamUtils::copy(&from, 0, &file, position, -1) == size;
+               [](FileStream& file) { return file.writeBlock(bytes.constData(), size); });
+        stream("append", QIODevice::Append,
+               [](FileStream& file) { return file.writeBlock("end", 3); });
+        stream("setPosition and write", QIODevice::ReadWrite, [](FileStream& file) {
+            return file.setPosition(20000) && file.writeBlock("here", 4);
+        });
+        stream("write in spite of setPosition", QIODevice::ReadWrite, [](FileStream& file) {
+            return file.setPosition(20000), file.writeBlock("here", 4);
+        });
+        stream("move forwards", QIODevice::ReadWrite, [](FileStream& file) {
+            return StreamUtils::copy(&file, 5000, 100, 30000) == 30000;
+        });
+        stream("move backwards", QIODevice::ReadWrite, [](FileStream& file) {
+            return StreamUtils::copy(&file, 100, 5000, 30000) == 30000;
+        });
+        for (const int position : {0, 10}) {
+            stream("copy of a stream", QIODevice::WriteOnly, [=](FileStream& file) {
+                FileStream from(path("source"), QIODevice::ReadOnly);
+                return StreamUtils::copy(&from, 0, &file, position, -1) == size;
             });
-        stream("readBlock", QIODevice::ReadOnly, [this](Stream& file) {
+            stream("fast copy of a stream", QIODevice::WriteOnly, [=](FileStream& file) {
+                FileStream from(path("source"), QIODevice::ReadOnly);
+                return StreamUtils::copyFast(&from, 0, &file, position, -1) == size;
+            });
+            stream("fast copy of a mapping", QIODevice::WriteOnly, [=](FileStream& file) {
+                MappedFileStream from(path("source"));
+                return StreamUtils::copyFast(&from, 0, &file, position, -1) == size;
+            });
+        }
+        check("mapped file", [this] {
+            MappedFileStream file(path("source"));
+            m_got.resize(size);
+            return file.readBlock(m_got.data(), size) && !file.ioFailureDetected();
+        });
+        stream("readBlock", QIODevice::ReadOnly, [this](FileStream& file) {
             m_got.resize(size - 10);
             return file.setPosition(10) && file.readBlock(m_got.data(), size - 10);
         });
-        stream("readAll", QIODevice::ReadOnly,
-               [this](Stream& file) { return m_got = file.readAll(), !file.ioFailureDetected(); });
-        stream("readAll to a vector", QIODevice::ReadOnly, [this](Stream& file) {
+        stream("readAll", QIODevice::ReadOnly, [this](FileStream& file) {
+            return m_got = file.readAll(), !file.ioFailureDetected();
+        });
+        stream("readAll to a vector", QIODevice::ReadOnly, [this](FileStream& file) {
             std::vector<unsigned char> read;
             file.readAll(read);
             m_got.append(reinterpret_cast<const char*>(read.data()), int(read.size()));

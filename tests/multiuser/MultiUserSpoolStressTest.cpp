@@ -1,3 +1,4 @@
+#include "produced.h"
 #include "support/Thread.h"
 
 #include <Quarn/multiuser/MultiUserSpool.h>
@@ -19,11 +20,6 @@ namespace {
 using SharedSpool = boost::shared_ptr<MultiUserSpool>;
 using Random = std::minstd_rand;
 
-char byteAt(qint64 position)
-{
-    return char((position * 2654435761) >> 13);
-}
-
 struct Findings
 {
     std::atomic<qint64> wrongBytes{0};
@@ -35,24 +31,6 @@ struct Findings
             wrongBytes += bytes[i] != byteAt(position + i);
     }
 };
-
-void produce(MultiUserSpool& spool, qint64 size, Findings& findings)
-{
-    Random random(99);
-    QByteArray block;
-    for (qint64 done = 0; done < size;) {
-        block.resize(int(std::min<qint64>(size - done, 1 + qint64(random() % 5000))));
-        for (int i = 0; i < int(block.size()); ++i)
-            block[i] = byteAt(done + i);
-        if (spool.writeBlock(block.constData(), int(block.size())))
-            done += block.size();
-        else if (spool.ioFailureDetected())
-            break;
-        else
-            std::this_thread::yield(); // refused until readers have made room
-    }
-    findings.endedWrong += spool.size() != size;
-}
 
 /** Reads up to \a limit bytes with a reader of its own, each time in another way. */
 void consume(MultiUserSpoolReader& reader, qint64 limit, qint64 size, Random& random,
@@ -175,8 +153,7 @@ private:
                 reader.cancel();
             }
         });
-        produce(*spool, size, findings);
-        spool->finishIO();
+        findings.endedWrong += !produce(*spool, size, 99);
         spool.reset(); // the last thread takes it along
         threads.clear();
         QCOMPARE(findings.wrongBytes.load(), qint64(0));

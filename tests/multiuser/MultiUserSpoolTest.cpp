@@ -1,3 +1,4 @@
+#include "support/ShortMemory.h"
 #include "support/TemporaryFolder.h"
 #include "support/Thread.h"
 #include "support/testBytes.h"
@@ -137,7 +138,7 @@ private Q_SLOTS:
         const struct
         {
             const char* name;
-            const Settings& settings;
+            Settings settings;
             std::function<void(std::unique_ptr<MultiUserSpool>&)> end;
             const char* reason;
         } cases[] = {
@@ -154,7 +155,15 @@ private Q_SLOTS:
                  QCOMPARE(spool->write(bytesAt(5, limit)), limit - 5);
                  QCOMPARE(spool->write("x"), qint64(-1));
              },
-             "No such file"},
+             "missing: No such file"},
+            {"no temporary folder", tiny(Settings::KeepEverything, Settings::SpillToDisk),
+             [&](auto& spool) {
+                 const QByteArray former = qgetenv("TMPDIR");
+                 qputenv("TMPDIR", folder.root() + "/missing"); // for root / would do
+                 QCOMPARE(spool->write(bytesAt(5, limit)), limit - 5);
+                 former.isNull() ? qunsetenv("TMPDIR") : qputenv("TMPDIR", former);
+             },
+             "the temporary folder: No such file"},
             {"memory refused", large,
              [](auto& spool) {
                  const QByteArray block = bytesAt(0, 1 << 20);
@@ -176,7 +185,7 @@ private Q_SLOTS:
             each.end(spool);
             if (spool) {
                 spool->finishIO(); // which doesn't make it good
-                QVERIFY2(spool->ioFailureDetected(), each.name);
+                QVERIFY2(spool->ioFailureDetected() && spool->write("", 0) == 0, each.name);
             }
             const qint64 written = reader.size();
             const QByteArray bytes = reader.readAll();
@@ -317,6 +326,10 @@ private Q_SLOTS:
         QTRY_COMPARE(ready.count(), 3);
         QCoreApplication::processEvents();
         QCOMPARE(ready.count(), 3);
+        {
+            const ShortMemory here; // the next write makes up for it
+            QCOMPARE(static_cast<QIODevice&>(spool).write("untold", 6), qint64(6));
+        }
         spool.write("last");
         spool.finishIO();
         QTRY_COMPARE(finished.count(), 1);

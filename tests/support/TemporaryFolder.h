@@ -26,6 +26,13 @@ public:
 
     QByteArray root() const { return QFile::encodeName(path()); }
     QString at(const char* name) const { return filePath(QString::fromUtf8(name)); }
+
+    /** Of a file in the folder; null when it cannot be opened. */
+    QByteArray contents(const char* name) const
+    {
+        QFile file(at(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
 };
 
 #endif

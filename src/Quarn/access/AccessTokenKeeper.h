@@ -32,7 +32,7 @@ namespace kel {
  * \par Threads
  * Every call may come from any thread, but the destructor and killInstance(), which end the keeper
  * for all. One logon runs at a time, and other callers wait for it. A password change is written
- * to the log meanwhile, so the log's stream must not call the keeper.
+ * to the log meanwhile, so the log's stream, or message handler, must not call the keeper.
  */
 class QUARN_EXPORT AccessTokenKeeper
 {

@@ -62,7 +62,8 @@ struct AsyncFileResult
  * A pipe that nobody writes or reads, or a silent terminal, holds up this file alone, not the pool.
  * QFuture::cancel() and cancel() end such a wait within a tenth of a second. So do the destructor
  * and the end of the program, unless it is for a reader of the pipe to go on reading. On Windows,
- * and where a server doesn't answer, the call stays in the system and its thread with it: give such files a pool of their own.
+ * and where a server doesn't answer, the call stays in the system and its thread with it: give such
+ * files a pool of their own.
  *
  * \par Ending
  * The destructor doesn't block. What is queued is still carried out, except reads, and the file is

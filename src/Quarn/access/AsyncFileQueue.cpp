@@ -67,8 +67,9 @@ AsyncFile::Request AsyncFile::Queue::add(AsyncFileRequest request)
 /** With the lock held; whether the queue is to be started then. */
 bool AsyncFile::Queue::append(AsyncFileRequest request)
 {
-    m_bytes += request.data.size();
+    const qint64 bytes = request.data.size();
     m_requests.push_back(std::move(request));
+    m_bytes += bytes;
     ++m_made;
     return !std::exchange(m_isCarryingOut, true);
 }

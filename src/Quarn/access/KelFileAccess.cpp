@@ -2,6 +2,7 @@
 
 #include <Quarn/access/SecretText_p.h>
 #include <Quarn/access/fileTransfer_p.h>
+#include <Quarn/platform/SystemPath_p.h>
 
 #include <QFileInfo>
 #include <QMutexLocker>
@@ -235,8 +236,9 @@ KelFileAccess::State KelFileAccess::stateOfFile() const
 bool KelFileAccess::openFile(QIODevice::OpenMode mode)
 {
     // A buffer would hide a full disk from the write that fills it, and write again what failed.
-    const bool opened = m_file.open(mode | QIODevice::Unbuffered);
-    m_error = m_file.error();
+    const bool named = hasSystemForm(m_fileName);
+    const bool opened = named && m_file.open(mode | QIODevice::Unbuffered);
+    m_error = named ? m_file.error() : QFile::OpenError;
     return opened;
 }
 

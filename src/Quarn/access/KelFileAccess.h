@@ -83,7 +83,8 @@ public:
     void setUserAndPassword(const QString& user, const QString& password);
 
     /**
-     * Chooses the mode, whatever the result, and opens the file.
+     * Chooses the mode, whatever the result, and opens the file. A name with a zero character is that
+     * of no file.
      *
      * \return direct: whether the file was opened; threaded: whether the request was accepted
      */

@@ -156,7 +156,7 @@ qint64 MultiUserBuffer::write(const char* text)
 
 int MultiUserBuffer::write(const void* data, int size)
 {
-    return narrow(QIODevice::write(static_cast<const char*>(data), size));
+    return size == 0 ? 0 : narrow(QIODevice::write(static_cast<const char*>(data), size));
 }
 
 void MultiUserBuffer::enableNonBlockingMode(bool) { }

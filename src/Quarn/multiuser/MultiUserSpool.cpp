@@ -79,7 +79,7 @@ int MultiUserSpool::read(void*, int)
 
 int MultiUserSpool::write(const void* data, int size)
 {
-    return narrow(QIODevice::write(static_cast<const char*>(data), size));
+    return size == 0 ? 0 : narrow(QIODevice::write(static_cast<const char*>(data), size));
 }
 
 qint64 MultiUserSpool::write(const QByteArray& bytes)

@@ -57,8 +57,9 @@ class SpoolReading;
  * \par Threads
  * A reader belongs to one thread at a time; the signals come in the one it lives in. cancel(),
  * cancelled(), lag() and firstPosition() may be called from any thread. A reader may be destroyed in
- * another thread while it waits in a call of the stream, for a view or in waitForReadyRead(): that
- * ends as cancelled first. It must not be destroyed while Qt's own calls read.
+ * another thread while it waits in one read(), for a view or in waitForReadyRead(): that ends as
+ * cancelled first. It must not be destroyed while Qt's own calls read, nor in the calls that make
+ * several reads, such as readBlock() and readAll(): cancel() ends these, too.
  *
  * \par Ownership
  * A reader shares what was written, not the spool.

@@ -21,6 +21,7 @@ constexpr auto longestLook = 20us; // what it takes to fall asleep and to be wok
 constexpr auto eventsEvery = 1ms;
 constexpr int mostToSkip = 63;
 constexpr int napMsecs = 20;
+constexpr int loopAfterMsecs = 20;
 
 } // namespace
 
@@ -39,6 +40,8 @@ public:
     const QDeadlineTimer deadline;
     Wait* const outer;
     Outcome outcome = Running;
+    QDeadlineTimer loopFrom{QDeadlineTimer::Forever};
+    QEventLoop* loop = nullptr;
 
 private:
     ReaderWaits& m_waits;
@@ -60,6 +63,7 @@ ReaderWaits::ReaderWaits(QObject* reader, std::shared_ptr<ReaderCall> call,
       m_dispatcher(nullptr), m_interrupts(true), m_toSkip(0), m_toSkipNext(0)
 {
     m_timer.setSingleShot(true);
+    connect(&m_timer, &QTimer::timeout, this, &ReaderWaits::leaveLoops);
 }
 
 ReaderWaits::Outcome ReaderWaits::wait(int msecs)
@@ -83,9 +87,12 @@ ReaderWaits::Outcome ReaderWaits::wait(int msecs)
 
 void ReaderWaits::end(Outcome outcome)
 {
-    for (Wait* wait = m_innermost; wait; wait = wait->outer)
+    for (Wait* wait = m_innermost; wait; wait = wait->outer) {
         if (wait->running())
             wait->outcome = outcome;
+        if (wait->loop)
+            wait->loop->quit();
+    }
     if (m_innermost)
         interrupt();
 }
@@ -104,14 +111,20 @@ bool ReaderWaits::event(QEvent* event)
 void ReaderWaits::process(Wait& wait)
 {
     lookForWrite();
+    if (QThread::currentThread()->loopLevel() == 0)
+        wait.loopFrom.setRemainingTime(loopAfterMsecs);
     while (wait.running()) {
         QAbstractEventDispatcher* const events = dispatcher();
         if (!events)
             return poll(wait);
         // Once more when the time is over: what has come is not to be lost to the limit.
         const bool over = wait.deadline.hasExpired();
+        if (!over && wait.loopFrom.hasExpired()) {
+            processInLoop(wait);
+            continue;
+        }
         if (!over)
-            wakeUpAt(wait.deadline);
+            wakeUpAt(std::min(wait.deadline, wait.loopFrom));
         events->processEvents(over ? QEventLoop::AllEvents
                                    : QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
         if (m_interrupts && wait.running() && m_call->pending() && dispatcher())
@@ -120,6 +133,34 @@ void ReaderWaits::process(Wait& wait)
             m_eventsDue = Clock::now() + eventsEvery;
         if (over && wait.running())
             wait.outcome = TimedOut;
+    }
+}
+
+/**
+ * Waits in an event loop where the thread has none: only there newer Qts carry out what another
+ * thread's deleteLater() asked for.
+ */
+void ReaderWaits::processInLoop(Wait& wait)
+{
+    wait.loopFrom = QDeadlineTimer(QDeadlineTimer::Forever); // QThread::exit() ends it too early
+    wakeUpAt(wait.deadline);
+    const auto watch = connect(m_dispatcher, &QAbstractEventDispatcher::awake, this,
+                               &ReaderWaits::leaveLoops, Qt::DirectConnection);
+    QEventLoop loop;
+    wait.loop = &loop;
+    loop.exec();
+    wait.loop = nullptr;
+    disconnect(watch);
+}
+
+/** Ends the loops whose time is over, and those that get no events any more. */
+void ReaderWaits::leaveLoops()
+{
+    for (Wait* wait = m_innermost; wait; wait = wait->outer) {
+        if (wait->loop && (wait->deadline.hasExpired() || !QCoreApplication::instance()))
+            wait->loop->quit();
+        else if (wait->loop)
+            wakeUpAt(wait->deadline);
     }
 }
 

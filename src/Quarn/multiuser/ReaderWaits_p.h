@@ -17,8 +17,8 @@ class ReaderCall;
  * \brief The waits of a reader, which process the events of its thread until something ends them.
  *
  * A wait may begin while another one runs, in a slot; all of them end together, or by their own
- * limits. There is no QEventLoop in it: QThread::exit() ends every one of the thread, and to leave
- * one costs as much as all else of a wait. Before a wait goes to sleep, it looks for a few
+ * limits. A short one has no QEventLoop in it: QThread::exit() ends every one of the thread, and to
+ * leave one costs as much as all else of a wait. Before a wait goes to sleep, it looks for a few
  * microseconds whether the next write comes already, where writes have come that quickly before.
  */
 class ReaderWaits : public QObject
@@ -46,6 +46,8 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void process(Wait& wait);
+    void processInLoop(Wait& wait);
+    void leaveLoops();
     void lookForWrite();
     void poll(Wait& wait);
     void wakeUpAt(const QDeadlineTimer& deadline);

@@ -26,6 +26,7 @@ public:
     ~SpillFile();
 
     bool isOpen() const;
+    /** In \a folder; an empty one is missing, never the working folder or the root. */
     bool open(const QString& folder, QString* reason);
 
     /** Writes all of it at \a position, or fails. */

@@ -1,6 +1,5 @@
 #include <Quarn/signature/PemBlocks_p.h>
 
-#include <Quarn/companion/narrow_p.h>
 #include <Quarn/signature/Wiped_p.h>
 
 #include <algorithm>
@@ -15,21 +14,21 @@ const char dashes[] = "-----";
 bool PemBlocks::next()
 {
     const QByteArray begin = QByteArrayLiteral("-----BEGIN ");
-    int at = m_end;
+    Size at = m_end;
     do {
-        at = narrow(m_text.indexOf(begin, at));
+        at = m_text.indexOf(begin, at);
         if (at < 0)
             return false;
-        at += narrow(begin.size());
-    } while (at > begin.size() && m_text.at(at - narrow(begin.size()) - 1) != '\n');
+        at += begin.size();
+    } while (at > begin.size() && m_text.at(at - begin.size() - 1) != '\n');
 
-    m_begin = narrow(m_text.indexOf('\n', at));
+    m_begin = m_text.indexOf('\n', at);
     const QByteArray line = m_text.mid(at, m_begin - at).trimmed();
     if (m_begin < 0 || !line.endsWith(dashes))
         throw Damaged();
     m_label = line.left(line.size() - 5);
     const QByteArray end = "\n-----END " + m_label + dashes;
-    m_end = narrow(m_text.indexOf(end, m_begin));
+    m_end = m_text.indexOf(end, m_begin);
     if (m_end < 0)
         throw Damaged();
     separateHeader();
@@ -43,11 +42,11 @@ void PemBlocks::separateHeader()
     const char* const text = m_text.constData();
     if (std::find(text + m_begin, text + m_end, ':') == text + m_end)
         return;
-    int line = m_begin + 1;
-    int lineEnd = narrow(m_text.indexOf('\n', line));
+    Size line = m_begin + 1;
+    Size lineEnd = m_text.indexOf('\n', line);
     while (lineEnd < m_end && !m_text.mid(line, lineEnd - line).trimmed().isEmpty()) {
         line = lineEnd + 1;
-        lineEnd = narrow(m_text.indexOf('\n', line));
+        lineEnd = m_text.indexOf('\n', line);
     }
     if (lineEnd >= m_end)
         throw Damaged();
@@ -64,7 +63,7 @@ QByteArray PemBlocks::contents() const
     char* const last = std::copy_if(begin, end, digits.data(), [](char character) {
         return character != '\n' && character != '\r' && character != ' ' && character != '\t';
     });
-    digits.truncate(int(last - digits.data()));
+    digits.truncate(Size(last - digits.data()));
     auto decoded = QByteArray::fromBase64Encoding(static_cast<const QByteArray&>(digits),
                                                   QByteArray::Base64Encoding
                                                       | QByteArray::AbortOnBase64DecodingErrors);

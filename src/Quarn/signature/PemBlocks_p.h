@@ -3,7 +3,8 @@
 
 #include <QByteArray>
 
-#include <stdexcept>
+#include <exception>
+#include <utility>
 
 namespace kel {
 
@@ -46,14 +47,31 @@ public:
     QByteArray contents() const;
 
 private:
+    using Size = decltype(QByteArray().size()); // not the same in Qt 5 and Qt 6
+
     void separateHeader();
 
     const QByteArray m_text;
     QByteArray m_label;
     QByteArray m_header;
-    int m_begin = 0; // of the block's contents, or of what is still to be searched
-    int m_end = 0;
+    Size m_begin = 0; // of the block's contents, or of what is still to be searched
+    Size m_end = 0;
 };
+
+/** What \a make makes of the first block that \a fits; null when there is none or it is damaged. */
+template <typename Fits, typename Make>
+auto fromFirstBlock(const QByteArray& pem, Fits fits, Make make)
+    -> decltype(make(std::declval<const PemBlocks&>()))
+{
+    try {
+        for (PemBlocks blocks(pem); blocks.next();)
+            if (fits(blocks))
+                return make(blocks);
+    } catch (const PemBlocks::Damaged&) {
+        // As if there were none.
+    }
+    return nullptr;
+}
 
 } // namespace kel
 #endif

@@ -49,17 +49,10 @@ PublicKey::PublicKey(std::shared_ptr<EVP_PKEY> key) : m_key(std::move(key)) { }
 PublicKey PublicKey::fromPem(const QByteArray& pem)
 {
     const ErrorMark mark;
-    Key key;
-    try {
-        PemBlocks blocks(pem);
-        bool found = false;
-        while (!found && blocks.next())
-            found = blocks.label() == "PUBLIC KEY" || blocks.isCertificate();
-        if (found)
-            key = keyIn(blocks);
-    } catch (const PemBlocks::Damaged&) {
-        // As if there were none.
-    }
+    const auto fits = [](const PemBlocks& block) {
+        return block.label() == "PUBLIC KEY" || block.isCertificate();
+    };
+    Key key = fromFirstBlock(pem, fits, keyIn);
     if (!key)
         fail("Invalid public key");
     return PublicKey(std::move(key));

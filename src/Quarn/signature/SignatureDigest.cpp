@@ -2,6 +2,7 @@
 
 #include <Quarn/companion/narrow_p.h>
 #include <Quarn/interfaces/IIOInterface.h>
+#include <Quarn/platform/SystemPath_p.h>
 #include <Quarn/signature/ErrorMark_p.h>
 #include <Quarn/signature/SignatureException.h>
 #include <Quarn/signature/pemText_p.h>
@@ -103,7 +104,7 @@ QByteArray contentsOf(const QString& path)
 {
     QFile file(path);
     QByteArray contents;
-    const bool opened = file.open(QIODevice::ReadOnly);
+    const bool opened = hasSystemForm(path) && file.open(QIODevice::ReadOnly);
     // A read that fails halfway gives what came before; only the next one tells.
     for (QByteArray next; opened && !(next = file.readAll()).isEmpty();)
         contents += next;
@@ -283,7 +284,7 @@ qint64 SignatureDigest::digest(boost::shared_ptr<IIOInterface> stream, qint64 ma
 int SignatureDigest::digestFile(const QString& path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? digest(&file, -1) : 0;
+    return hasSystemForm(path) && file.open(QIODevice::ReadOnly) ? digest(&file, -1) : 0;
 }
 
 bool SignatureDigest::verify()

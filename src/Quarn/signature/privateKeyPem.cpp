@@ -123,17 +123,9 @@ Key keyIn(const PemBlocks& block, const QByteArray& passphrase)
 Key privateKeyIn(const QByteArray& pem, const QByteArray& passphrase)
 {
     const ErrorMark mark;
-    Key key;
-    try {
-        PemBlocks blocks(pem);
-        bool found = false;
-        while (!found && blocks.next())
-            found = blocks.label().endsWith("PRIVATE KEY");
-        if (found)
-            key = keyIn(blocks, passphrase);
-    } catch (const PemBlocks::Damaged&) {
-        // As if there were none.
-    }
+    Key key = fromFirstBlock(
+        pem, [](const PemBlocks& block) { return block.label().endsWith("PRIVATE KEY"); },
+        [&](const PemBlocks& block) { return keyIn(block, passphrase); });
     if (!key)
         fail("Invalid private key");
     return key;

@@ -38,9 +38,10 @@ namespace kel {
  * \par Blocking mode
  * Off at first. When on, a read that finds nothing although the file is not at its end calls
  * waitForReadyRead() with 5000 ms and tries again, until data comes, the file reaches its end, is
- * closed or removed, or blocking is switched off. An ordinary file has its end where its size is,
- * so nothing ever waits. A class for a file that is still being written overrides atEnd(), to
- * tell when nothing more will come, and waitForReadyRead(), to wait for growth.
+ * closed or removed (renaming is not removing), or blocking is switched off. An ordinary file has its
+ * end where its size is, so nothing ever waits. A class for a file that is still being written
+ * overrides atEnd(), to tell when nothing more will come, and waitForReadyRead(), to wait for growth;
+ * FileStream does.
  *
  * \par Threads
  * Those of QFile, but for enableNonBlockingMode() and nonBlocking(), which may be called from any
@@ -70,8 +71,8 @@ public:
 
     using QFile::open;
     /**
-     * As QFile::open(); refused while a read of this file waits, and when the system doesn't tell
-     * whether this is a regular file.
+     * As QFile::open(); refused while a read of this file waits, for a name with a zero character, and
+     * when the system doesn't tell whether this is a regular file.
      */
     bool open(OpenMode mode) override;
 
@@ -104,7 +105,10 @@ public:
     bool readable() override;
     bool writable() override;
     void flush() override;
-    /** Closes the file. */
+    /**
+     * Closes the file, which forgets failures before: ask ioFailureDetected() first. Afterwards it
+     * tells of a failure of the closing itself, such as that of a buffered write.
+     */
     void finishIO() override;
     /** True after a file error, after a failed seek(), or once an error string was set. */
     bool ioFailureDetected() const override;

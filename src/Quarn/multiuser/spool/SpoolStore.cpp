@@ -145,17 +145,19 @@ bool SpoolStore::spillOldest(Lock& lock)
     lock.unlock();
     const qint64 position = index << m_shift;
     const qint64 size = qint64(1) << m_shift;
+    // Empty when the environment names one that is missing.
+    const QString folder
+        = m_settings.spillFolder.isEmpty() ? QDir::tempPath() : m_settings.spillFolder;
     QString reason;
-    const bool kept = (m_file.isOpen()
-                       || m_file.open(m_settings.spillFolder.isEmpty() ? QDir::tempPath()
-                                                                       : m_settings.spillFolder,
-                                      &reason))
+    const bool kept = (m_file.isOpen() || m_file.open(folder, &reason))
                       && m_file.write(position, chunk->memory.bytes(), size, &reason);
     lock.lock();
     if (SpoolChunks::unpin(chunk))
         m_chunks.reclaim();
     if (!kept) {
-        end(Failed, QStringLiteral("The spool cannot go to the disk: %1").arg(reason));
+        end(Failed,
+            QStringLiteral("The spool cannot go to the disk in %1: %2")
+                .arg(folder.isEmpty() ? QStringLiteral("the temporary folder") : folder, reason));
         return false;
     }
     if (m_memoryBegin == index) {

@@ -2,6 +2,7 @@
 #include <Quarn/multiuser/spool/SpoolStore_p.h>
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace kel {
@@ -108,8 +109,12 @@ void SpoolStore::post(SpoolReading* reading)
 {
     if (!reading->m_post || reading->m_posted)
         return;
-    reading->m_posted = true;
-    reading->m_post();
+    try {
+        reading->m_post();
+        reading->m_posted = true;
+    } catch (const std::bad_alloc&) {
+        m_listening |= Notified; // the next write makes up for it
+    }
 }
 
 void SpoolStore::listen(SpoolReading* reading, std::function<void()> notification)

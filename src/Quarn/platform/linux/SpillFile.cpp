@@ -1,8 +1,7 @@
 #include <Quarn/platform/SpillFile_p.h>
 
 #include <Quarn/platform/linux/FileDescriptor_p.h>
-
-#include <QFile>
+#include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -29,6 +28,26 @@ int openUnlinked(QByteArray name)
     return descriptor;
 }
 
+/** Has \a call transfer it all; \a stopped is the error when it transfers nothing. */
+template <typename Call, typename Bytes>
+bool transfer(Call call, int file, qint64 position, Bytes data, qint64 size, int stopped,
+              QString* reason)
+{
+    while (size > 0) {
+        const ssize_t count = call(file, data, std::size_t(size), position);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0) {
+            *reason = reasonOf(count < 0 ? errno : stopped);
+            return false;
+        }
+        position += count;
+        data += count;
+        size -= count;
+    }
+    return true;
+}
+
 } // namespace
 
 struct SpillFile::Handle
@@ -46,11 +65,11 @@ bool SpillFile::isOpen() const
 
 bool SpillFile::open(const QString& folder, QString* reason)
 {
-    if (folder.isEmpty()) { // as QDir::tempPath() is when there is none; not the root folder
+    const QByteArray path = systemPath(folder);
+    if (path.isEmpty()) { // or the fallback below would go to the root folder
         *reason = reasonOf(ENOENT);
         return false;
     }
-    const QByteArray path = QFile::encodeName(folder);
     FileDescriptor file(
         ::open(path.constData(), O_TMPFILE | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!file.isOpen())
@@ -65,36 +84,13 @@ bool SpillFile::open(const QString& folder, QString* reason)
 
 bool SpillFile::write(qint64 position, const char* data, qint64 size, QString* reason)
 {
-    while (size > 0) {
-        const ssize_t count = ::pwrite(m_handle->file.get(), data, std::size_t(size), position);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0) {
-            *reason = reasonOf(count < 0 ? errno : ENOSPC);
-            return false;
-        }
-        position += count;
-        data += count;
-        size -= count;
-    }
-    return true;
+    return transfer(::pwrite, m_handle->file.get(), position, data, size, ENOSPC, reason);
 }
 
 bool SpillFile::read(qint64 position, char* data, qint64 size, QString* reason) const
 {
-    while (size > 0) {
-        const ssize_t count = ::pread(m_handle->file.get(), data, std::size_t(size), position);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0) {
-            *reason = reasonOf(count < 0 ? errno : EIO); // nobody shortens it but by force
-            return false;
-        }
-        position += count;
-        data += count;
-        size -= count;
-    }
-    return true;
+    // Nobody shortens it but by force.
+    return transfer(::pread, m_handle->file.get(), position, data, size, EIO, reason);
 }
 
 void SpillFile::release(qint64 position, qint64 size)

@@ -129,13 +129,22 @@ private:
     bool m_wasPending;
 };
 
-void flushFolderOf(const QString& path)
+/** Whether the file is flushed, if it is one that can be: others, such as a pipe, hold nothing back. */
+bool flushed(int descriptor)
 {
-    const QString folder = QFileInfo(QFileInfo(path).canonicalFilePath()).path();
-    const FileDescriptor descriptor(
-        ::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (descriptor.isOpen())
-        retried([&] { return ::fsync(descriptor.get()); }); // not every file system can
+    return retried([&] { return ::fsync(descriptor); }) == 0 || errno == EINVAL || errno == EROFS
+           || errno == ENOTSUP;
+}
+
+/** Whether the name is flushed, if it is still there; a folder that may not be read can't be. */
+bool flushedName(const QString& path)
+{
+    const QString file = QFileInfo(path).canonicalFilePath();
+    if (file.isEmpty())
+        return true;
+    const QByteArray folder = QFile::encodeName(QFileInfo(file).path());
+    const FileDescriptor descriptor(::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return descriptor.isOpen() ? flushed(descriptor.get()) : errno == EACCES || errno == ENOENT;
 }
 
 } // namespace
@@ -245,12 +254,10 @@ Outcome SystemFile::seek(qint64 position)
 
 Outcome SystemFile::flush()
 {
-    // What can't be flushed, such as a pipe, holds nothing back.
-    if (retried([&] { return ::fsync(m_handle->get()); }) != 0 && errno != EINVAL && errno != EROFS)
+    if (!flushed(m_handle->get())
+        || (!m_handle->newPath.isEmpty() && !flushedName(m_handle->newPath)))
         return failure(QFileDevice::WriteError, errno);
-    const QString newPath = std::exchange(m_handle->newPath, QString());
-    if (!newPath.isEmpty())
-        flushFolderOf(newPath);
+    m_handle->newPath.clear();
     return Outcome();
 }
 

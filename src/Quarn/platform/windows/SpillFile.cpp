@@ -1,5 +1,8 @@
 #include <Quarn/platform/SpillFile_p.h>
 
+#include <Quarn/platform/SystemPath_p.h>
+#include <Quarn/platform/windows/SystemPath_p.h>
+
 #include <QDir>
 #include <QUuid>
 
@@ -69,8 +72,12 @@ bool SpillFile::isOpen() const
 
 bool SpillFile::open(const QString& folder, QString* reason)
 {
+    if (folder.isEmpty() || !hasSystemForm(folder)) { // not the working folder
+        *reason = reasonOf(ERROR_PATH_NOT_FOUND);
+        return false;
+    }
     const QString name = QStringLiteral("Quarn-") + QUuid::createUuid().toString(QUuid::Id128);
-    const std::wstring path = QDir::toNativeSeparators(QDir(folder).filePath(name)).toStdWString();
+    const std::wstring path = systemPath(QDir(folder).filePath(name));
     const HANDLE file
         = ::CreateFileW(path.c_str(), GENERIC_READ | GENERIC_WRITE | DELETE, 0, nullptr, CREATE_NEW,
                         FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);

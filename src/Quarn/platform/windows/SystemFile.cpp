@@ -1,5 +1,7 @@
 #include <Quarn/platform/SystemFile_p.h>
 
+#include <Quarn/platform/SystemPath_p.h>
+
 #include <QCoreApplication>
 #include <QFile>
 
@@ -46,7 +48,7 @@ bool SystemFile::joinsWrites() const
 
 Outcome SystemFile::open(const QString& path, QIODevice::OpenMode mode, Wait&)
 {
-    if (mode & QIODevice::Text)
+    if (mode & QIODevice::Text || !hasSystemForm(path))
         return failure(QFileDevice::OpenError, qt_error_string(ERROR_INVALID_PARAMETER));
     m_handle->file.setFileName(path);
     if (!m_handle->file.open(mode | QIODevice::Unbuffered))
