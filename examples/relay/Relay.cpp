@@ -1,6 +1,5 @@
 #include "Relay.h"
 
-#include "AtomicFile.h"
 #include "Channel.h"
 #include "Console.h"
 #include "InputFile.h"
@@ -61,7 +60,7 @@ void Relay::addConsumers()
     m_signals = std::make_unique<SignalWatch>();
     if (!m_options.saveFile.isEmpty()) {
         m_saver = add(new Saver(m_options.saveFile, *m_channel, m_stop));
-        SignalWatch::setFileToRemove(m_saver->file().fileName());
+        SignalWatch::setFileToRemove(m_saver->temporaryPath());
     }
     add(new LineCounter(QStringLiteral("line counter"), *m_channel, m_stop));
     for (int number = 1; number <= m_options.readers; ++number)
@@ -224,11 +223,12 @@ QString Relay::mismatch() const
 int Relay::save()
 {
     try {
-        const auto signature = m_signer ? m_signer->written() : nullptr;
+        if (m_signer)
+            m_signer->write();
         if (m_saver)
-            m_saver->file().replaceTarget();
-        if (signature)
-            signature->replaceTarget();
+            m_saver->publish();
+        if (m_signer)
+            m_signer->publish();
         return Done;
     } catch (const kel::IOException& exception) {
         Console::fail(exception.message());

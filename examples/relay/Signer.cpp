@@ -1,6 +1,5 @@
 #include "Signer.h"
 
-#include "AtomicFile.h"
 #include "Options.h"
 #include "Schemes.h"
 #include "passphrases.h"
@@ -30,6 +29,12 @@ kel::SignatureSigner signerFor(const Options& options)
     }
 }
 
+[[noreturn]] void fail(const kel::SafeFile& file)
+{
+    throw kel::IOException(
+        QStringLiteral("cannot save %1: %2").arg(file.fileName(), file.errorString()));
+}
+
 /** Throws when there can't be such a file, or something else that is needed would go for it. */
 void requirePlace(const Options& options)
 {
@@ -42,13 +47,15 @@ void requirePlace(const Options& options)
             throw kel::IOException(QStringLiteral("cannot save %1: It would replace %2")
                                        .arg(options.signatureFile, needed));
     }
-    AtomicFile(options.signatureFile).create();
+    kel::SafeFile trial(options.signatureFile);
+    if (!trial.open(QIODevice::WriteOnly))
+        fail(trial);
 }
 
 } // namespace
 
 Signer::Signer(const Options& options, const Channel& channel, const StopSwitch& stop)
-    : Consumer(QStringLiteral("signer"), channel, stop), m_path(options.signatureFile),
+    : Consumer(QStringLiteral("signer"), channel, stop), m_file(options.signatureFile),
       m_signer(signerFor(options))
 {
     requirePlace(options);
@@ -56,13 +63,19 @@ Signer::Signer(const Options& options, const Channel& channel, const StopSwitch&
 
 Signer::~Signer() = default;
 
-std::unique_ptr<AtomicFile> Signer::written() const
+void Signer::write()
 {
-    auto file = std::make_unique<AtomicFile>(m_path);
-    file->create();
-    file->writeBlock(m_signature.constData(), int(m_signature.size()));
-    file->finish(m_signature.size());
-    return file;
+    if (!m_file.open(QIODevice::WriteOnly) || m_file.write(m_signature) != m_signature.size())
+        fail(m_file);
+    m_file.close();
+    if (m_file.ioFailureDetected())
+        fail(m_file);
+}
+
+void Signer::publish()
+{
+    if (!m_file.commit())
+        fail(m_file);
 }
 
 QString Signer::result() const

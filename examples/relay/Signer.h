@@ -4,10 +4,8 @@
 #include "Consumer.h"
 
 #include <Quarn/signature/SignatureSigner.h>
+#include <Quarn/streams/SafeFile.h>
 
-#include <memory>
-
-class AtomicFile;
 struct Options;
 
 /** \brief Signs the input. */
@@ -24,17 +22,18 @@ public:
     ~Signer() override;
 
     /**
-     * Once it is complete: the signature, on the disk and to take its place. Throws kel::IOException
-     * when it can't be written.
+     * Brings the signature to the disk, once it is complete; it takes its place by publish(). Both throw
+     * kel::IOException when that cannot be.
      */
-    std::unique_ptr<AtomicFile> written() const;
+    void write();
+    void publish();
 
     QString result() const override;
 
 private:
     void consume(const boost::shared_ptr<kel::IRandomAccessIO>& reader) override;
 
-    const QString m_path;
+    kel::SafeFile m_file;
     const kel::SignatureSigner m_signer;
     QByteArray m_signature;
 };

@@ -5,14 +5,19 @@
 
 #include <Quarn/access/KelFileAccess.h>
 #include <Quarn/fileutils/FileUtils.h>
+#include <Quarn/fileutils/TempDir.h>
 #include <Quarn/streams/FileStream.h>
 #include <Quarn/streams/MappedFileStream.h>
+#include <Quarn/streams/SafeFile.h>
 #include <Quarn/streams/StreamUtils.h>
 
 #include <QBuffer>
 #include <QLoggingCategory>
 #include <QProcess>
 #include <QTest>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <future>
@@ -48,10 +53,13 @@ enum Party { Name, File, Unbuffered, Memory };
 /** What an operation owes its caller. */
 enum Promise { NoFalseSuccess, AllOrNothing, NoSuccess };
 
-/** A .trashinfo holds the time, and a comment, which is looked at itself, lies in one of two files. */
+/**
+ * A .trashinfo holds the time, and a comment, which is looked at itself, lies in one of two files.
+ * A process that is killed leaves the file that it saves in.
+ */
 bool isAside(const QByteArray& entry)
 {
-    return entry.endsWith(".trashinfo") || entry.contains("comment")
+    return entry.endsWith(".trashinfo") || entry.contains("comment") || entry.startsWith(".save-")
            || (entry.startsWith("home/") && entry.endsWith('/'));
 }
 
@@ -82,7 +90,10 @@ private Q_SLOTS:
         QVERIFY2(m_faults.isEmpty(), std::exchange(m_faults, {}).join('\n').constData());
     }
 
-    void cleanupTestCase() { qInfo("%d operations, %d runs", m_operations, m_runs); }
+    void cleanupTestCase()
+    {
+        qInfo("%d operations, %d runs, %d crashes", m_operations, m_runs, m_crashes);
+    }
 
     void readsAndWrites()
     {
@@ -143,6 +154,24 @@ private Q_SLOTS:
               [=] { return m_got = FileUtils::comment(path("twin")).toUtf8(), !m_got.isEmpty(); });
     }
 
+    void saves()
+    {
+        for (const char* name : {"target", "longer", "link", "dangling", "empty"}) {
+            const auto save = [=] { return FileUtils::saveBytes(text, path(name)), true; };
+            check("saveBytes", AllOrNothing, save);
+            checkCrashes("saveBytes", save);
+        }
+        for (const auto mode : {QIODevice::NotOpen, QIODevice::Unbuffered}) {
+            const auto save = [=] {
+                SafeFile file(path("longer"));
+                return file.open(QIODevice::WriteOnly | mode)
+                       && file.writeBlock(text.constData(), int(text.size())) && file.commit();
+            };
+            check("SafeFile", AllOrNothing, save);
+            checkCrashes("SafeFile", save);
+        }
+    }
+
     void folders()
     {
         for (const char* name : {"twin", "link", "empty", "tree/e", "tree"})
@@ -150,6 +179,32 @@ private Q_SLOTS:
         for (const char* name : {"twin", "link", "empty", "tree"})
             check("moveToTrash", AllOrNothing,
                   [=] { return FileUtils::moveToTrash(QFileInfo(path(name))); });
+        for (const char* name : {"twin", "tree"}) {
+            const auto restore = [=] {
+                for (const TrashedFile& file : FileUtils::trashedFiles())
+                    if (file.originalPath == path(name))
+                        return FileUtils::restoreFromTrash(file), true;
+                return false;
+            };
+            m_before = [=] { QVERIFY(FileUtils::moveToTrash(QFileInfo(path(name)))); };
+            check("restoreFromTrash", AllOrNothing, restore);
+            checkCrashes("restoreFromTrash", restore);
+        }
+        check("trashedFiles", [=] {
+            for (const TrashedFile& file : FileUtils::trashedFiles())
+                m_got += file.path.toUtf8();
+            return true;
+        });
+        if (FileUtils::trashedFiles().size() == 1) // nobody's real trash
+            check("emptyTrash", [=] { return FileUtils::emptyTrash().isEmpty(); });
+        m_before = [] {};
+        const auto trash = [=] { return FileUtils::moveToTrash(QFileInfo(path("tree"))); };
+        checkCrashes("moveToTrash", trash);
+        check("TempDir", [] {
+            TempDir folder;
+            createEntries(QFile::encodeName(folder.path()), {"a/b", "link>nowhere"});
+            return folder.remove(), true;
+        });
         check("createTempDir", [] { return QDir().rmdir(FileUtils::createTempDir()); });
         check("fileMustExist", NoSuccess,
               [=] { return FileUtils::fileMustExist(path("nothing")); });
@@ -301,8 +356,8 @@ private:
         store(path("longer"), bytes + "and more");
         store(path("text"), text);
         store(path("empty"), "");
-        createEntries(m_folder.root(),
-                      {"link>source", "tree/a/b/c", "tree/a/d", "tree/e/", "tree/f"});
+        createEntries(m_folder.root(), {"link>source", "dangling>new", "tree/a/b/c", "tree/a/d",
+                                        "tree/e/", "tree/f"});
         std::filesystem::create_hard_link(path("source").toStdString(), path("twin").toStdString());
         std::filesystem::permissions(path("longer").toStdString(), std::filesystem::perms(0640));
         m_got.clear();
@@ -347,6 +402,29 @@ private:
         }
     }
 
+    /** Ends the process at one call of \a work after the other. */
+    void checkCrashes(const char* name, const Work& work)
+    {
+        prepare();
+        const Snapshot former = snapshot();
+        run(work, {0});
+        const Snapshot done = snapshot();
+        for (int nth = 1, status = -1; status != 0; ++nth) {
+            prepare();
+            const pid_t child = ::fork();
+            if (child == 0) {
+                faultyCalls::arm(m_folder.root().constData(), {nth, faultyCalls::kill});
+                work();
+                ::_exit(0);
+            }
+            QCOMPARE(::waitpid(child, &status, 0), child);
+            const Snapshot found = snapshot();
+            if (found != done && (status == 0 || found != former))
+                m_faults << QByteArray(name) + ": torn at call " + QByteArray::number(nth);
+            ++m_crashes;
+        }
+    }
+
     bool isRight(Promise promise, bool claimed, const Snapshot& former, const Snapshot& done) const
     {
         if (!claimed && promise == NoFalseSuccess)
@@ -377,7 +455,7 @@ private:
     std::function<void()> m_before = [] {}; // while nothing fails yet
     QByteArray m_got; // what an operation read
     QList<QByteArray> m_faults;
-    int m_operations = 0, m_runs = 0;
+    int m_operations = 0, m_runs = 0, m_crashes = 0;
 };
 
 QTEST_GUILESS_MAIN(FileFaultsTest)

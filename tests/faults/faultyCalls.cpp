@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -71,6 +72,8 @@ void note(const char* call)
     const char* none = nullptr;
     if (first.compare_exchange_strong(none, call) && inProgram)
         ::dprintf(STDERR_FILENO, "faulty call: %s\n", call);
+    if (fault.error == kill)
+        ::kill(::getpid(), SIGKILL);
 }
 
 /** For calls that transfer no bytes; a short count isn't for them. */
@@ -195,7 +198,7 @@ Target folder(long argument)
 #define CALLS_BY_FILE(X)                                                                           \
     X(copy_file_range) X(sendfile) X(sendfile64) X(lseek) X(lseek64) X(ftruncate) X(ftruncate64)   \
     X(fchmod) X(fchown) X(fstat) X(fstat64) X(fgetxattr) X(fsetxattr) X(fremovexattr)              \
-    X(fsync) X(fdatasync)
+    X(flistxattr) X(fsync) X(fdatasync)
 #define CALLS_BY_FOLDER(X)                                                                         \
     X(openat) X(openat64) X(unlinkat) X(mkdirat) X(renameat) X(renameat2) X(readlinkat)            \
     X(faccessat) X(fstatat) X(fstatat64) X(statx)

@@ -404,7 +404,7 @@ private:
     /** Size of the file that the relay is saving at the moment. */
     qint64 bytesSaved() const
     {
-        const QStringList saved = files().filter(QStringLiteral(".relay-"));
+        const QStringList saved = files().filter(QStringLiteral(".save-"));
         return saved.isEmpty() ? -1 : QFileInfo(m_folder.filePath(saved.first())).size();
     }
 

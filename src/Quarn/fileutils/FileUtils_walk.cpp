@@ -1,6 +1,6 @@
 #include <Quarn/fileutils/FileUtils.h>
 
-#include <Quarn/fileutils/NameEndings_p.h>
+#include <Quarn/fileutils/names/NameEndings_p.h>
 #include <Quarn/platform/FileIdentity_p.h>
 #include <Quarn/platform/NameOrder_p.h>
 #include <Quarn/platform/SystemPath_p.h>

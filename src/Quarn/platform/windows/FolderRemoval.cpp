@@ -8,7 +8,9 @@
 
 #include <windows.h>
 
+#include <filesystem>
 #include <memory>
+#include <system_error>
 #include <vector>
 
 namespace kel {
@@ -99,6 +101,13 @@ bool removeFolder(const QString& path)
         }
     }
     return going;
+}
+
+int removeAll(const QString& path)
+{
+    std::error_code error;
+    std::filesystem::remove_all(longPath(path), error);
+    return error.value();
 }
 
 } // namespace kel

@@ -1,4 +1,4 @@
-#include <Quarn/fileutils/TakenNames_p.h>
+#include <Quarn/fileutils/names/TakenNames_p.h>
 
 #include <Quarn/fileutils/FileUtils.h>
 #include <Quarn/platform/FolderListing_p.h>

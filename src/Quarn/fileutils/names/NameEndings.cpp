@@ -1,4 +1,4 @@
-#include <Quarn/fileutils/NameEndings_p.h>
+#include <Quarn/fileutils/names/NameEndings_p.h>
 
 #include <QDir>
 

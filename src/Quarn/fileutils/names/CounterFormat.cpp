@@ -1,4 +1,4 @@
-#include <Quarn/fileutils/CounterFormat_p.h>
+#include <Quarn/fileutils/names/CounterFormat_p.h>
 
 #include <QRegularExpression>
 #include <QStringBuilder>
