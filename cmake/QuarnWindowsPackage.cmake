@@ -26,10 +26,10 @@ foreach(example sign-release verify-download)
   endif()
 endforeach()
 
+set(CPACK_PACKAGE_CONTACT "the Quarn developers")
 set(CPACK_GENERATOR ZIP)
 set(CPACK_PACKAGE_FILE_NAME
   "Quarn-${PROJECT_VERSION}-qt${QT_VERSION_MAJOR}-windows-${CMAKE_SYSTEM_PROCESSOR}")
 set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
-set(CPACK_COMPONENTS_ALL Runtime Devel Dependencies)
-include(CPack)
+set(CPACK_COMPONENTS_ALL Runtime Devel Headers Dependencies)

@@ -20,6 +20,7 @@ class QUARN_EXPORT CopyJob : public FileJob
     Q_OBJECT
 
 public:
+    /** Does nothing before start(). */
     CopyJob(const QStringList& sources, const QString& folder, const TransferOptions& options = {},
             QObject* parent = nullptr);
 };

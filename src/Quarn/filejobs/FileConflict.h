@@ -22,10 +22,10 @@ enum class ConflictPolicy {
  */
 struct FileConflict
 {
-    QString source;
+    QString source; ///< what was to get there
     QString target; ///< what is there already
-    bool sourceIsFolder = false;
-    bool targetIsFolder = false;
+    bool sourceIsFolder = false; ///< no link to one
+    bool targetIsFolder = false; ///< no link to one
 };
 
 } // namespace kel

@@ -30,7 +30,7 @@ struct QUARN_EXPORT FileFailure
     };
 
     QString path; ///< with which it was tried
-    Operation operation = Look;
+    Operation operation = Look; ///< what was tried
     int code = 0; ///< errno or GetLastError(); 0 where the system gives none
     QString text; ///< the system's words for it
 

@@ -53,6 +53,7 @@ public:
      */
     void cancel();
 
+    /** Whether the work has ended, well or not. */
     bool isFinished() const;
 
     /**
@@ -73,6 +74,7 @@ Q_SIGNALS:
     void finished(const kel::FileResult& result);
 
 protected:
+    /** What a job does; notes in the log how far it is and what fails. */
     using Work = std::function<void(WorkLog& log)>;
 
     /** \a work runs in another thread, and may outlive all of the job but this base. */

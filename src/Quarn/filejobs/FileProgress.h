@@ -20,9 +20,9 @@ namespace kel {
 struct FileProgress
 {
     qint64 entriesDone = 0; ///< files, folders, links and so on that are done with, well or not
-    qint64 entriesTotal = -1;
+    qint64 entriesTotal = -1; ///< of them, as counted before
     qint64 bytesDone = 0; ///< of the contents of files
-    qint64 bytesTotal = -1;
+    qint64 bytesTotal = -1; ///< of them, as counted before
     QString path; ///< what is being worked on
 };
 

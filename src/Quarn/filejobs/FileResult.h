@@ -30,8 +30,8 @@ struct QUARN_EXPORT FileResult
 
     qint64 entries = 0; ///< copied, moved, removed, counted or found: files, folders, links...
     qint64 bytes = 0; ///< in files, copied or counted
-    bool cancelled = false;
-    QList<FileFailure> failures;
+    bool cancelled = false; ///< by cancel(), the callback or an answer to a conflict
+    QList<FileFailure> failures; ///< in the order in which they happened
     QList<Place> places; ///< of what was copied, moved or trashed, even in part: the way back
 
     /** Whether everything was done. */

@@ -23,6 +23,7 @@ class QUARN_EXPORT FindJob : public FileJob
     Q_OBJECT
 
 public:
+    /** Collects what is found in matches(). Does nothing before start(). */
     explicit FindJob(const QString& folder, const FindOptions& options = {},
                      QObject* parent = nullptr);
 

@@ -14,7 +14,7 @@ namespace kel {
 struct FindOptions
 {
     QStringList nameFilters; ///< such as "*.jpg", letter case ignored; none: all files
-    bool recursive = true;
+    bool recursive = true; ///< also in the folders below
     bool hidden = false; ///< also those whose names begin with a dot, and in such folders
 };
 

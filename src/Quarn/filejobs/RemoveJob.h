@@ -19,6 +19,7 @@ class QUARN_EXPORT RemoveJob : public FileJob
     Q_OBJECT
 
 public:
+    /** Does nothing before start(). */
     explicit RemoveJob(const QStringList& paths, QObject* parent = nullptr);
 };
 

@@ -19,6 +19,7 @@ class QUARN_EXPORT SizeJob : public FileJob
     Q_OBJECT
 
 public:
+    /** Does nothing before start(). */
     explicit SizeJob(const QStringList& paths, QObject* parent = nullptr);
 };
 

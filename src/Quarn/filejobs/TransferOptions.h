@@ -17,6 +17,7 @@ namespace kel {
  */
 struct TransferOptions
 {
+    /** What to do about what is there already, unless \a ask tells. */
     ConflictPolicy conflict = ConflictPolicy::Fail;
 
     /**

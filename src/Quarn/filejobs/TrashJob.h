@@ -19,6 +19,7 @@ class QUARN_EXPORT TrashJob : public FileJob
     Q_OBJECT
 
 public:
+    /** Does nothing before start(). */
     explicit TrashJob(const QStringList& paths, QObject* parent = nullptr);
 };
 

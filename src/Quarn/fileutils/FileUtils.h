@@ -281,6 +281,7 @@ public:
      * one folder both finish. What somebody else creates meanwhile stays, and the result is false.
      */
     [[nodiscard]] static bool erase(const QFileInfo& info);
+    /** \overload */
     [[nodiscard]] static bool erase(const QString& path);
 
     /**
@@ -381,8 +382,10 @@ public:
      */
     [[nodiscard]] static qint64 copy(QIODevice* source, const QString& target, qint64 maxBytes,
                                      int waitMsecs);
+    /** \overload */
     [[nodiscard]] static qint64 copy(const QString& source, QIODevice* target, qint64 maxBytes,
                                      int waitMsecs);
+    /** \overload */
     [[nodiscard]] static qint64 copy(const QString& source, const QString& target, qint64 maxBytes,
                                      int waitMsecs);
 
@@ -538,10 +541,11 @@ public:
      *  A call blocks until the user closes the dialog; timers and queued slots of the thread run
      *  meanwhile. Call them from the thread of a QApplication, and nothing else.
      *
-     *  Qt Widgets is not loaded with Quarn but with the first dialog, by a second library beside
-     *  Quarn's own (libQuarn-qt6-desktop.so.1 for Qt 6) that stays loaded. An application that ships
-     *  Quarn ships both. Where it is missing, a warning in the Log tells so and each dialog
-     *  answers as if cancelled; the next call tries again. A static Quarn holds it all. */
+     *  Qt Widgets is not loaded with Quarn but with the first dialog, by a second library that stays
+     *  loaded (libQuarn-qt6-desktop.so.1 for Qt 6, in the folder Quarn-qt6-desktop beside Quarn's
+     *  own library, or beside that itself). An application that ships Quarn ships both. Where it is
+     *  missing, a warning in the Log tells so and each dialog answers as if cancelled; the next
+     *  call tries again. A static Quarn holds it all. */
     ///@{
 
     /**

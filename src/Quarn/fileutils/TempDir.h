@@ -33,7 +33,9 @@ public:
     TempDir();
     /** In \a parent, which must exist, for what is to be moved within its file system. */
     explicit TempDir(const QString& parent);
+    /** Takes over the folder of \a other, which has none from then on. */
     TempDir(TempDir&& other) noexcept;
+    /** Exchanges the folders of both. */
     TempDir& operator=(TempDir&& other) noexcept;
     ~TempDir();
     TempDir(const TempDir&) = delete;
@@ -47,6 +49,7 @@ public:
 
     /** Whether the folder goes with the object; true at first. */
     bool autoRemove() const;
+    /** Chooses that. */
     void setAutoRemove(bool remove);
 
     /** Lets the folder stay; its path. */

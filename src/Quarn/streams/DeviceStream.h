@@ -53,6 +53,7 @@ namespace kel {
 class QUARN_EXPORT DeviceStream : public RandomAccessStream
 {
 public:
+    /** Borrows the device; null stands for one that is gone. */
     explicit DeviceStream(QIODevice* device);
     /** Deletes the device with the stream. */
     explicit DeviceStream(std::unique_ptr<QIODevice> device);

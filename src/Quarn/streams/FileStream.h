@@ -86,6 +86,7 @@ public:
 
     /** Ends the wait that runs and all later ones; what is there is still delivered. For good. */
     void cancel();
+    /** Whether cancel() was called. */
     bool cancelled() const;
 
     /** For a followed file whether nothing more is expected. */

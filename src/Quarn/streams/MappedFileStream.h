@@ -52,6 +52,7 @@ public:
     explicit MappedFileStream(const QString& path);
     ~MappedFileStream() override;
 
+    /** Whether the file was opened and mapped. */
     bool isOpen() const;
 
     /** The path and why it can't be read, in the system's words; empty while nothing has failed. */

@@ -33,6 +33,7 @@ class QUARN_EXPORT SafeFile : public kelmQFile
     Q_OBJECT
 
 public:
+    /** For the file \a path, of which nothing is done before open(). */
     explicit SafeFile(const QString& path, QObject* parent = nullptr);
     ~SafeFile() override;
 

@@ -41,6 +41,7 @@ class QUARN_EXPORT SubStream : public RandomAccessStream
 public:
     /** From \a offset on \a length bytes; a negative length means up to the end, wherever it is. */
     SubStream(IRandomAccessIO* stream, qint64 offset, qint64 length = -1);
+    /** The same, and keeps the stream alive. */
     SubStream(const boost::shared_ptr<IRandomAccessIO>& stream, qint64 offset, qint64 length = -1);
     ~SubStream() override;
 
