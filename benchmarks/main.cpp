@@ -29,6 +29,7 @@ int main(int argc, char** argv)
         bench::addTrees();
         bench::addNames();
         bench::addFileCopies();
+        bench::addFileJobs();
         bench::addAsyncFile();
         bench::addWorker();
         bench::addTokens();

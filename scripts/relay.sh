@@ -38,7 +38,7 @@ show() {
     {
         openssl genrsa -out "$folder/private.pem" 2048
         openssl rsa -in "$folder/private.pem" -pubout -out "$folder/key.pem"
-        openssl dgst -sha1 -sign "$folder/private.pem" -out "$folder/data.sig" "$folder/data.tar"
+        openssl dgst -sha256 -sign "$folder/private.pem" -out "$folder/data.sig" "$folder/data.tar"
     } 2>/dev/null || fail "openssl cannot sign"
 
     expect_status 0 --signature data.sig --key key.pem --save copy.tar --readers 4 --memory 16M \

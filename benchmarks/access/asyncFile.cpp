@@ -167,18 +167,22 @@ QString source()
     return Scratch::file(size);
 }
 
+/** Each reads a file, for who has started it to take the contents. */
 void byThreads()
 {
     source();
     std::vector<std::thread> threads;
-    for (int i = 0; i < count; ++i) {
-        threads.emplace_back([] {
-            QByteArray data(size, Qt::Uninitialized);
+    std::vector<QByteArray> contents(count);
+    for (QByteArray& data : contents) {
+        threads.emplace_back([&data] {
+            data = QByteArray(size, Qt::Uninitialized);
             Descriptor(source(), O_RDONLY).read(data, 0);
         });
     }
-    for (std::thread& thread : threads)
-        thread.join();
+    for (std::size_t i = 0; i < threads.size(); ++i) {
+        threads[i].join();
+        insist(std::exchange(contents[i], {}).size() == size, "a file was not read");
+    }
 }
 
 void byLibrary()

@@ -1,4 +1,5 @@
 #include "fileutils/Tree.h"
+#include "fileutils/eachEntry.h"
 #include "support/Scratch.h"
 #include "support/contest.h"
 #include "support/families.h"
@@ -7,7 +8,6 @@
 
 #include <QDirIterator>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,58 +17,15 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
-#include <string_view>
 
 // Trees of small files: collecting those of one kind, adding up their sizes, deleting them.
 
 namespace bench {
 namespace {
 
-constexpr std::string_view ending = ".jpg";
-
 QStringList pictures()
 {
     return {QStringLiteral("*.jpg")};
-}
-
-/** Calls \a visit with the open folder, its path and each entry of it but "." and "..". */
-template <typename Visit>
-void eachEntry(int parent, const std::string& name, Visit visit)
-{
-    const int descriptor
-        = ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-    DIR* const folder = ::fdopendir(descriptor);
-    insist(folder != nullptr, "a folder could not be listed");
-    while (const dirent* entry = ::readdir(folder)) {
-        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
-            visit(descriptor, *entry);
-    }
-    ::closedir(folder);
-}
-
-void collect(int parent, const std::string& name, const std::string& path,
-             std::vector<std::string>& found)
-{
-    eachEntry(parent, name, [&](int folder, const dirent& entry) {
-        const std::string_view file = entry.d_name;
-        if (entry.d_type == DT_DIR)
-            collect(folder, entry.d_name, path + '/' + entry.d_name, found);
-        else if (file.size() > ending.size() && file.substr(file.size() - ending.size()) == ending)
-            found.push_back(path + '/' + entry.d_name);
-    });
-}
-
-long long sizeOf(int parent, const std::string& name)
-{
-    long long size = 0;
-    eachEntry(parent, name, [&](int folder, const dirent& entry) {
-        struct stat status;
-        if (entry.d_type == DT_DIR)
-            size += sizeOf(folder, entry.d_name);
-        else if (::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0)
-            size += status.st_size;
-    });
-    return size;
 }
 
 void removeAll(int parent, const std::string& name)

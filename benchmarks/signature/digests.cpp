@@ -5,6 +5,7 @@
 #include "support/families.h"
 
 #include <Quarn/signature/SignatureDigest.h>
+#include <Quarn/streams/MappedFileStream.h>
 #include <Quarn/streams/QRandomAccessIO.h>
 
 #include <QBuffer>
@@ -121,22 +122,25 @@ void addStream()
     });
 }
 
+void readAndDigest()
+{
+    const int file
+        = ::open(QFile::encodeName(SignedFile::instance().path).constData(), O_RDONLY | O_CLOEXEC);
+    const Context context = started();
+    alignas(64) char buffer[piece];
+    qint64 done = 0;
+    for (ssize_t count; (count = ::read(file, buffer, piece)) > 0; done += count)
+        EVP_DigestUpdate(context.get(), buffer, std::size_t(count));
+    ::close(file);
+    insist(done == SignedFile::size, "the file was not read to its end");
+    finish(context.get());
+}
+
 void addFile()
 {
     const auto contender
         = [](const char* name, Work work) { add("sha1-file", "256Mi", name, std::move(work)); };
-    contender(limit, [] {
-        const int file = ::open(QFile::encodeName(SignedFile::instance().path).constData(),
-                                O_RDONLY | O_CLOEXEC);
-        const Context context = started();
-        alignas(64) char buffer[piece];
-        qint64 done = 0;
-        for (ssize_t count; (count = ::read(file, buffer, piece)) > 0; done += count)
-            EVP_DigestUpdate(context.get(), buffer, std::size_t(count));
-        ::close(file);
-        insist(done == SignedFile::size, "the file was not read to its end");
-        finish(context.get());
-    });
+    contender(limit, readAndDigest);
     contender(standard, [] {
         insist(QProcess::execute(QStringLiteral("openssl"),
                                  {QStringLiteral("dgst"), QStringLiteral("-sha1"),
@@ -158,6 +162,19 @@ void addFile()
     });
 }
 
+void addMappedFile()
+{
+    add("sha1-mapped", "256Mi", limit, readAndDigest);
+    add("sha1-mapped", "256Mi", quarn, [] {
+        const kel::MappedFileStream file(SignedFile::instance().path);
+        kel::SignatureDigest digest;
+        const auto bytes = reinterpret_cast<const char*>(file.data(0, file.streamSize()));
+        insist(bytes && digest.digest(bytes, int(file.streamSize())) == SignedFile::size
+                   && !file.ioFailureDetected(),
+               "the file was not read to its end");
+    });
+}
+
 } // namespace
 
 void addDigests()
@@ -166,6 +183,7 @@ void addDigests()
     addDevice();
     addStream();
     addFile();
+    addMappedFile();
 }
 
 } // namespace bench

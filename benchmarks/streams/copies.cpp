@@ -5,6 +5,7 @@
 #include "support/families.h"
 #include "support/kernelCopy.h"
 
+#include <Quarn/streams/FileStream.h>
 #include <Quarn/streams/QRandomAccessIO.h>
 #include <Quarn/streams/StreamUtils.h>
 
@@ -50,14 +51,17 @@ bool transfer(QIODevice& source, qint64 from, QIODevice& target, qint64 to, qint
            && target.write(buffer, size) == size;
 }
 
+void copyMemory()
+{
+    std::memcpy(memory(1), memory(0), total);
+    benchmark::ClobberMemory();
+}
+
 void addMemoryCopy()
 {
     const auto contender
         = [](const char* name, Work work) { add("stream-copy", "64Mi", name, std::move(work)); };
-    contender(limit, [] {
-        std::memcpy(memory(1), memory(0), total);
-        benchmark::ClobberMemory();
-    });
+    contender(limit, copyMemory);
     contender(standard, [] {
         alignas(64) char buffer[pass];
         for (int at = 0; at < total; at += pass) {
@@ -158,6 +162,31 @@ void addFileCopy()
     });
 }
 
+void addFastCopies()
+{
+    add("stream-copy-fast", "64Mi", limit, copyMemory);
+    add("stream-copy-fast", "64Mi", quarn, [] {
+        insist(kel::StreamUtils::copyFast(&opened<kel::QRandomAccessIO>(0), 0,
+                                          &opened<kel::QRandomAccessIO>(1), 0, total)
+                   == total,
+               "copyFast() copied too little");
+    });
+    constexpr qint64 size = 256 << 20;
+    const auto contender = [](const char* name, void (*copy)(const QString&, const QString&)) {
+        add("stream-copy-fast-file", "256Mi", name,
+            [copy] { copy(Scratch::file(size), Scratch::path(QStringLiteral("copy"))); });
+    };
+    contender(limit, [](const QString& from, const QString& to) {
+        copyByKernel(QFile::encodeName(from).constData(), QFile::encodeName(to).constData(), size);
+    });
+    contender(quarn, [](const QString& from, const QString& to) {
+        kel::FileStream source(from, QIODevice::ReadOnly);
+        kel::FileStream target(to, QIODevice::WriteOnly);
+        insist(kel::StreamUtils::copyFast(&source, 0, &target, 0, -1) == size,
+               "copyFast() copied too little");
+    });
+}
+
 } // namespace
 
 void addStreamCopies()
@@ -165,6 +194,7 @@ void addStreamCopies()
     addMemoryCopy();
     addMove();
     addFileCopy();
+    addFastCopies();
 }
 
 } // namespace bench

@@ -21,6 +21,7 @@ void addStrictVerification();
 void addTrees();
 void addNames();
 void addFileCopies();
+void addFileJobs();
 
 void addAsyncFile();
 void addWorker();

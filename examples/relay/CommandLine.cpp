@@ -1,5 +1,7 @@
 #include "CommandLine.h"
 
+#include "Schemes.h"
+
 #include <QCoreApplication>
 #include <QRegularExpression>
 
@@ -15,6 +17,12 @@ const QString usualMemory = QStringLiteral("256M");
 
 const QString signatureOption = QStringLiteral("signature");
 const QString keyOption = QStringLiteral("key");
+const QString signOption = QStringLiteral("sign");
+const QString schemeOption = QStringLiteral("scheme");
+const QString certificateOption = QStringLiteral("certificate");
+const QString rootsOption = QStringLiteral("roots");
+const QString pinOption = QStringLiteral("pin");
+const QString passphraseOption = QStringLiteral("passphrase-file");
 const QString saveOption = QStringLiteral("save");
 const QString readersOption = QStringLiteral("readers");
 const QString followOption = QStringLiteral("follow");
@@ -58,7 +66,8 @@ void CommandLine::declare()
 {
     m_parser.setApplicationDescription(QStringLiteral(
         "Relays INPUT to several consumers that read it at the same time, while it still comes "
-        "in:\none counts its lines, one joins late, and others check its signature or save it.\n"
+        "in:\none counts its lines, one joins late, and others check its signature, make one or "
+        "save it.\n"
         "\nExit status: 0 done, and the signature is valid if one was given; 1 the signature does "
         "not\nmatch; 2 a failure, told in one line. Unless it is 0, nothing is saved."));
     m_parser.addPositionalArgument(
@@ -68,14 +77,9 @@ void CommandLine::declare()
                                   QStringLiteral("Shows this help."));
     const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")},
                                      QStringLiteral("Shows the version."));
+    m_parser.addOptions({help, version});
+    declareSignatures();
     m_parser.addOptions({
-        help,
-        version,
-        {signatureOption,
-         QStringLiteral("Checks INPUT against the detached SHA-1 signature in FILE."),
-         QStringLiteral("FILE")},
-        {keyOption, QStringLiteral("Public key or certificate for the signature."),
-         QStringLiteral("PEM")},
         {saveOption,
          QStringLiteral("Saves INPUT as PATH, once all of it is there and the signature valid."),
          QStringLiteral("PATH")},
@@ -96,18 +100,83 @@ void CommandLine::declare()
     });
 }
 
+void CommandLine::declareSignatures()
+{
+    m_parser.addOptions({
+        {signatureOption, QStringLiteral("Checks INPUT against the detached signature in FILE."),
+         QStringLiteral("FILE")},
+        {keyOption,
+         QStringLiteral("Public key for the signature. Of a certificate here only the key counts."),
+         QStringLiteral("PEM")},
+        {schemeOption,
+         QStringLiteral(
+             "Kind of the signature: %1. Unless given, the key decides: ed25519 (for up to "
+             "256 MiB of INPUT), ecdsa-sha256, rsa-sha256, or what it is restricted to; "
+             "sha1 if it is none for today.")
+             .arg(Schemes::names().join(QStringLiteral(", "))),
+         QStringLiteral("NAME")},
+        {certificateOption,
+         QStringLiteral("Takes the key from the first certificate in PEM, which has to be for code "
+                        "signing and, by way of those behind it, from one of the roots."),
+         QStringLiteral("PEM")},
+        {rootsOption, QStringLiteral("Certificates to trust; those of the system don't count."),
+         QStringLiteral("PEM")},
+        {pinOption,
+         QStringLiteral(
+             "Insists on that key in the certificate, or on one of several: its SHA-256 in "
+             "64 digits, as from 'openssl pkey -pubin -outform DER | sha256sum'."),
+         QStringLiteral("HEX")},
+        {signOption,
+         QStringLiteral(
+             "Signs INPUT: writes the signature as FILE, with the private key in PEM. Asks "
+             "on the terminal for a passphrase if the key has one.")},
+        {passphraseOption,
+         QStringLiteral("Takes the passphrase from the first line of PATH, which may be a pipe."),
+         QStringLiteral("PATH")},
+    });
+}
+
 void CommandLine::check()
 {
     if (m_parser.positionalArguments().size() != 1)
         fail(QStringLiteral("one INPUT is needed, a file or - for standard input"));
-    else if (m_parser.isSet(signatureOption) != m_parser.isSet(keyOption))
-        fail(QStringLiteral("--signature and --key need each other"));
-    for (const QString& option : {signatureOption, keyOption, saveOption})
+    for (const QString& option :
+         {signatureOption, keyOption, certificateOption, rootsOption, passphraseOption, saveOption})
         if (m_parser.isSet(option) && m_parser.value(option).isEmpty())
             fail(QStringLiteral("--%1 needs the name of a file").arg(option));
+    checkSignatureOptions();
     readOptions();
     if (m_options.followMsecs > 0 && m_options.input == QLatin1String("-"))
         fail(QStringLiteral("--follow needs a file, not standard input"));
+}
+
+void CommandLine::checkSignatureOptions()
+{
+    const auto isSet = [this](const QString& option) { return m_parser.isSet(option); };
+    const auto require = [&](const QString& option, const QString& other) {
+        if (isSet(option) && !isSet(other))
+            fail(QStringLiteral("--%1 needs --%2").arg(option, other));
+    };
+    if (isSet(keyOption) && isSet(certificateOption))
+        fail(QStringLiteral("--key and --certificate are two ways to the key: give one"));
+    if (isSet(signatureOption) && !isSet(keyOption) && !isSet(certificateOption))
+        fail(QStringLiteral("--signature needs --key or --certificate"));
+    for (const QString& option : {keyOption, certificateOption, schemeOption, signOption})
+        require(option, signatureOption);
+    require(certificateOption, rootsOption);
+    require(rootsOption, certificateOption);
+    require(pinOption, certificateOption);
+    require(passphraseOption, signOption);
+    require(signOption, keyOption);
+    const QString scheme = m_parser.value(schemeOption);
+    if (isSet(schemeOption) && !Schemes::names().contains(scheme))
+        fail(QStringLiteral("--scheme takes one of ")
+             + Schemes::names().join(QStringLiteral(", ")));
+    if (isSet(signOption) && scheme == Schemes::sha1())
+        fail(QStringLiteral("--sign makes no sha1 signatures, which protect no longer"));
+    for (const QString& pin : m_parser.values(pinOption))
+        if (!pin.contains(QRegularExpression(QStringLiteral("^[0-9A-Fa-f]{64}$"))))
+            fail(QStringLiteral("--pin takes the 64 hexadecimal digits of a key's SHA-256"));
 }
 
 void CommandLine::readOptions()
@@ -115,6 +184,13 @@ void CommandLine::readOptions()
     m_options.input = m_parser.positionalArguments().value(0);
     m_options.signatureFile = m_parser.value(signatureOption);
     m_options.keyFile = m_parser.value(keyOption);
+    m_options.signs = m_parser.isSet(signOption);
+    m_options.scheme = m_parser.value(schemeOption);
+    m_options.certificateFile = m_parser.value(certificateOption);
+    m_options.rootsFile = m_parser.value(rootsOption);
+    for (const QString& pin : m_parser.values(pinOption))
+        m_options.pins += QByteArray::fromHex(pin.toLatin1());
+    m_options.passphraseFile = m_parser.value(passphraseOption);
     m_options.saveFile = m_parser.value(saveOption);
     m_options.quiet = m_parser.isSet(quietOption);
     m_options.readers = int(number(readersOption, 0, mostReaders));

@@ -21,7 +21,9 @@ public:
 
 private:
     void declare();
+    void declareSignatures();
     void check();
+    void checkSignatureOptions();
     void readOptions();
     void fail(const QString& error);
     void readMemoryLimit();

@@ -3,7 +3,7 @@
 #include "Channel.h"
 #include "StopSwitch.h"
 
-#include <Quarn/companion/ExceptionQt.h>
+#include <Quarn/companion/IOException.h>
 #include <Quarn/interfaces/IRandomAccessIO.h>
 
 #include <QElapsedTimer>
@@ -43,6 +43,23 @@ QString Consumer::failure() const
 QString Consumer::result() const
 {
     return QStringLiteral("complete");
+}
+
+bool Consumer::workOnAll(const kel::IRandomAccessIO& reader,
+                         const std::function<bool(const kel::TransferProgress&)>& work)
+{
+    try {
+        const bool result = work([this](qint64 done, qint64) {
+            addBytes(done - bytes());
+            return !stopped();
+        });
+        return result && deliveredAll(reader);
+    } catch (const kel::IOException& exception) {
+        if (stopped() || reader.ioFailureDetected())
+            return false; // which is told elsewhere
+        throw kel::IOException(
+            QStringLiteral("the %1 failed: %2").arg(m_name, exception.message()));
+    }
 }
 
 void Consumer::addBytes(qint64 count)

@@ -3,9 +3,12 @@
 
 #include "Worker.h"
 
+#include <Quarn/companion/TransferProgress.h>
+
 #include <boost/shared_ptr.hpp>
 
 #include <atomic>
+#include <functional>
 
 class Channel;
 class StopSwitch;
@@ -44,6 +47,13 @@ public:
 protected:
     /** Takes everything from \a reader, until stopped(). May throw kel::ExceptionQt. */
     virtual void consume(const boost::shared_ptr<kel::IRandomAccessIO>& reader) = 0;
+
+    /**
+     * Has \a work read \a reader to its end, counted, and until stopped(). What it answers; false
+     * when that wasn't about the whole input.
+     */
+    bool workOnAll(const kel::IRandomAccessIO& reader,
+                   const std::function<bool(const kel::TransferProgress&)>& work);
 
     void addBytes(qint64 count);
     bool stopped() const;

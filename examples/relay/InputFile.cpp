@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 InputFile::InputFile(const QString& path, const StopSwitch& stop)
-    : kelmQFile(path), m_path(path), m_stop(stop)
+    : FileStream(path), m_path(path), m_stop(stop)
 { }
 
 bool InputFile::openInput()
@@ -57,7 +57,7 @@ QString InputFile::nameOf(const QString& path)
 
 qint64 InputFile::readData(char* data, qint64 maxSize)
 {
-    return nonBlocking() ? readAvailable(data, maxSize) : kelmQFile::readData(data, maxSize);
+    return nonBlocking() ? readAvailable(data, maxSize) : FileStream::readData(data, maxSize);
 }
 
 const StopSwitch& InputFile::stopSwitch() const

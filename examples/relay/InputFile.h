@@ -1,7 +1,7 @@
 #ifndef RELAY_INPUTFILE_H
 #define RELAY_INPUTFILE_H
 
-#include <Quarn/streams/kelmQFile.h>
+#include <Quarn/streams/FileStream.h>
 
 class StopSwitch;
 
@@ -11,7 +11,7 @@ class StopSwitch;
  * Reads deliver what is there instead of waiting for all they asked for, and waiting, for a writer
  * or for bytes of a pipe, ends with the StopSwitch.
  */
-class InputFile : public kel::kelmQFile
+class InputFile : public kel::FileStream
 {
 public:
     /** \a path may be "-" for standard input. */
@@ -30,8 +30,6 @@ public:
 
     /** The name in messages of the input that \a path leads to. */
     static QString nameOf(const QString& path);
-
-    void setThroughputStats(quint64, quint64, quint64, quint64) override { }
 
 protected:
     qint64 readData(char* data, qint64 maxSize) override;

@@ -7,6 +7,7 @@
 #include "PlainReader.h"
 #include "Report.h"
 #include "Saver.h"
+#include "Signer.h"
 #include "Verifier.h"
 
 #include <Quarn/companion/IOException.h>
@@ -30,8 +31,9 @@ enum ExitStatus {
 
 Relay::Relay(const Options& options)
     : m_options(options), m_channel(Channel::create(options.memoryLimit)),
-      m_producer(m_options, *m_channel, m_stop), m_verifier(nullptr), m_saver(nullptr),
-      m_lateReader(nullptr), m_lateReaderJoined(false), m_runningWorkers(0), m_interruptedBy(0)
+      m_producer(m_options, *m_channel, m_stop), m_verifier(nullptr), m_signer(nullptr),
+      m_saver(nullptr), m_lateReader(nullptr), m_lateReaderJoined(false), m_runningWorkers(0),
+      m_interruptedBy(0)
 {
     addConsumers();
     connect(&m_producer, &Worker::finished, this, [this] {
@@ -50,13 +52,15 @@ void Relay::addConsumers()
         m_consumers.emplace_back(consumer);
         return consumer;
     };
-    if (!m_options.signatureFile.isEmpty())
+    if (m_options.signs)
+        m_signer = add(new Signer(m_options, *m_channel, m_stop));
+    else if (!m_options.signatureFile.isEmpty())
         m_verifier = add(new Verifier(m_options, *m_channel, m_stop));
     // From here on there may be a file to clean up.
     m_signals = std::make_unique<SignalWatch>();
     if (!m_options.saveFile.isEmpty()) {
         m_saver = add(new Saver(m_options.saveFile, *m_channel, m_stop));
-        SignalWatch::setFileToRemove(m_saver->file().fileName());
+        SignalWatch::setFileToRemove(m_saver->temporaryPath());
     }
     add(new LineCounter(QStringLiteral("line counter"), *m_channel, m_stop));
     for (int number = 1; number <= m_options.readers; ++number)
@@ -165,9 +169,7 @@ int Relay::conclude()
     }
     const bool printed = m_options.quiet || printReport();
     if (m_verifier && !m_verifier->valid()) {
-        Console::fail(QStringLiteral("the signature %1 does not match %2%3")
-                          .arg(m_options.signatureFile, InputFile::nameOf(m_options.input),
-                               m_saver ? QStringLiteral("; nothing was saved") : QString()));
+        Console::fail(mismatch());
         return SignatureMismatch;
     }
     return printed ? save() : Failed;
@@ -190,9 +192,7 @@ bool Relay::printReport()
     Report report;
     for (const auto& consumer : m_consumers)
         report.addRow(consumer->name(), consumer->bytes(), consumer->seconds(), consumer->result());
-    const QString verdict
-        = m_verifier ? m_verifier->result() : QStringLiteral("complete, no signature to check");
-    if (Console::print(report.text(verdict)))
+    if (Console::print(report.text(verdict())))
         return true;
     if (errno == EPIPE)
         m_interruptedBy = SIGPIPE;
@@ -202,11 +202,33 @@ bool Relay::printReport()
     return false;
 }
 
+QString Relay::verdict() const
+{
+    if (m_signer)
+        return QStringLiteral("signed");
+    return m_verifier ? m_verifier->result() : QStringLiteral("complete, no signature to check");
+}
+
+QString Relay::mismatch() const
+{
+    QString text = QStringLiteral("the signature %1 does not match %2")
+                       .arg(m_options.signatureFile, InputFile::nameOf(m_options.input));
+    if (m_options.scheme.isEmpty())
+        text += QStringLiteral(" as %1 (see --scheme)").arg(m_verifier->scheme());
+    if (m_saver)
+        text += QStringLiteral("; nothing was saved");
+    return text;
+}
+
 int Relay::save()
 {
     try {
+        if (m_signer)
+            m_signer->write();
         if (m_saver)
-            m_saver->file().replaceTarget();
+            m_saver->publish();
+        if (m_signer)
+            m_signer->publish();
         return Done;
     } catch (const kel::IOException& exception) {
         Console::fail(exception.message());

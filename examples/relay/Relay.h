@@ -16,6 +16,7 @@ class Channel;
 class Consumer;
 class PlainReader;
 class Saver;
+class Signer;
 class Verifier;
 
 /**
@@ -52,6 +53,8 @@ private:
     int conclude();
     bool checkCompleteness();
     bool printReport();
+    QString verdict() const;
+    QString mismatch() const;
     int save();
 
     const Options m_options;
@@ -61,6 +64,7 @@ private:
     std::unique_ptr<SignalWatch> m_signals;
     std::vector<std::unique_ptr<Consumer>> m_consumers; // those below included
     Verifier* m_verifier; // null when not asked for
+    Signer* m_signer; // likewise
     Saver* m_saver; // likewise
     PlainReader* m_lateReader;
     bool m_lateReaderJoined;

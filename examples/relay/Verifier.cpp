@@ -1,52 +1,61 @@
 #include "Verifier.h"
 
 #include "Options.h"
+#include "Schemes.h"
+#include "Trust.h"
+#include "smallFiles.h"
 
 #include <Quarn/interfaces/IRandomAccessIO.h>
-#include <Quarn/signature/SignatureException.h>
-
-#include <QFile>
 
 namespace {
 
 constexpr qint64 portion = 64 * 1024;
-constexpr int largestFile = 1024 * 1024;
-
-/** All of the small file at \a path, a \a kind of file that must not be empty. */
-QByteArray contents(const QString& kind, const QString& path)
-{
-    const auto fail = [&](const QString& reason) {
-        throw kel::IOException(QStringLiteral("cannot read the %1 %2: %3").arg(kind, path, reason));
-    };
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        fail(file.errorString());
-    const QByteArray bytes = file.read(largestFile + 1);
-    if (file.error() != QFileDevice::NoError)
-        fail(file.errorString());
-    if (bytes.isEmpty())
-        fail(QStringLiteral("The file is empty"));
-    if (bytes.size() > largestFile)
-        fail(QStringLiteral("The file is too large for that"));
-    return bytes;
-}
 
 } // namespace
 
 Verifier::Verifier(const Options& options, const Channel& channel, const StopSwitch& stop)
-    : Consumer(QStringLiteral("verifier"), channel, stop), m_valid(false)
+    : Consumer(QStringLiteral("verifier"), channel, stop),
+      m_signature(contentsOf(QStringLiteral("signature"), options.signatureFile)), m_valid(false)
 {
-    const QByteArray key = contents(QStringLiteral("key"), options.keyFile);
     try {
-        m_digest.setPublicKey(key.constData(), int(key.size()));
+        chooseScheme(options);
     } catch (const kel::SignatureException& exception) {
-        throw kel::IOException(
-            QStringLiteral("cannot use the key %1: %2").arg(options.keyFile, exception.message()));
+        throw kel::IOException(QStringLiteral("cannot use the key %1: %2")
+                                   .arg(options.keyFile + options.certificateFile, // one of them
+                                        exception.message()));
     }
-    m_digest.setSignature(contents(QStringLiteral("signature"), options.signatureFile));
 }
 
 Verifier::~Verifier() = default;
+
+/** A key that is too weak for all others, or of a kind that they don't know, is one for SHA-1. */
+void Verifier::chooseScheme(const Options& options)
+{
+    const kel::PublicKey key = trustedKey(options);
+    m_scheme = options.scheme;
+    if (m_scheme != Schemes::sha1()) {
+        try {
+            m_verifier = Schemes::make(m_scheme, [&](kel::SignatureScheme scheme) {
+                const kel::SignatureVerifier verifier(key, scheme);
+                m_scheme = Schemes::names().at(int(scheme));
+                return verifier;
+            });
+            return;
+        } catch (const kel::SignatureException&) {
+            if (!options.scheme.isEmpty() || !options.certificateFile.isEmpty())
+                throw;
+        }
+    }
+    m_scheme = Schemes::sha1();
+    const QByteArray pem = key.toPem();
+    m_digest.setPublicKey(pem.constData(), int(pem.size()));
+    m_digest.setSignature(m_signature);
+}
+
+QString Verifier::scheme() const
+{
+    return m_scheme;
+}
 
 bool Verifier::valid() const
 {
@@ -58,19 +67,28 @@ QString Verifier::result() const
     return m_valid ? QStringLiteral("signature valid") : QStringLiteral("signature does not match");
 }
 
-void Verifier::consume(const boost::shared_ptr<kel::IRandomAccessIO>& reader)
+void Verifier::consume(const Reader& reader)
+{
+    m_valid = m_verifier ? matches(reader) : matchesSha1(reader);
+}
+
+bool Verifier::matches(const Reader& reader)
+{
+    return workOnAll(*reader, [&](const kel::TransferProgress& progress) {
+        return m_verifier->verify(reader, m_signature, progress);
+    });
+}
+
+bool Verifier::matchesSha1(const Reader& reader)
 {
     qint64 count = portion;
     while (!stopped() && count == portion) {
         count = m_digest.digest(reader, portion);
         addBytes(count);
     }
-    if (!deliveredAll(*reader))
-        return;
     try {
-        m_valid = m_digest.verify();
+        return deliveredAll(*reader) && m_digest.verify();
     } catch (const kel::SignatureException&) {
-        // A signature that this kind of key cannot even decode was not made by it.
-        m_valid = false;
+        return false; // what this kind of key cannot even decode was not made by it
     }
 }

@@ -4,6 +4,9 @@
 #include "Consumer.h"
 
 #include <Quarn/signature/SignatureDigest.h>
+#include <Quarn/signature/SignatureVerifier.h>
+
+#include <optional>
 
 struct Options;
 
@@ -13,9 +16,14 @@ class Verifier : public Consumer
     Q_OBJECT
 
 public:
-    /** Loads the signature and the key; throws kel::IOException when one is of no use. */
+    /**
+     * Loads the signature and a key that is trusted; throws kel::IOException when one is of no use.
+     */
     Verifier(const Options& options, const Channel& channel, const StopSwitch& stop);
     ~Verifier() override;
+
+    /** The name of the scheme that is checked. */
+    QString scheme() const;
 
     /** Once finished: whether the whole input matches the signature. */
     bool valid() const;
@@ -23,9 +31,17 @@ public:
     QString result() const override;
 
 private:
-    void consume(const boost::shared_ptr<kel::IRandomAccessIO>& reader) override;
+    using Reader = boost::shared_ptr<kel::IRandomAccessIO>;
 
-    kel::SignatureDigest m_digest;
+    void chooseScheme(const Options& options);
+    void consume(const Reader& reader) override;
+    bool matches(const Reader& reader);
+    bool matchesSha1(const Reader& reader);
+
+    const QByteArray m_signature;
+    std::optional<kel::SignatureVerifier> m_verifier; // none for SHA-1
+    kel::SignatureDigest m_digest; // for SHA-1
+    QString m_scheme;
     bool m_valid;
 };
 

@@ -43,6 +43,7 @@ int main(int argc, char** argv)
                              "    -sigopt rsa_pss_saltlen:-1 -out SIGNATURE FILE\n");
         return 2;
     }
+    //! [report]
     try {
         const bool genuine = isGenuine(arguments.at(1), arguments.at(2), arguments.at(3));
         std::fprintf(stderr, "\n%s\n", genuine ? "genuine" : "NOT genuine: don't open it");
@@ -51,4 +52,5 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "\n%s\n", qPrintable(exception.message()));
         return 2;
     }
+    //! [report]
 }

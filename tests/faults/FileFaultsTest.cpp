@@ -5,13 +5,19 @@
 
 #include <Quarn/access/KelFileAccess.h>
 #include <Quarn/fileutils/FileUtils.h>
+#include <Quarn/fileutils/TempDir.h>
+#include <Quarn/streams/FileStream.h>
+#include <Quarn/streams/MappedFileStream.h>
+#include <Quarn/streams/SafeFile.h>
 #include <Quarn/streams/StreamUtils.h>
-#include <Quarn/streams/kelmQFile.h>
 
 #include <QBuffer>
 #include <QLoggingCategory>
 #include <QProcess>
 #include <QTest>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <future>
@@ -41,23 +47,19 @@ void store(const QString& path, const QByteArray& data)
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(data) == data.size() && file.flush());
 }
 
-class Stream : public kelmQFile
-{
-public:
-    explicit Stream(const QString& path) : kelmQFile(path) { enableNonBlockingMode(false); }
-    void setThroughputStats(quint64, quint64, quint64, quint64) override { }
-};
-
 /** What a copy is made from or to. */
 enum Party { Name, File, Unbuffered, Memory };
 
 /** What an operation owes its caller. */
 enum Promise { NoFalseSuccess, AllOrNothing, NoSuccess };
 
-/** A .trashinfo holds the time, and a comment, which is looked at itself, lies in one of two files. */
+/**
+ * A .trashinfo holds the time, and a comment, which is looked at itself, lies in one of two files.
+ * A process that is killed leaves the file that it saves in.
+ */
 bool isAside(const QByteArray& entry)
 {
-    return entry.endsWith(".trashinfo") || entry.contains("comment")
+    return entry.endsWith(".trashinfo") || entry.contains("comment") || entry.startsWith(".save-")
            || (entry.startsWith("home/") && entry.endsWith('/'));
 }
 
@@ -88,7 +90,10 @@ private Q_SLOTS:
         QVERIFY2(m_faults.isEmpty(), std::exchange(m_faults, {}).join('\n').constData());
     }
 
-    void cleanupTestCase() { qInfo("%d operations, %d runs", m_operations, m_runs); }
+    void cleanupTestCase()
+    {
+        qInfo("%d operations, %d runs, %d crashes", m_operations, m_runs, m_crashes);
+    }
 
     void readsAndWrites()
     {
@@ -149,6 +154,24 @@ private Q_SLOTS:
               [=] { return m_got = FileUtils::comment(path("twin")).toUtf8(), !m_got.isEmpty(); });
     }
 
+    void saves()
+    {
+        for (const char* name : {"target", "longer", "link", "dangling", "empty"}) {
+            const auto save = [=] { return FileUtils::saveBytes(text, path(name)), true; };
+            check("saveBytes", AllOrNothing, save);
+            checkCrashes("saveBytes", save);
+        }
+        for (const auto mode : {QIODevice::NotOpen, QIODevice::Unbuffered}) {
+            const auto save = [=] {
+                SafeFile file(path("longer"));
+                return file.open(QIODevice::WriteOnly | mode)
+                       && file.writeBlock(text.constData(), int(text.size())) && file.commit();
+            };
+            check("SafeFile", AllOrNothing, save);
+            checkCrashes("SafeFile", save);
+        }
+    }
+
     void folders()
     {
         for (const char* name : {"twin", "link", "empty", "tree/e", "tree"})
@@ -156,6 +179,32 @@ private Q_SLOTS:
         for (const char* name : {"twin", "link", "empty", "tree"})
             check("moveToTrash", AllOrNothing,
                   [=] { return FileUtils::moveToTrash(QFileInfo(path(name))); });
+        for (const char* name : {"twin", "tree"}) {
+            const auto restore = [=] {
+                for (const TrashedFile& file : FileUtils::trashedFiles())
+                    if (file.originalPath == path(name))
+                        return FileUtils::restoreFromTrash(file), true;
+                return false;
+            };
+            m_before = [=] { QVERIFY(FileUtils::moveToTrash(QFileInfo(path(name)))); };
+            check("restoreFromTrash", AllOrNothing, restore);
+            checkCrashes("restoreFromTrash", restore);
+        }
+        check("trashedFiles", [=] {
+            for (const TrashedFile& file : FileUtils::trashedFiles())
+                m_got += file.path.toUtf8();
+            return true;
+        });
+        if (FileUtils::trashedFiles().size() == 1) // nobody's real trash
+            check("emptyTrash", [=] { return FileUtils::emptyTrash().isEmpty(); });
+        m_before = [] {};
+        const auto trash = [=] { return FileUtils::moveToTrash(QFileInfo(path("tree"))); };
+        checkCrashes("moveToTrash", trash);
+        check("TempDir", [] {
+            TempDir folder;
+            createEntries(QFile::encodeName(folder.path()), {"a/b", "link>nowhere"});
+            return folder.remove(), true;
+        });
         check("createTempDir", [] { return QDir().rmdir(FileUtils::createTempDir()); });
         check("fileMustExist", NoSuccess,
               [=] { return FileUtils::fileMustExist(path("nothing")); });
@@ -165,11 +214,12 @@ private Q_SLOTS:
     void streams()
     {
         const auto stream = [this](const char* name, QIODevice::OpenMode mode,
-                                   const std::function<bool(Stream&)>& work) {
+                                   const std::function<bool(FileStream&)>& work) {
             for (const auto extra : {QIODevice::NotOpen, QIODevice::Unbuffered})
                 check(name, [&] {
-                    Stream file(path("own"));
-                    if (!file.open(mode | extra) || !work(file))
+                    FileStream file(path("own"), mode | extra);
+                    file.enableNonBlockingMode(false);
+                    if (!file.isOpen() || !work(file))
                         return false;
                     file.flush();
                     file.finishIO();
@@ -177,29 +227,48 @@ private Q_SLOTS:
                 });
         };
         stream("writeBlock", QIODevice::WriteOnly,
-               [](Stream& file) { return file.writeBlock(bytes.constData(), size); });
-        stream("append", QIODevice::Append, [](Stream& file) { return file.writeBlock("end", 3); });
-        stream("setPosition and write", QIODevice::ReadWrite,
-               [](Stream& file) { return file.setPosition(20000) && file.writeBlock("here", 4); });
-        stream("write in spite of setPosition", QIODevice::ReadWrite,
-               [](Stream& file) { return file.setPosition(20000), file.writeBlock("here", 4); });
-        stream("move forwards", QIODevice::ReadWrite,
-               [](Stream& file) { return StreamUtils::copy(&file, 5000, 100, 30000) == 30000; });
-        stream("move backwards", QIODevice::ReadWrite,
-               [](Stream& file) { return StreamUtils::copy(&file, 100, 5000, 30000) == 30000; });
-        for (const int position : {0, 10})
-            stream("copy of a stream", QIODevice::WriteOnly, [=](Stream& file) {
-                Stream from(path("source"));
-                return from.open(QIODevice::ReadOnly)
-                       && StreamUtils::copy(&from, 0, &file, position, -1) == size;
+               [](FileStream& file) { return file.writeBlock(bytes.constData(), size); });
+        stream("append", QIODevice::Append,
+               [](FileStream& file) { return file.writeBlock("end", 3); });
+        stream("setPosition and write", QIODevice::ReadWrite, [](FileStream& file) {
+            return file.setPosition(20000) && file.writeBlock("here", 4);
+        });
+        stream("write in spite of setPosition", QIODevice::ReadWrite, [](FileStream& file) {
+            return file.setPosition(20000), file.writeBlock("here", 4);
+        });
+        stream("move forwards", QIODevice::ReadWrite, [](FileStream& file) {
+            return StreamUtils::copy(&file, 5000, 100, 30000) == 30000;
+        });
+        stream("move backwards", QIODevice::ReadWrite, [](FileStream& file) {
+            return StreamUtils::copy(&file, 100, 5000, 30000) == 30000;
+        });
+        for (const int position : {0, 10}) {
+            stream("copy of a stream", QIODevice::WriteOnly, [=](FileStream& file) {
+                FileStream from(path("source"), QIODevice::ReadOnly);
+                return StreamUtils::copy(&from, 0, &file, position, -1) == size;
             });
-        stream("readBlock", QIODevice::ReadOnly, [this](Stream& file) {
+            stream("fast copy of a stream", QIODevice::WriteOnly, [=](FileStream& file) {
+                FileStream from(path("source"), QIODevice::ReadOnly);
+                return StreamUtils::copyFast(&from, 0, &file, position, -1) == size;
+            });
+            stream("fast copy of a mapping", QIODevice::WriteOnly, [=](FileStream& file) {
+                MappedFileStream from(path("source"));
+                return StreamUtils::copyFast(&from, 0, &file, position, -1) == size;
+            });
+        }
+        check("mapped file", [this] {
+            MappedFileStream file(path("source"));
+            m_got.resize(size);
+            return file.readBlock(m_got.data(), size) && !file.ioFailureDetected();
+        });
+        stream("readBlock", QIODevice::ReadOnly, [this](FileStream& file) {
             m_got.resize(size - 10);
             return file.setPosition(10) && file.readBlock(m_got.data(), size - 10);
         });
-        stream("readAll", QIODevice::ReadOnly,
-               [this](Stream& file) { return m_got = file.readAll(), !file.ioFailureDetected(); });
-        stream("readAll to a vector", QIODevice::ReadOnly, [this](Stream& file) {
+        stream("readAll", QIODevice::ReadOnly, [this](FileStream& file) {
+            return m_got = file.readAll(), !file.ioFailureDetected();
+        });
+        stream("readAll to a vector", QIODevice::ReadOnly, [this](FileStream& file) {
             std::vector<unsigned char> read;
             file.readAll(read);
             m_got.append(reinterpret_cast<const char*>(read.data()), int(read.size()));
@@ -287,8 +356,8 @@ private:
         store(path("longer"), bytes + "and more");
         store(path("text"), text);
         store(path("empty"), "");
-        createEntries(m_folder.root(),
-                      {"link>source", "tree/a/b/c", "tree/a/d", "tree/e/", "tree/f"});
+        createEntries(m_folder.root(), {"link>source", "dangling>new", "tree/a/b/c", "tree/a/d",
+                                        "tree/e/", "tree/f"});
         std::filesystem::create_hard_link(path("source").toStdString(), path("twin").toStdString());
         std::filesystem::permissions(path("longer").toStdString(), std::filesystem::perms(0640));
         m_got.clear();
@@ -333,6 +402,29 @@ private:
         }
     }
 
+    /** Ends the process at one call of \a work after the other. */
+    void checkCrashes(const char* name, const Work& work)
+    {
+        prepare();
+        const Snapshot former = snapshot();
+        run(work, {0});
+        const Snapshot done = snapshot();
+        for (int nth = 1, status = -1; status != 0; ++nth) {
+            prepare();
+            const pid_t child = ::fork();
+            if (child == 0) {
+                faultyCalls::arm(m_folder.root().constData(), {nth, faultyCalls::kill});
+                work();
+                ::_exit(0);
+            }
+            QCOMPARE(::waitpid(child, &status, 0), child);
+            const Snapshot found = snapshot();
+            if (found != done && (status == 0 || found != former))
+                m_faults << QByteArray(name) + ": torn at call " + QByteArray::number(nth);
+            ++m_crashes;
+        }
+    }
+
     bool isRight(Promise promise, bool claimed, const Snapshot& former, const Snapshot& done) const
     {
         if (!claimed && promise == NoFalseSuccess)
@@ -363,7 +455,7 @@ private:
     std::function<void()> m_before = [] {}; // while nothing fails yet
     QByteArray m_got; // what an operation read
     QList<QByteArray> m_faults;
-    int m_operations = 0, m_runs = 0;
+    int m_operations = 0, m_runs = 0, m_crashes = 0;
 };
 
 QTEST_GUILESS_MAIN(FileFaultsTest)

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -71,6 +72,8 @@ void note(const char* call)
     const char* none = nullptr;
     if (first.compare_exchange_strong(none, call) && inProgram)
         ::dprintf(STDERR_FILENO, "faulty call: %s\n", call);
+    if (fault.error == kill)
+        ::kill(::getpid(), SIGKILL);
 }
 
 /** For calls that transfer no bytes; a short count isn't for them. */
@@ -195,10 +198,11 @@ Target folder(long argument)
 #define CALLS_BY_FILE(X)                                                                           \
     X(copy_file_range) X(sendfile) X(sendfile64) X(lseek) X(lseek64) X(ftruncate) X(ftruncate64)   \
     X(fchmod) X(fchown) X(fstat) X(fstat64) X(fgetxattr) X(fsetxattr) X(fremovexattr)              \
-    X(fsync) X(fdatasync)
+    X(fsync) X(fdatasync) X(flistxattr) X(futimens) X(sync_file_range) X(fstatfs) X(fstatfs64)       \
+    X(fstatvfs) X(fstatvfs64)
 #define CALLS_BY_FOLDER(X)                                                                         \
     X(openat) X(openat64) X(unlinkat) X(mkdirat) X(renameat) X(renameat2) X(readlinkat)            \
-    X(faccessat) X(fstatat) X(fstatat64) X(statx)
+    X(faccessat) X(fstatat) X(fstatat64) X(statx) X(mkfifoat) X(fchownat) X(utimensat)
 #define TRANSFERS(X) X(read) X(pread) X(pread64) X(write) X(pwrite) X(pwrite64)
 // clang-format on
 
@@ -208,6 +212,7 @@ CALLS_BY_FOLDER(BY_FOLDER)
 TRANSFERS(TRANSFER)
 FAULTY(linkat, Target(int(c), path(d)), -1)
 FAULTY(symlink, Target(path(b)), -1)
+FAULTY(symlinkat, Target(int(b), path(c)), -1)
 FAULTY(opendir, Target(path(a)), 0)
 FAULTY(fdopendir, Target(int(a)), 0)
 FAULTY(readdir, folder(a), 0)

@@ -14,10 +14,13 @@ namespace faultyCalls {
  */
 constexpr int shortCount = -1;
 
+/** In place of an error number: the process ends right before the call, as by a crash. */
+constexpr int kill = -2;
+
 struct Fault
 {
     int nth = 1; ///< the first call to fail, counted from 1
-    int error = 0; ///< for errno, or shortCount
+    int error = 0; ///< for errno, or one of the words above
     bool lasting = false; ///< all calls behind it fail, too
 };
 

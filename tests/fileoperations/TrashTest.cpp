@@ -8,6 +8,7 @@
 #include <QSettings>
 #include <QTest>
 
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -110,6 +111,81 @@ private Q_SLOTS:
         QCOMPARE(FileUtils::userTrash().path(), m_folder->at(".local/share/Trash/files"));
     }
 
+    void comesBack()
+    {
+        const QByteArray names[] = {"f", "100% a\nb#ü", "tree", "link", QByteArray(250, 'n')};
+        createEntries(m_root + "/d", {"f", names[1], "tree/a/b", "link>nowhere", names[4]});
+        FileUtils::comment(m_folder->at("d/f"), QStringLiteral("comment"));
+        const Entries before = entriesOf(m_root);
+        for (const QByteArray& name : names)
+            QVERIFY2(moveToTrash("d/" + name), name);
+        ::rmdir(m_root + "/d"); // its folder is made again
+        QList<TrashedFile> trashed = ours(FileUtils::trashedFiles());
+        QCOMPARE(trashed.size(), 5);
+        for (const TrashedFile& file : trashed) {
+            QVERIFY(file.deletionDate.secsTo(QDateTime::currentDateTime()) < 60);
+            QCOMPARE(restored(file), QByteArray());
+            QVERIFY(restored(file).endsWith("No such file or directory")); // no longer there
+        }
+        QCOMPARE(entriesOf(m_root).mid(0, 5), before);
+        QCOMPARE(FileUtils::comment(m_folder->at("d/f")), QStringLiteral("comment"));
+
+        for (const char* inTheWay : {"d/f", "d/tree/", "d/link>nowhere", "d"}) {
+            init();
+            createEntries(m_root, {"d/f"});
+            QVERIFY(moveToTrash("d/f") && ::rmdir(m_root + "/d") == 0);
+            trashed = ours(FileUtils::trashedFiles());
+            const QByteArray place = QByteArray(inTheWay).split('>').first();
+            trashed[0].originalPath = m_folder->at(place == "d" ? "d/new/f" : place);
+            createEntries(m_root, {inTheWay});
+            const Entries there = entriesOf(m_root);
+            const QByteArray said = restored(trashed[0]);
+            QVERIFY2(said.endsWith(place == "d" ? "Not a directory" : "File exists"), said);
+            QCOMPARE(entriesOf(m_root), there);
+        }
+    }
+
+    void readsWhatOthersWrote()
+    {
+        const std::tuple<const char*, QByteArray> infos[] = {
+            {"[Trash Info]\nDeletionDate=2024-05-31T13:45:00\nX=1\nPath=%2Fa%20b%c3%bc\nPath=/c\n",
+             "/a bü"},
+            {"[Trash Info]\nPath=x/y", m_root + "/data/home/x/y"},
+            {"[Trash Info]\nPath=x/../y\n", ""},
+            {"[Trash Info]\nPath=/a%00b\n", ""},
+            {"[Other]\nPath=/a\n", ""},
+            {"Path=/a\n", ""}};
+        for (const auto& [text, expected] : infos) {
+            createEntries(m_trash, {"files/f", "info/f.trashinfo"});
+            std::ofstream((m_trash + "/info/f.trashinfo").toStdString()) << text;
+            const QList<TrashedFile> files = ours(FileUtils::trashedFiles());
+            QCOMPARE(files.size(), 1);
+            QCOMPARE(files[0].originalPath.toUtf8(), expected);
+            QCOMPARE(files[0].deletionDate.isValid(), expected.startsWith("/a"));
+            QVERIFY(!expected.isEmpty() || restored(files[0]).endsWith("where it was"));
+        }
+    }
+
+    void isEmptied()
+    {
+        createEntries(m_root, {"f", "tree/a/b", "tree/link>../out", "out/kept", "tree/pipe|"});
+        ::chmod(m_root + "/tree/a", 0500);
+        QVERIFY(moveToTrash("f") && moveToTrash("tree"));
+        createEntries(m_trash, {"files/unknown", "info/old.trashinfo", "info/new.trashinfo",
+                                "directorysizes"});
+        const timespec times[] = {{0, 0}, {0, 0}};
+        ::utimensat(AT_FDCWD, m_trash + "/info/old.trashinfo", times, 0);
+        const QList<TrashedFile> all = FileUtils::trashedFiles();
+        if (ours(all).size() != all.size())
+            QSKIP("There is a real trash", );
+        QCOMPARE(all.size(), 3);
+        const auto failures = FileUtils::emptyTrash();
+        QVERIFY2(failures.isEmpty(), failures.isEmpty() ? "" : failures[0].what());
+        // Somebody may be about to put the item of a new note there.
+        QCOMPARE(entriesOf(m_root), (Entries{"data/home/Trash/files/",
+                                             "data/home/Trash/info/new.trashinfo", "out/kept"}));
+    }
+
     void staysOnTheFileSystem()
     {
         if (::unshare(CLONE_NEWNS) != 0
@@ -135,12 +211,35 @@ private Q_SLOTS:
             const bool moved = moveToTrash("mount/" + item);
             QVERIFY(moved != trash.isEmpty() && (moved || entriesOf(mount) == there));
             QCOMPARE(recordedPath(mount + trash, item.split('/').last()), moved ? item : "");
+            for (const TrashedFile& file : ours(FileUtils::trashedFiles()))
+                QCOMPARE(restored(file), QByteArray());
+            QVERIFY2(QFileInfo::exists(QFile::decodeName(mount + item)), item);
             ::umount2(mount, MNT_DETACH);
             QCOMPARE(entriesOf(m_root), Entries{"mount/"});
         }
     }
 
 private:
+    QList<TrashedFile> ours(const QList<TrashedFile>& all) const
+    {
+        QList<TrashedFile> files;
+        for (const TrashedFile& file : all)
+            if (file.path.startsWith(m_folder->path()))
+                files << file;
+        return files;
+    }
+
+    /** What is said when it cannot be restored. */
+    static QByteArray restored(const TrashedFile& file)
+    {
+        try {
+            FileUtils::restoreFromTrash(file);
+            return QByteArray();
+        } catch (const FileException& exception) {
+            return exception.what();
+        }
+    }
+
     bool moveToTrash(const QByteArray& name) const
     {
         return FileUtils::moveToTrash(QFileInfo(m_folder->filePath(QString::fromUtf8(name))));

@@ -2,6 +2,7 @@
 #include "support/TemporaryFolder.h"
 
 #include <Quarn/fileutils/FileUtils.h>
+#include <Quarn/fileutils/TempDir.h>
 
 #include <QDateTime>
 #include <QTest>
@@ -77,6 +78,56 @@ private Q_SLOTS:
             check("b|b-copy", "b", none, true, nullptr);
         check("b", "b", ".%d", false, nullptr); // the counter is an extension, the stem stays taken
         check("b|b.c2", "b", ".c%d", true, "b.c3");
+    }
+
+    void safeNames()
+    {
+        const QString longest(255, QLatin1Char('n'));
+        for (const QString& safe :
+             {QStringLiteral("a"), QStringLiteral(".hidden"), QStringLiteral(" -ä😀 (1).tar.gz"),
+              QStringLiteral("console"), QStringLiteral("com10.txt"), QStringLiteral("COM"),
+              QStringLiteral("a.con"), QStringLiteral("..a"), longest,
+              QStringLiteral("ü").repeated(127)}) {
+            QVERIFY2(FileUtils::isSafeFileName(safe), qPrintable(safe));
+            QCOMPARE(FileUtils::safeFilePath(QDir::root(), safe), QLatin1Char('/') + safe);
+        }
+        QStringList unsafe{QString(), longest + QLatin1Char('n'), QStringLiteral("ü").repeated(128),
+                           QString(QChar(0xd83d)), QString(QChar(0xde00)) + QLatin1Char('a')};
+        for (const char* name :
+             {".",    "..",     "../a",   "a/b",     "a\\b",       "C:",   "a:b",
+              "a<",   "a>",     "\"a",    "a|",      "a?",         "a*",   "a.",
+              "a ",   "con",    "PRN",    "aux.c",   "nul.tar.gz", "COM1", "lpt9.x",
+              "com¹", "LPT³.x", "conIN$", "CONOUT$", "con .x"})
+            unsafe << QString::fromUtf8(name);
+        for (const int code : {0x0, 0x1f, 0x7f, 0x9f, 0xa0, 0x61c, 0x200e, 0x202e, 0x2028, 0x2069})
+            unsafe << QLatin1Char('a') + QChar(code);
+        for (const QString& name : std::as_const(unsafe)) {
+            QVERIFY2(!FileUtils::isSafeFileName(name), qPrintable(name));
+            QVERIFY_EXCEPTION_THROWN((void)FileUtils::safeFilePath(QDir::root(), name),
+                                     kel::FileException);
+        }
+    }
+
+    void temporaryFolder()
+    {
+        const TemporaryFolder parent;
+        createEntries(parent.root(), {"kept"});
+        {
+            kel::TempDir folder(parent.path());
+            QCOMPARE(int(QFile::permissions(folder.path())) & 0x7777, 0x7700);
+            createEntries(QFile::encodeName(folder.path()),
+                          {"closed/f", "link>../kept", "pipe|", "a/b/c"});
+            QFile::setPermissions(folder.filePath(QStringLiteral("closed")), {});
+            kel::TempDir other(parent.path());
+            other = std::move(folder);
+            kel::TempDir third(std::move(other));
+            QCOMPARE(entriesOf(parent.root()).size(), 6); // one of the two is empty
+            third.remove();
+            QVERIFY(third.path().isEmpty() && kel::TempDir(parent.path()).keep().size() > 0);
+        }
+        const Entries left = entriesOf(parent.root());
+        QVERIFY(left.size() == 2 && left[0] == "kept" && left[1].startsWith("temp-"));
+        QVERIFY_EXCEPTION_THROWN(kel::TempDir(parent.at("kept")), kel::FileException);
     }
 
     void searchAmongMany()

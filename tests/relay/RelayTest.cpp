@@ -22,6 +22,28 @@ QByteArray manyLines()
     return bytes;
 }
 
+constexpr char fixtures[] = R"(
+touch empty; truncate -s 3G large; echo secret >word
+make() {
+    name=$1; shift
+    openssl genpkey "$@" -out $name.key; openssl pkey -in $name.key -pubout -out $name.pub
+    openssl dgst -${digest:-sha256} -sign $name.key -out $name.sig data || test $name = ed
+}
+make rsa -algorithm RSA; make other -algorithm RSA; make ed -algorithm ED25519
+make ec -algorithm EC -pkeyopt ec_paramgen_curve:P-256
+digest=sha1 make old -algorithm RSA -pkeyopt rsa_keygen_bits:1024
+openssl dgst -sha1 -sign rsa.key -out sha1.sig data
+openssl pkey -in rsa.key -aes256 -passout file:word -out locked.key
+for root in root foreign; do
+    openssl req -x509 -newkey rsa:2048 -nodes -keyout $root.key -subj /CN=$root -out $root.crt
+done
+openssl req -new -key ec.key -subj /CN=ec -out request
+echo extendedKeyUsage=codeSigning >usage
+openssl x509 -req -in request -CA root.crt -CAkey root.key -CAcreateserial -extfile usage -out ec.crt
+for key in ec other; do
+    openssl pkey -pubin -in $key.pub -outform DER | openssl dgst -sha256 -r | cut -c1-64 >$key.pin
+done)";
+
 } // namespace
 
 /** The relay program, run as its users run it, in a folder of its own. */
@@ -34,11 +56,7 @@ private Q_SLOTS:
     {
         write("data", m_data);
         write("damaged", QByteArray(m_data).replace(700000, 1, "*"));
-        shell("touch empty; truncate -s 3G large; ec='-pkeyopt ec_paramgen_curve:P-256'\n"
-              "make() { openssl genpkey -algorithm $2 -out $1.key\n"
-              "openssl pkey -in $1.key -pubout -out $1.pub\n"
-              "openssl dgst -sha1 -sign $1.key -out $1.sig data; }\n"
-              "make rsa RSA; make other RSA; make ec \"EC $ec\"");
+        shell(fixtures);
         m_fixtures = files();
         m_relay.setWorkingDirectory(m_folder.path());
     }
@@ -99,13 +117,76 @@ private Q_SLOTS:
         check("rsa.sig --key rsa.pub data", true);
         check("ec.sig --key ec.pub data", true);
         check("rsa.sig --key rsa.pub --memory 16K data", true);
+        check("old.sig --key old.pub data", true);
+        check("sha1.sig --key rsa.pub --scheme sha1 data", true);
+        check("ec.sig --certificate ec.crt --roots root.crt data", true);
+        check("ec.sig --certificate ec.crt --roots root.crt --pin " + pin("ec") + " --pin "
+                  + pin("other") + " data",
+              true);
+        check("rsa.sig --certificate ec.crt --roots root.crt data", false);
+        check("sha1.sig --key rsa.pub data", false);
+        check("rsa.sig --key rsa.pub --scheme rsa-sha384 data", false);
         check("rsa.sig --key other.pub data", false);
         check("rsa.pub --key rsa.pub data", false);
         check("rsa.sig --key ec.pub data", false);
         check("rsa.sig --key rsa.pub damaged", false);
         check("rsa.sig --key rsa.pub empty", false);
         check("rsa.sig --key rsa.pub -", false);
-        QVERIFY(m_error.endsWith("rsa.sig does not match standard input; nothing was saved\n"));
+        QVERIFY2(
+            m_error.endsWith("rsa.sig does not match standard input as rsa-sha256 (see --scheme); "
+                             "nothing was saved\n"),
+            m_error.constData());
+    }
+
+    /** What openssl signs is valid for the relay, and the other way round. */
+    void interoperates() // dgst is used elsewhere here
+    {
+#define PSS " -pkeyopt rsa_padding_mode:pss -pkeyopt rsa_pss_saltlen:digest"
+        const struct
+        {
+            QByteArray scheme, key, options;
+        } table[] = {
+            {"rsa-sha256", "rsa", " -digest sha256"},
+            {"rsa-sha384", "rsa", " -digest sha384"},
+            {"rsa-sha512", "rsa", " -digest sha512"},
+            {"rsa-pss-sha256", "rsa", " -digest sha256" PSS},
+            {"rsa-pss-sha384", "rsa", " -digest sha384" PSS},
+            {"rsa-pss-sha512", "rsa", " -digest sha512" PSS},
+            {"ecdsa-sha256", "ec", " -digest sha256"},
+            {"ecdsa-sha384", "ec", " -digest sha384"},
+            {"ecdsa-sha512", "ec", " -digest sha512"},
+            {"ed25519", "ed", ""},
+        };
+        for (const auto& [scheme, key, options] : table) {
+            const QByteArray openssl = "openssl pkeyutl -rawin -in data" + options;
+            shell(openssl + " -sign -inkey " + key + ".key -out theirs");
+            start("--signature theirs --key " + key + ".pub --scheme " + scheme + " data");
+            finish(0);
+            start("--sign --signature ours --key " + key + ".key --scheme " + scheme + " data");
+            finish(0);
+            QVERIFY2(m_output.endsWith("\nverdict: signed\n"), m_output.constData());
+            shell(openssl + " -verify -pubin -inkey " + key + ".pub -sigfile ours");
+        }
+        start("--signature ours --key ed.pub data"); // the key tells the scheme
+        finish(0);
+    }
+
+    void signs()
+    {
+        const QByteArray arguments = "--sign --key locked.key --signature made data";
+        start(arguments + " --passphrase-file word --save copy --quiet");
+        finish(0);
+        shell("openssl dgst -sha256 -verify rsa.pub -signature made data; cmp copy data; rm made");
+        m_relay.start(QStringLiteral("script"),
+                      {QStringLiteral("-qec"),
+                       QLatin1String(QByteArray(RELAY_PROGRAM " --quiet " + arguments)),
+                       QStringLiteral("/dev/null")});
+        const QByteArray question = "Passphrase of locked.key: ";
+        QTRY_VERIFY_WITH_TIMEOUT(m_relay.peek(100) == question, limitMsecs);
+        m_relay.write("secret\n");
+        finish(0);
+        QCOMPARE(m_output, question + "\r\n");
+        shell("openssl dgst -sha256 -verify rsa.pub -signature made data");
     }
 
     void refuses()
@@ -125,7 +206,33 @@ private Q_SLOTS:
         check("--rate fast data", "--rate takes a number");
         check("--follow 0 data", "--follow takes seconds");
         check("--follow 1 -", "--follow needs a file");
-        check("--signature rsa.sig data", "need each other");
+        check("--signature rsa.sig data", "--signature needs --key or --certificate");
+        check("--key rsa.pub data", "--key needs --signature");
+        check("--signature ec.sig --key ec.pub --certificate ec.crt data", "give one");
+        check("--signature ec.sig --certificate ec.crt data", "--certificate needs --roots");
+        check("--signature ec.sig --key ec.pub --pin 12 data", "--pin needs --certificate");
+        check("--signature ec.sig --key ec.pub --scheme md5 data",
+              "--scheme takes one of rsa-sha256,");
+        check("--signature rsa.sig --key ec.pub --scheme rsa-sha256 data", "Key does not fit");
+        check("--signature old.sig --key old.pub --scheme rsa-sha256 data", "Key too weak");
+        const QByteArray certified = "--signature ec.sig --certificate ec.crt --roots ";
+        check(certified + "root.crt --pin 12 data", "--pin takes the 64 hexadecimal digits");
+        check(certified + "root.crt --pin " + pin("other") + " data", "key is not pinned");
+        check(certified + "foreign.crt data", "ec.crt: Certificate not trusted: unable to get");
+        check(certified + "word data", "cannot use the roots word: Invalid certificate");
+        const QByteArray sign = "--sign --signature made --key ";
+        check("--sign --signature made --certificate ec.crt --roots root.crt data",
+              "--sign needs --key");
+        check(sign + "rsa.key --scheme sha1 data", "no sha1 signatures");
+        check(sign + "rsa.pub data", "cannot use the key rsa.pub: Invalid private key");
+        check(sign + "old.key data", "Key too weak");
+        check(sign + "locked.key --passphrase-file ed.pub data", "Invalid private key");
+        check(sign + "ed.key --quiet large", "the signer failed: Too much data for this scheme");
+        check("--sign --signature ./data --key rsa.key data", "It would replace data");
+        check("--sign --signature missing/made --key rsa.key data", "No such file or directory");
+        m_launcher = QStringList{QStringLiteral("setsid"), QStringLiteral("--wait")};
+        check(sign + "locked.key data", "encrypted, and there is no terminal");
+        m_launcher.clear();
         check("--save copy 9%1%2", "9%1%2: No such file or directory");
         check("--save copy /proc/self/mem", "/proc/self/mem: Input/output error");
         check("--save copy .", "Is a directory");
@@ -248,7 +355,7 @@ private Q_SLOTS:
     void progressFitsTerminal()
     {
         const auto check = [this](const QByteArray& terminal, int columns, bool withBar) {
-            shell(terminal.constData());
+            shell(terminal);
             QVERIFY2(m_output.endsWith("\r\x1b[K"), m_output.constData());
             const QByteArrayList lines = m_output.replace("\x1b[K", "").split('\r');
             QVERIFY2(lines.size() > 4, m_output.constData());
@@ -265,7 +372,10 @@ private Q_SLOTS:
     }
 
 private:
-    QString path(const char* name) const { return m_folder.filePath(QLatin1String(name)); }
+    QString path(const QByteArray& name) const
+    {
+        return m_folder.filePath(QLatin1String(name));
+    }
 
     QStringList files() const
     {
@@ -280,20 +390,25 @@ private:
         QVERIFY(file.open(mode) && file.write(bytes) == bytes.size());
     }
 
-    QByteArray contents(const char* name) const
+    QByteArray contents(const QByteArray& name) const
     {
         QFile file(path(name));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(cannot be opened)");
     }
 
+    QByteArray pin(const char* key) const
+    {
+        return contents(key + QByteArray(".pin")).trimmed();
+    }
+
     /** Size of the file that the relay is saving at the moment. */
     qint64 bytesSaved() const
     {
-        const QStringList saved = files().filter(QStringLiteral(".relay-"));
+        const QStringList saved = files().filter(QStringLiteral(".save-"));
         return saved.isEmpty() ? -1 : QFileInfo(m_folder.filePath(saved.first())).size();
     }
 
-    void shell(const char* script)
+    void shell(const QByteArray& script)
     {
         QProcess process;
         process.setWorkingDirectory(m_folder.path());

@@ -29,7 +29,6 @@ namespace {
 using Scheme = SignatureScheme;
 
 // One key of each kind, unencrypted and encrypted in all ways that are about.
-// One key of each kind, unencrypted and encrypted in all ways that are about.
 constexpr char fixtures[] = R"(
 openssl rand -hex 20 | tr -d '\n' >passphrase
 pass="-passout file:passphrase"

@@ -1,8 +1,7 @@
 #ifndef QUARN_TESTS_SUPPORT_TESTSTREAM_H
 #define QUARN_TESTS_SUPPORT_TESTSTREAM_H
 
-#include <Quarn/companion/kelmIOCore.h>
-#include <Quarn/interfaces/IRandomAccessIO.h>
+#include <Quarn/streams/RandomAccessStream.h>
 
 #include <QByteArray>
 #include <QStringList>
@@ -11,7 +10,7 @@
 #include <limits>
 
 /** A stream over a byte array that can be made short-winded, faulty or dishonest. */
-class TestStream : public virtual kelmIOCore, public virtual kel::IRandomAccessIO
+class TestStream : public kel::RandomAccessStream
 {
 public:
     struct Manner
@@ -60,17 +59,8 @@ public:
     }
     qint64 streamSize() const override { return reportedSize < 0 ? bytes.size() : reportedSize; }
 
-    void enableNonBlockingMode(bool) override { }
-    bool nonBlocking() override { return true; }
-    bool readable() override { return true; }
     bool writable() override { return true; }
-    void flush() override { }
-    void finishIO() override { }
     bool ioFailureDetected() const override { return m_transferred >= manner.failAfter; }
-    bool eofEncountered() const override { return m_position >= bytes.size(); }
-    bool getOutputInfo(quint64&, quint64&, void**) const override { return false; }
-    void setThroughputStats(quint64, quint64, quint64, quint64) override { }
-    bool getThroughputStats(quint64&, quint64&, quint64&, quint64&) const override { return false; }
 
 private:
     int allowed(qint64 count) const

@@ -26,9 +26,10 @@ struct AsyncFileResult
     qint64 count
         = 0; ///< bytes read or written, before a failure too; the new position after a seek
     QByteArray data; ///< what was read, before a failure too
-    QFileDevice::FileError error = QFileDevice::NoError;
+    QFileDevice::FileError error = QFileDevice::NoError; ///< the kind of failure
     QString errorString; ///< for users, empty without an error
 
+    /** Whether all of the request was done. */
     bool ok() const { return error == QFileDevice::NoError; }
 };
 
@@ -81,6 +82,7 @@ struct AsyncFileResult
 class QUARN_EXPORT AsyncFile
 {
 public:
+    /** What each request answers at once: the result to come. */
     using Request = QFuture<AsyncFileResult>;
 
     /**
@@ -103,9 +105,11 @@ public:
     Request read(qint64 maxSize);
     /** All of \a data; the count tells how much when the disk is full. */
     Request write(const QByteArray& data);
+    /** Moves to \a position, where the next read or write begins. */
     Request seek(qint64 position);
     /** Sees to it that what was written survives a power failure. */
     Request flush();
+    /** Closes the file; see "Failures" above for its result. */
     Request close();
 
     /** How many requests have not been carried out, with the one under way. */

@@ -1,6 +1,6 @@
 #include <Quarn/access/AsyncFileQueue_p.h>
 
-#include <Quarn/access/backgroundTask_p.h>
+#include <Quarn/companion/backgroundTask_p.h>
 #include <Quarn/companion/narrow_p.h>
 #include <Quarn/companion/qtcompat_p.h>
 

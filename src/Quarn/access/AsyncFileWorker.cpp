@@ -1,5 +1,7 @@
 #include <Quarn/access/AsyncFileWorker_p.h>
 
+#include <Quarn/platform/LargePages_p.h>
+
 #include <algorithm>
 #include <limits>
 #include <new>
@@ -15,6 +17,7 @@ constexpr qint64 pieceSize = 1 << 20; // between two looks whether the request h
 constexpr qint64 joinedSize = 64 << 10; // of writes that are carried out as one
 constexpr std::size_t joinedCount = 1024;
 constexpr qint64 unknownSize = 64 << 10; // to begin with, when more is read from who knows what
+constexpr qint64 manyPages = 4 << 20; // bytes
 constexpr qint64 largestArray = std::numeric_limits<Size>::max() - 64; // Qt's header goes off
 
 AsyncFileResult failure(QFileDevice::FileError error, const QString& text)
@@ -49,6 +52,8 @@ bool reserve(QByteArray& bytes, qint64 size)
 {
     try {
         bytes.reserve(Size(size));
+        if (size >= manyPages) // half of the time of a read would go to their faults
+            preferLargePages(bytes.constData(), std::size_t(size));
         return true;
     } catch (const std::bad_alloc&) {
         return false;

@@ -1,6 +1,8 @@
 #ifndef QUARN_FILEUTILS_FILEUTILS_H
 #define QUARN_FILEUTILS_FILEUTILS_H
 
+#include <Quarn/companion/FileException.h>
+#include <Quarn/fileutils/TrashedFile.h>
 #include <Quarn/quarn_export.h>
 
 #include <QByteArray>
@@ -42,7 +44,9 @@ namespace kel {
  *
  * \par Errors
  * readText(), equalsText(), readBytes(), writeBytes(), fileMustExist() and dirMustExist() throw a
- * FileException, or an IOException for a text stream's bad status. Nothing else throws.
+ * FileException, or an IOException for a text stream's bad status. So do saveBytes(), saveText(),
+ * safeFilePath(), trashedFiles() and restoreFromTrash(), whose message tells what was tried and the
+ * system's reason. Nothing else throws.
  *
  * \par Paths
  * A path with a zero character, at which the system would cut it short, names nothing: what stands
@@ -92,9 +96,45 @@ public:
      * **This looks at characters only, so the result can still be a name that is none.** An empty
      * one, "." and ".." pass as they are, and so do "CON", "nul.txt" and names that end with a full
      * stop, which Windows does not take, and names that are too long. Two names may become one.
-     * Before a name that comes from somebody else is put behind a folder, refuse these.
+     * Before a name that comes from somebody else is put behind a folder, ask isSafeFileName().
      */
     static QString nativeFileName(const QString& name);
+
+    /**
+     * Whether \a name, which came from an archive, a server or another user, can be given to a file
+     * on any system, so that it stays in the folder that it is put behind and is what it looks like.
+     * Refused are
+     *
+     * | Name                                                    | because                         |
+     * |---------------------------------------------------------|---------------------------------|
+     * | an empty one, "." and ".."                              | they are folders                |
+     * | with `/` or `\`                                         | it leads to another folder      |
+     * | with `:`, `<`, `>`, `"`, `\|`, `?` or `*`               | Windows refuses it, or takes it |
+     * |                                                         | for a drive, a stream, a device |
+     * | with a control character, U+0000 to U+001F and U+007F   | it ends the name, or changes    |
+     * | to U+009F, or a separator U+2028 or U+2029              | what a terminal shows           |
+     * | with a mark of direction, U+061C, U+200E, U+200F,       | "exe.txt" is shown for          |
+     * | U+202A to U+202E or U+2066 to U+2069                    | "txt.exe"                       |
+     * | CON, PRN, AUX, NUL, CONIN$, CONOUT$, COM1 to COM9, LPT1 | Windows has devices there; also |
+     * | to LPT9, or with ¹, ² or ³ for the digit, in any letter | with ¹ to ³                     |
+     * | case, also before a dot as in "nul.tar.gz"              |                                 |
+     * | that ends with a dot or a blank                         | Windows takes that away         |
+     * | of more than 255 bytes of UTF-8 or 255 UTF-16 units     | file systems refuse it          |
+     * | with an unpaired surrogate                              | UTF-8 cannot hold it            |
+     *
+     * A name may begin with a dot, a minus sign or a blank. **What is there already is not looked
+     * at: it may be a link that an archive has put there before.** Unpack into a new folder, see
+     * TempDir, or create files with QIODevice::NewOnly.
+     */
+    [[nodiscard]] static bool isSafeFileName(const QString& name);
+
+    /**
+     * The absolute path of \a name in \a folder, nothing of which is looked at.
+     *
+     * \throws FileException "is no safe file name" when isSafeFileName() refuses it; its fileName()
+     *         is \a name
+     */
+    [[nodiscard]] static QString safeFilePath(const QDir& folder, const QString& name);
 
     /**
      * The server of a network path, `srv` of `\\srv\share`. Null when \a path does not begin with a
@@ -241,6 +281,7 @@ public:
      * one folder both finish. What somebody else creates meanwhile stays, and the result is false.
      */
     [[nodiscard]] static bool erase(const QFileInfo& info);
+    /** \overload */
     [[nodiscard]] static bool erase(const QString& path);
 
     /**
@@ -258,6 +299,46 @@ public:
      * \return whether it was moved
      */
     [[nodiscard]] static bool moveToTrash(QFileInfo info);
+
+    /**
+     * What is in the trash: on Linux that in the home and those of the user at the tops of the
+     * mounted file systems, whichever program put it there; in no order. Of a folder the entry
+     * stands for all that is in it. Trashes of other file systems that cannot be read are left out,
+     * and so is what another program put there in a way of its own.
+     *
+     * \throws FileException when the trash in the home cannot be read, and on Windows, where only the
+     *         shell's own windows list the recycle bin
+     */
+    [[nodiscard]] static QList<TrashedFile> trashedFiles();
+
+    /**
+     * Moves \a file, one of trashedFiles(), back to its original path with its comment, where the
+     * file system keeps that as an attribute. To restore it elsewhere on the same file system, set
+     * originalPath. Folders that are missing there are made.
+     *
+     * | Situation                                             | Result                            |
+     * |-------------------------------------------------------|-----------------------------------|
+     * | nothing is at the original path                       | it is there, and no longer in the |
+     * |                                                       | trash                             |
+     * | something is, if only a link to nowhere               | exception; that is never replaced |
+     * | that is on another file system now                    | exception; nothing is copied      |
+     * | the original path is not known, or not absolute       | exception                         |
+     * | it is no longer in the trash                          | exception                         |
+     *
+     * \throws FileException and it stays in the trash, and no folder that was made is left; on Windows
+     *         always
+     */
+    static void restoreFromTrash(const TrashedFile& file);
+
+    /**
+     * Deletes for good what trashedFiles() lists, on Windows all that is in the recycle bins, without
+     * asking the user. Links are not followed. What somebody moves there meanwhile may stay or go.
+     * This blocks until all is deleted.
+     *
+     * \return for each file or folder that could not be deleted, with fileName() in the trash, why;
+     *         such a folder may have lost a part of what was in it
+     */
+    [[nodiscard]] static QList<FileException> emptyTrash();
 
     /**
      * Copies up to \a maxBytes bytes from one open device to the other in chunks of at most 16384
@@ -301,8 +382,10 @@ public:
      */
     [[nodiscard]] static qint64 copy(QIODevice* source, const QString& target, qint64 maxBytes,
                                      int waitMsecs);
+    /** \overload */
     [[nodiscard]] static qint64 copy(const QString& source, QIODevice* target, qint64 maxBytes,
                                      int waitMsecs);
+    /** \overload */
     [[nodiscard]] static qint64 copy(const QString& source, const QString& target, qint64 maxBytes,
                                      int waitMsecs);
 
@@ -340,7 +423,7 @@ public:
     /** \name Whole files
      *  **Files given by a path are read and written in text mode, readBytes() and writeBytes() too:
      *  reading drops every carriage return, from a picture as well, and writing converts line ends
-     *  where the system's differ. For bytes as they are, use QFile.**
+     *  where the system's differ. For bytes as they are, use saveBytes() and QFile.**
      *
      *  These operations block as long as the disk or the device does, and on a pipe until its other
      *  end is opened. */
@@ -379,13 +462,47 @@ public:
 
     /**
      * Makes \a data the whole contents of a file, which is created when missing, **in text mode**.
-     * The former contents go first: to keep them when the disk is full, use QSaveFile.
+     * The former contents go first: to keep them when the disk is full, use saveBytes().
      *
      * \return the number of bytes written, at most the largest int; -1 when a write failed: the file
      *         then holds no more than \a data from its beginning on
      * \throws FileException when the file cannot be opened or emptied; it is unchanged then
      */
     [[nodiscard]] static int writeBytes(const QByteArray& data, const QString& path);
+
+    /**
+     * Makes \a data, as it is, the whole contents of a file, which is created when missing. Whatever
+     * fails and whenever the process or the system ends, the file holds the former contents or the
+     * new ones, never a part: these are on the disk before they take the place of the others. Only
+     * an empty or half-written file ".save-..." may be left beside it, when the process is killed.
+     *
+     * | At the path                              | Result                                        |
+     * |------------------------------------------|-----------------------------------------------|
+     * | a file                                   | replaced; see below for what it keeps         |
+     * | a link to a file                         | the file that it leads to is replaced         |
+     * | a link to nowhere                        | the file is created where it leads to         |
+     * | a file that may not be written           | exception                                     |
+     * | a file in a folder that may not be       | exception: it could only be written in place, |
+     * | written                                  | and a part of it could be all that is left    |
+     * | a folder, pipe, socket or device         | exception                                     |
+     * | nothing, in a folder that there is       | created, for whom the umask allows            |
+     *
+     * The file keeps its permissions, access list, comment and other extended attributes, its group,
+     * and its owner when the caller is the administrator, on Windows its named streams and
+     * attributes; without its group the group's permissions go. Not kept is what other names of the
+     * file, by hard links, show: the former contents.
+     *
+     * \throws FileException and nothing is changed
+     */
+    static void saveBytes(const QByteArray& data, const QString& path);
+
+    /**
+     * The same for \a text in UTF-8 on every system, without a byte order mark, with its line ends
+     * as they are. readText() of Qt 5 reads it back where the locale's encoding is UTF-8.
+     *
+     * \throws FileException also when \a text has an unpaired surrogate
+     */
+    static void saveText(const QString& text, const QString& path);
 
     /**
      * The comment of the file or folder at \a path; empty when it has none, or not all of it can be

@@ -1,7 +1,7 @@
 #include <Quarn/fileutils/FileUtils.h>
 
 #include <Quarn/companion/FileException.h>
-#include <Quarn/fileutils/TakenNames_p.h>
+#include <Quarn/fileutils/names/TakenNames_p.h>
 #include <Quarn/platform/PrivateFolder_p.h>
 #include <Quarn/platform/SpecialFolders_p.h>
 

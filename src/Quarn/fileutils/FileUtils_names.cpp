@@ -1,7 +1,7 @@
 #include <Quarn/fileutils/FileUtils.h>
 
-#include <Quarn/fileutils/CounterFormat_p.h>
-#include <Quarn/fileutils/TakenNames_p.h>
+#include <Quarn/fileutils/names/CounterFormat_p.h>
+#include <Quarn/fileutils/names/TakenNames_p.h>
 
 #include <QDateTime>
 #include <QStringBuilder>

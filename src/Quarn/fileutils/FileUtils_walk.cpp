@@ -1,6 +1,6 @@
 #include <Quarn/fileutils/FileUtils.h>
 
-#include <Quarn/fileutils/NameEndings_p.h>
+#include <Quarn/companion/NameFilters_p.h>
 #include <Quarn/platform/FileIdentity_p.h>
 #include <Quarn/platform/NameOrder_p.h>
 #include <Quarn/platform/SystemPath_p.h>
@@ -12,7 +12,6 @@
 #include <deque>
 #include <iterator>
 #include <list>
-#include <optional>
 #include <vector>
 
 namespace kel {
@@ -55,12 +54,12 @@ QDir fresh(const QDir& dir)
     return copy;
 }
 
-/** Folders, and the files that fit \a endings, in QDir's own order. */
-QFileInfoList listByName(const QDir& folder, const NameEndings& endings)
+/** Folders, and the files that fit \a filters, in QDir's own order. */
+QFileInfoList listByName(const QDir& folder, const NameFilters& filters)
 {
     QFileInfoList entries = folder.entryInfoList(QStringList(), filesAndFolders, QDir::Unsorted);
-    const auto isUnfit = [&endings](const QFileInfo& entry) {
-        return !endings.fit(entry.fileName()) && !entry.isDir();
+    const auto isUnfit = [&filters](const QFileInfo& entry) {
+        return !filters.fit(entry.fileName()) && !entry.isDir();
     };
     entries.erase(std::remove_if(entries.begin(), entries.end(), isUnfit), entries.end());
     sortByName(entries, [](const QFileInfo& entry) { return entry.fileName(); });
@@ -81,8 +80,7 @@ class Search
 {
 public:
     Search(const QStringList& nameFilters, bool recursive, QDir::SortFlags sort)
-        : m_nameFilters(nameFilters), m_endings(NameEndings::from(nameFilters)),
-          m_recursive(recursive), m_sort(sort)
+        : m_nameFilters(nameFilters), m_filters(nameFilters), m_recursive(recursive), m_sort(sort)
     { }
 
     void run(const QDir& dir, QList<QFileInfo>& result)
@@ -133,8 +131,8 @@ private:
             return;
         // With NoSort QDir goes by its own order.
         const bool byName = (m_sort == QDir::NoSort ? folder.sorting() : m_sort) == defaultOrder;
-        levels.push_back({m_endings && byName
-                              ? listByName(folder, *m_endings)
+        levels.push_back({m_filters.areEndings() && byName
+                              ? listByName(folder, m_filters)
                               : folder.entryInfoList(m_nameFilters, filesAndFolders, m_sort)});
     }
 
@@ -147,7 +145,7 @@ private:
     }
 
     const QStringList m_nameFilters;
-    const std::optional<NameEndings> m_endings;
+    const NameFilters m_filters;
     const bool m_recursive;
     const QDir::SortFlags m_sort;
     Visited m_visited;

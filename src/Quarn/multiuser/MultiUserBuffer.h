@@ -140,7 +140,9 @@ public:
     // with an int would fit them as well as the stream's.
     /** Nothing, and a warning of Qt; readers have read() and readAll() of their own. */
     QByteArray read(qint64 maxSize);
+    /** \copydoc read(qint64) */
     QByteArray readAll();
+    /** All of \a bytes or, with -1, nothing, as write(const void*, int). */
     qint64 write(const QByteArray& bytes);
     /** Writes up to the zero byte that ends \a text. */
     qint64 write(const char* text);
@@ -189,10 +191,12 @@ protected:
 
     /** Index of the first line feed at or after \a position, or -1. */
     qint64 findLineBreak(qint64 position) const;
+    /** Whether there is one. */
     bool canReadLine(qint64 position) const;
 
     /** Copies up to \a maxSize bytes from \a position on; negative beyond the end. */
     qint64 readData(qint64 position, char* data, qint64 maxSize) const;
+    /** \overload */
     QByteArray readData(qint64 position, qint64 maxSize) const;
 
     /**

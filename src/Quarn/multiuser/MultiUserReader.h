@@ -113,6 +113,7 @@ public:
 
     /** Like a read, waiting included, but leaves the position where it is. */
     qint64 peek(char* data, qint64 maxSize);
+    /** \overload */
     QByteArray peek(qint64 maxSize);
 
     /**
@@ -130,11 +131,13 @@ public:
 
     // As in QIODevice. Its read() and write() of an address and a size have no place here: a call
     // with an int would fit them as well as the stream's.
+    /** Up to \a maxSize bytes; empty where the stream's read() answers 0 or less. */
     QByteArray read(qint64 maxSize);
     /** What is there; of an empty buffer a blocking reader reads up to the end of the data. */
     QByteArray readAll();
     /** Refused with -1, and a warning of Qt. */
     qint64 write(const QByteArray& bytes);
+    /** \copydoc write(const QByteArray&) */
     qint64 write(const char* text);
 
     /** Whether reads return at once instead of waiting. */

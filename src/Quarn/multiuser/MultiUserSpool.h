@@ -72,11 +72,14 @@ class QUARN_EXPORT MultiUserSpool : public QIODevice,
     Q_OBJECT
 
 public:
+    /** Given at the construction. */
     using Settings = MultiUserSpoolSettings;
+    /** Told at any moment. */
     using Figures = MultiUserSpoolFigures;
 
     /** A spool with the default settings. */
     explicit MultiUserSpool(QObject* parent = nullptr);
+    /** A spool with \a settings, of which it keeps a copy. */
     explicit MultiUserSpool(const Settings& settings, QObject* parent = nullptr);
     ~MultiUserSpool() override;
 
@@ -87,6 +90,7 @@ public:
     static boost::shared_ptr<IRandomAccessIO>
     createReaderInterface(boost::shared_ptr<MultiUserSpool> spool, bool blocking);
 
+    /** What is held at the moment. */
     Figures figures() const;
 
     /** The first byte that is still kept, where a new reader begins: the start of a chunk. */
@@ -104,6 +108,7 @@ public:
      */
     void setErrorString(const QString& text);
 
+    /** Always true. */
     bool isSequential() const override;
     /** Always false: a spool is open from the beginning and stays closed once it is. */
     bool open(OpenMode mode) override;
@@ -122,6 +127,7 @@ public:
     /** Blocks while the producer is held back, and while a chunk goes to the disk. */
     int write(const void* data, int size) override;
 
+    /** The same for all of \a bytes. */
     qint64 write(const QByteArray& bytes);
     /** Writes up to the zero byte that ends \a text. */
     qint64 write(const char* text);

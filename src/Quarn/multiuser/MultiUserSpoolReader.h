@@ -77,6 +77,7 @@ public:
 
     /** Ends the wait that runs, if one does, and fails all reads from now on. Any thread. */
     void cancel();
+    /** Whether cancel() was called. */
     bool cancelled() const;
 
     /** Bytes that were written and that this reader hasn't passed. */
@@ -91,8 +92,10 @@ public:
      * do; empty where a read answers 0 or -1, to be told apart by ioFailureDetected().
      */
     MultiUserSpoolView peekView(qint64 maxSize = std::numeric_limits<qint64>::max());
+    /** \copydoc peekView() */
     MultiUserSpoolView readView(qint64 maxSize = std::numeric_limits<qint64>::max());
 
+    /** Always false. */
     bool isSequential() const override;
     /** Changes nothing; answers whether \a mode is ReadOnly, alone or with Unbuffered. */
     bool open(OpenMode mode) override;
@@ -109,6 +112,7 @@ public:
     bool reset() override;
     /** Whether the producer has finished and everything was read. */
     bool atEnd() const override;
+    /** What was written behind the position so far. */
     qint64 bytesAvailable() const override;
     /** Always 0. */
     qint64 bytesToWrite() const override;

@@ -25,6 +25,7 @@ namespace kel {
  */
 struct MultiUserSpoolSettings
 {
+    /** Which bytes stay readable. */
     enum Keep {
         /** All that was ever written: each reader can go back to the first byte. */
         KeepEverything,
@@ -36,6 +37,7 @@ struct MultiUserSpoolSettings
         KeepUnread
     };
 
+    /** What a write does when it needs memory beyond the limit. */
     enum AtLimit {
         /** The oldest chunk goes to a file; the write takes as long as that does. */
         SpillToDisk,
@@ -48,10 +50,10 @@ struct MultiUserSpoolSettings
         RefuseWrite
     };
 
-    qint64 memoryLimit = qint64(64) << 20;
-    Keep keep = KeepEverything;
-    AtLimit atLimit = SpillToDisk;
-    QString spillFolder;
+    qint64 memoryLimit = qint64(64) << 20; ///< in bytes
+    Keep keep = KeepEverything; ///< which bytes stay readable
+    AtLimit atLimit = SpillToDisk; ///< what a write does there
+    QString spillFolder; ///< empty: QDir::tempPath()
 };
 
 } // namespace kel

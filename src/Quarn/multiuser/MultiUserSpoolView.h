@@ -28,7 +28,9 @@ public:
     /** \a size bytes at \a bytes; for the spool's readers. */
     MultiUserSpoolView(std::shared_ptr<const char> bytes, qint64 size);
 
+    /** Whether there is no byte. */
     bool isEmpty() const;
+    /** In bytes. */
     qint64 size() const;
     /** The first of size() bytes; null for an empty view. There is no terminating zero byte. */
     const char* data() const;

@@ -22,5 +22,15 @@ namespace kel {
  */
 bool removeFolder(const QString& path);
 
+/**
+ * Deletes what is at \a path, which is absolute and clean: a folder with everything in it, links
+ * and what is neither file nor folder too. Links are never followed. Folders in there that the user
+ * may not enter or change are opened to him first, when they are his. The first entry that cannot
+ * be deleted ends it.
+ *
+ * \return 0 when nothing is there any more, or the system's error number
+ */
+int removeAll(const QString& path);
+
 } // namespace kel
 #endif

@@ -31,6 +31,7 @@ namespace kel {
 class QUARN_EXPORT CertificateVerifier
 {
 public:
+    /** What the first certificate must be good for. */
     enum Purpose {
         CodeSigning, ///< the first certificate must name it as an extended key usage
         AnyPurpose, ///< as long as the first certificate's key may sign data

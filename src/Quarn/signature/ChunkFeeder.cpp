@@ -20,7 +20,9 @@ char* ChunkFeeder::room()
 {
     if (m_thread.joinable()) {
         std::unique_lock<std::mutex> lock(m_mutex);
-        m_changed.wait(lock, [this] { return m_fed - m_consumed < roomCount; });
+        // For several at once: each wake-up costs the consumer, who is the slower one then.
+        if (m_fed - m_consumed == roomCount)
+            m_changed.wait(lock, [this] { return m_fed - m_consumed <= roomCount / 2; });
     }
     return at(m_fed).data;
 }
@@ -73,7 +75,8 @@ void ChunkFeeder::run()
             m_consumedAll = consumed;
         }
         ++m_consumed;
-        m_changed.notify_one();
+        if (m_fed - m_consumed == roomCount / 2)
+            m_changed.notify_one();
     }
 }
 

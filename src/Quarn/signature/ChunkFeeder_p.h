@@ -41,7 +41,7 @@ public:
     bool finish();
 
 private:
-    static constexpr int roomCount = 4;
+    static constexpr int roomCount = 8;
     static constexpr int chunksBeforeThread = 8;
 
     struct alignas(64) Chunk // a copy that starts amid a cache line is slow

@@ -51,6 +51,7 @@ public:
     /** Takes a reference of its own: the caller may free \a key. Null gives no key. */
     static PublicKey fromHandle(EVP_PKEY* key);
 
+    /** Whether there is no key. */
     bool isNull() const;
 
     /** As NIST SP 800-57 counts: 112 for RSA 2048, 128 for P-256 and Ed25519; 0 for no key. */

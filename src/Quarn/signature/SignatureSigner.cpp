@@ -2,6 +2,7 @@
 
 #include <Quarn/interfaces/IIOInterface.h>
 #include <Quarn/platform/FileIdentity_p.h>
+#include <Quarn/platform/FileReplacement_p.h>
 #include <Quarn/signature/DataSource_p.h>
 #include <Quarn/signature/SignatureVerifier.h>
 #include <Quarn/signature/StrictFile_p.h>
@@ -10,7 +11,6 @@
 #include <Quarn/signature/schemes_p.h>
 
 #include <QFileInfo>
-#include <QSaveFile>
 
 #include <utility>
 
@@ -47,11 +47,8 @@ QByteArray result(const Run& run)
 
 void save(const QByteArray& signature, const QString& path)
 {
-    QSaveFile file(path);
-    const bool saved = file.open(QIODevice::WriteOnly) && file.write(signature) == signature.size()
-                       && file.flush() // a failure of the one in commit() would go unnoticed
-                       && file.commit();
-    if (!saved)
+    const auto failure = FileReplacement::replaceContents(path, signature);
+    if (failure.error != QFileDevice::NoError)
         throw IOException(QStringLiteral("Could not write ") + path);
 }
 

@@ -72,6 +72,7 @@ public:
      */
     [[nodiscard]] QByteArray toPem(QByteArray passphrase) const;
 
+    /** The signature of \a data. */
     [[nodiscard]] QByteArray sign(const QByteArray& data) const;
 
     /** Over everything from the position of \a device on, as SignatureVerifier::verify() reads it. */

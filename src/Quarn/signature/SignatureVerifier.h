@@ -54,6 +54,7 @@ public:
      */
     SignatureVerifier(const PublicKey& key, SignatureScheme scheme, int minimumSecurityBits = 112);
 
+    /** Over \a data, of any size. */
     [[nodiscard]] bool verify(const QByteArray& data, const QByteArray& signature) const;
 
     /**

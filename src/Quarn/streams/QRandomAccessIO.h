@@ -67,8 +67,11 @@ public:
 
     // As in QIODevice. Its read() and write() of an address and a size have no place here: a call
     // with an int would fit them as well as the stream's.
+    /** Up to \a maxSize bytes. */
     QByteArray read(qint64 maxSize);
+    /** Everything from the position on. */
     QByteArray readAll();
+    /** Writes all of \a bytes; -1 when they can't be. */
     qint64 write(const QByteArray& bytes);
     /** Writes up to the zero byte that ends \a text. */
     qint64 write(const char* text);

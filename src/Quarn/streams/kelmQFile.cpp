@@ -2,6 +2,7 @@
 
 #include <Quarn/companion/deviceFailure_p.h>
 #include <Quarn/companion/narrow_p.h>
+#include <Quarn/platform/OpenFileState_p.h>
 #include <Quarn/platform/SystemPath_p.h>
 
 #include <QElapsedTimer>
@@ -283,10 +284,16 @@ qint64 kelmQFile::repeatWaiting(Attempt attempt)
     return m_lastCount;
 }
 
-/** Whether the name of this file is gone; a file opened by its handle alone has none to lose. */
+/**
+ * Whether this file is gone with its name, and not renamed, as a log is; a file opened by its handle
+ * alone has no name to lose.
+ */
 bool kelmQFile::removed() const
 {
-    return !fileName().isEmpty() && !exists();
+    if (fileName().isEmpty() || exists())
+        return false;
+    const OpenFileState state = openFileState(handle());
+    return !state.isKnown || state.isRemoved;
 }
 
 } // namespace kel

@@ -38,9 +38,10 @@ namespace kel {
  * \par Blocking mode
  * Off at first. When on, a read that finds nothing although the file is not at its end calls
  * waitForReadyRead() with 5000 ms and tries again, until data comes, the file reaches its end, is
- * closed or removed, or blocking is switched off. An ordinary file has its end where its size is,
- * so nothing ever waits. A class for a file that is still being written overrides atEnd(), to
- * tell when nothing more will come, and waitForReadyRead(), to wait for growth.
+ * closed or removed (renaming is not removing), or blocking is switched off. An ordinary file has its
+ * end where its size is, so nothing ever waits. A class for a file that is still being written
+ * overrides atEnd(), to tell when nothing more will come, and waitForReadyRead(), to wait for growth;
+ * FileStream does.
  *
  * \par Threads
  * Those of QFile, but for enableNonBlockingMode() and nonBlocking(), which may be called from any
@@ -54,9 +55,11 @@ class QUARN_EXPORT kelmQFile : public QFile,
     Q_OBJECT
 
 public:
-    /** None of these opens the file. */
+    /** For the file \a name, which isn't opened yet. */
     explicit kelmQFile(const QString& name);
+    /** For a file that QFile::setFileName() names. */
     explicit kelmQFile(QObject* parent);
+    /** For the file \a name, which isn't opened yet. */
     kelmQFile(const QString& name, QObject* parent);
     ~kelmQFile() override;
 
@@ -93,8 +96,11 @@ public:
 
     // As in QIODevice. Its read() and write() of an address and a size have no place here: a call
     // with an int would fit them as well as the stream's.
+    /** Up to \a maxSize bytes. */
     QByteArray read(qint64 maxSize);
+    /** Everything from the position on. */
     QByteArray readAll();
+    /** Writes \a bytes; -1 on failure. */
     qint64 write(const QByteArray& bytes);
     /** Writes up to the zero byte that ends \a text. */
     qint64 write(const char* text);

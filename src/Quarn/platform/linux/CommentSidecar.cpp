@@ -1,6 +1,6 @@
 #include <Quarn/platform/linux/CommentSidecar_p.h>
 
-#include <QRandomGenerator>
+#include <Quarn/platform/linux/NewFile_p.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -58,29 +58,21 @@ bool writeAll(int file, const QByteArray& bytes)
     return true;
 }
 
-/**
- * Gives \a sidecar the owner of \a file and the same permissions to read and write, or fewer where
- * the caller or the file system cannot do that.
- */
-void shareAs(const struct stat& file, int sidecar)
-{
-    const bool ofItsGroup = ::fchown(sidecar, file.st_uid, file.st_gid) == 0
-                            || ::fchown(sidecar, uid_t(-1), file.st_gid) == 0;
-    ::fchmod(sidecar, file.st_mode & (ofItsGroup ? 0666 : 0606)); // another group isn't let in
-}
-
 } // namespace
 
 CommentSidecar::CommentSidecar(const QByteArray& file, const QByteArray& suffix)
+    : CommentSidecar(FileDescriptor(), file.mid(file.lastIndexOf('/') + 1), suffix)
 {
-    const auto slash = file.lastIndexOf('/');
-    m_file = file.mid(slash + 1);
-    if (m_file.isEmpty())
-        return;
-    m_folder = FileDescriptor(
-        ::open(file.left(slash + 1).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    m_names = {m_file + suffix, m_file + QByteArray(suffix).replace(':', ';')};
+    if (!m_file.isEmpty())
+        m_folder = FileDescriptor(::open(file.left(file.lastIndexOf('/') + 1).constData(),
+                                         O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
+
+CommentSidecar::CommentSidecar(FileDescriptor folder, const QByteArray& file,
+                               const QByteArray& suffix)
+    : m_folder(std::move(folder)),
+      m_file(file), m_names{file + suffix, file + QByteArray(suffix).replace(':', ';')}
+{ }
 
 QByteArray CommentSidecar::read() const
 {
@@ -102,8 +94,7 @@ QByteArray CommentSidecar::read() const
 bool CommentSidecar::replace(const QByteArray& comment)
 {
     struct stat file;
-    const QByteArray temporary
-        = ".comment-" + QByteArray::number(QRandomGenerator::system()->generate64(), 16);
+    const QByteArray temporary = newName(".comment-");
     if (!statusOfFile(file))
         return false;
     FileDescriptor opened(::openat(m_folder.get(), temporary.constData(),
@@ -111,9 +102,9 @@ bool CommentSidecar::replace(const QByteArray& comment)
                                    S_IRUSR | S_IWUSR));
     if (!opened.isOpen())
         return false;
-    shareAs(file, opened.get());
+    shareAs(file, opened.get(), 0666); // or with fewer, where the file system cannot do that
     // Some file systems tell of a full disk only when the bytes go there, or at the closing.
-    const bool written = writeAll(opened.get(), comment) && ::fsync(opened.get()) == 0
+    const bool written = writeAll(opened.get(), comment) && isSynchronized(opened.get())
                          && ::close(opened.release()) == 0;
     const bool published = written && publish(temporary);
     if (!published)

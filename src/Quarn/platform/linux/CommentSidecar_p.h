@@ -23,6 +23,8 @@ class CommentSidecar
 public:
     /** \a file is an absolute path without links. The root has no sidecar. */
     CommentSidecar(const QByteArray& file, const QByteArray& suffix);
+    /** \a file is a name in the open \a folder. */
+    CommentSidecar(FileDescriptor folder, const QByteArray& file, const QByteArray& suffix);
 
     /** The comment; empty when there is none or it cannot be read to its end. */
     QByteArray read() const;

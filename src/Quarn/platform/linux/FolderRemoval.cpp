@@ -1,17 +1,17 @@
 #include <Quarn/platform/FolderRemoval_p.h>
 
 #include <Quarn/platform/NameOrder_p.h>
+#include <Quarn/platform/linux/DirectoryEntries_p.h>
 #include <Quarn/platform/linux/FileDescriptor_p.h>
+#include <Quarn/platform/linux/FolderRemoval_p.h>
 #include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <QFile>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <memory>
 #include <vector>
 
 namespace kel {
@@ -38,38 +38,18 @@ struct Level
     const QByteArray& currentName() const { return entries[next - 1].name; }
 };
 
-struct CloseDirectory
-{
-    void operator()(DIR* directory) const { ::closedir(directory); }
-};
-
-mode_t typeOf(int folder, const dirent& entry)
-{
-    if (entry.d_type != DT_UNKNOWN)
-        return DTTOIF(entry.d_type);
-    struct stat status;
-    return ::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0
-               ? status.st_mode & S_IFMT
-               : 0;
-}
-
 /** The entries to delete. A folder that cannot be listed has none: it goes when it is empty. */
-std::vector<Entry> list(int folder)
+std::vector<Entry> list(int folder, bool everything)
 {
+    std::vector<DirectoryEntry> found;
+    listDirectory(folder, found);
     std::vector<Entry> entries;
-    FileDescriptor copy(::fcntl(folder, F_DUPFD_CLOEXEC, 0));
-    const std::unique_ptr<DIR, CloseDirectory> directory(::fdopendir(copy.get()));
-    if (!directory)
-        return entries;
-    copy.release();
-    while (const dirent* entry = ::readdir(directory.get())) {
-        const QByteArray name(entry->d_name);
-        if (name == "." || name == "..")
-            continue;
-        const mode_t type = typeOf(folder, *entry);
-        if (type == S_IFREG || type == S_IFDIR)
-            entries.push_back({name, type == S_IFDIR});
+    for (const DirectoryEntry& entry : found) {
+        if (everything || entry.type == S_IFREG || entry.type == S_IFDIR)
+            entries.push_back({entry.name, entry.type == S_IFDIR});
     }
+    if (!everything)
+        sortByName(entries, [](const Entry& entry) { return QFile::decodeName(entry.name); });
     return entries;
 }
 
@@ -86,7 +66,8 @@ bool removeEntry(const FileDescriptor& folder, const QByteArray& name, int flags
 class Removal
 {
 public:
-    Removal(FileDescriptor parent, const QByteArray& name)
+    Removal(FileDescriptor parent, const QByteArray& name, bool everything)
+        : m_everything(everything)
     {
         m_levels.emplace_back();
         m_levels.back().folder = std::move(parent);
@@ -111,11 +92,19 @@ private:
         const FileDescriptor& folder = m_levels.back().folder;
         if (!entry.isFolder)
             return removeEntry(folder, entry.name, 0);
-        FileDescriptor opened(::openat(folder.get(), entry.name.constData(),
-                                       O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        FileDescriptor opened = open(folder, entry.name);
+        if (!opened.isOpen() && errno == EACCES && m_everything
+            && ::fchmodat(folder.get(), entry.name.constData(), S_IRWXU, AT_SYMLINK_NOFOLLOW) == 0)
+            opened = open(folder, entry.name);
         // One that may not be read can still be removed when it is empty.
         return opened.isOpen() ? enter(std::move(opened))
                                : removeEntry(folder, entry.name, AT_REMOVEDIR);
+    }
+
+    static FileDescriptor open(const FileDescriptor& folder, const QByteArray& name)
+    {
+        return FileDescriptor(::openat(folder.get(), name.constData(),
+                                       O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     }
 
     bool enter(FileDescriptor folder)
@@ -123,12 +112,13 @@ private:
         struct stat status;
         if (::fstat(folder.get(), &status) != 0)
             return false;
+        if (m_everything && (status.st_mode & S_IRWXU) != S_IRWXU)
+            ::fchmod(folder.get(), S_IRWXU); // to empty it takes more than to have it
         Level level;
         level.device = status.st_dev;
         level.inode = status.st_ino;
-        level.entries = list(folder.get());
+        level.entries = list(folder.get(), m_everything);
         level.folder = std::move(folder);
-        sortByName(level.entries, [](const Entry& entry) { return QFile::decodeName(entry.name); });
         m_levels.push_back(std::move(level));
         if (m_levels.size() > openLevels + 1)
             m_levels[m_levels.size() - openLevels - 1].folder = FileDescriptor();
@@ -152,12 +142,15 @@ private:
         FileDescriptor parent(::openat(child, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
         struct stat status;
         if (!parent.isOpen() || ::fstat(parent.get(), &status) != 0 || status.st_dev != level.device
-            || status.st_ino != level.inode)
+            || status.st_ino != level.inode) {
+            errno = ESTALE;
             return false;
+        }
         level.folder = std::move(parent);
         return true;
     }
 
+    const bool m_everything;
     std::vector<Level> m_levels;
 };
 
@@ -172,7 +165,33 @@ bool removeFolder(const QString& path)
         return false;
     FileDescriptor parent(
         ::open(native.left(slash + 1).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    return parent.isOpen() && Removal(std::move(parent), name).run();
+    return parent.isOpen() && Removal(std::move(parent), name, false).run();
+}
+
+int removeAll(int folder, const QByteArray& name)
+{
+    struct stat status;
+    FileDescriptor parent(::openat(folder, ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!parent.isOpen())
+        return errno;
+    if (::fstatat(folder, name.constData(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        return errno == ENOENT ? 0 : errno;
+    const bool removed = S_ISDIR(status.st_mode) ? Removal(std::move(parent), name, true).run()
+                                                 : removeEntry(parent, name, 0);
+    return removed ? 0 : errno;
+}
+
+int removeAll(const QString& path)
+{
+    const QByteArray native = systemPath(path);
+    const auto slash = native.lastIndexOf('/');
+    if (slash < 0 || slash == native.size() - 1)
+        return EINVAL;
+    const FileDescriptor parent(
+        ::open(native.left(slash + 1).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!parent.isOpen())
+        return errno == ENOENT ? 0 : errno;
+    return removeAll(parent.get(), native.mid(slash + 1));
 }
 
 } // namespace kel

@@ -8,7 +8,9 @@
 
 #include <windows.h>
 
+#include <filesystem>
 #include <memory>
+#include <system_error>
 #include <vector>
 
 namespace kel {
@@ -21,18 +23,10 @@ struct CloseFolder
 };
 using FolderHandle = std::unique_ptr<HANDLE, CloseFolder>;
 
-/** \a path, which is absolute, in the form in which the system takes one of any length. */
-std::wstring longPath(const QString& path)
-{
-    const bool network = path.startsWith(QLatin1String("//"));
-    return systemPath(network ? QStringLiteral("//?/UNC/") + path.mid(2)
-                              : QStringLiteral("//?/") + path);
-}
-
 /** Whether nothing is at \a path any more, as when somebody else was first to delete it. */
 bool isGone(const QString& path)
 {
-    if (::GetFileAttributesW(longPath(path).c_str()) != INVALID_FILE_ATTRIBUTES)
+    if (::GetFileAttributesW(longSystemPath(path).c_str()) != INVALID_FILE_ATTRIBUTES)
         return false;
     const DWORD error = ::GetLastError();
     return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
@@ -45,8 +39,8 @@ bool isGone(const QString& path)
 FolderHandle hold(const QString& path)
 {
     const HANDLE handle = ::CreateFileW(
-        longPath(path).c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+        longSystemPath(path).c_str(), FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE,
+        nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     if (handle == INVALID_HANDLE_VALUE)
         return nullptr;
     FolderHandle folder(handle);
@@ -99,6 +93,13 @@ bool removeFolder(const QString& path)
         }
     }
     return going;
+}
+
+int removeAll(const QString& path)
+{
+    std::error_code error;
+    std::filesystem::remove_all(longPath(path), error);
+    return error.value();
 }
 
 } // namespace kel

@@ -13,5 +13,8 @@ namespace kel {
  */
 std::wstring systemPath(const QString& path);
 
+/** \a path, which is absolute, in the form in which the system takes one of any length. */
+std::wstring longSystemPath(const QString& path);
+
 } // namespace kel
 #endif

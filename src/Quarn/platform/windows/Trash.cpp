@@ -8,19 +8,44 @@
 
 namespace kel {
 
-bool moveToTrash(const QString& path)
+TrashOutcome moveToTrash(const QString& path)
 {
     // The shell takes a list of names, each with a zero behind it and one more at the end, and
     // finds nothing under a name with forward slashes.
     std::wstring names = systemPath(path);
     if (names.empty())
-        return false;
+        return {ERROR_INVALID_NAME, QString()};
     names += L'\0';
     SHFILEOPSTRUCTW operation = {};
     operation.wFunc = FO_DELETE;
     operation.pFrom = names.c_str();
     operation.fFlags = FOF_ALLOWUNDO;
-    return ::SHFileOperationW(&operation) == 0;
+    return {::SHFileOperationW(&operation), QString()};
+}
+
+// What is in the bin, only objects of the shell know; the way back is for its own windows.
+
+int listTrash(QList<TrashEntry>&)
+{
+    return ERROR_NOT_SUPPORTED;
+}
+
+int restoreFromTrash(const QString&, const QString&)
+{
+    return ERROR_NOT_SUPPORTED;
+}
+
+QList<TrashFailure> emptyTrash()
+{
+    SHQUERYRBINFO bin = {};
+    bin.cbSize = sizeof bin;
+    if (::SHQueryRecycleBinW(nullptr, &bin) == S_OK && bin.i64NumItems == 0)
+        return {}; // to empty it would fail
+    const HRESULT result = ::SHEmptyRecycleBinW(
+        nullptr, nullptr, SHERB_NOCONFIRMATION | SHERB_NOPROGRESSUI | SHERB_NOSOUND);
+    if (SUCCEEDED(result))
+        return {};
+    return {TrashFailure{QString(), int(result)}};
 }
 
 } // namespace kel

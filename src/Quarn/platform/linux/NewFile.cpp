@@ -1,0 +1,32 @@
+#include <Quarn/platform/linux/NewFile_p.h>
+
+#include <QRandomGenerator>
+
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace kel {
+
+QByteArray newName(const char* prefix)
+{
+    return prefix + QByteArray::number(QRandomGenerator::system()->generate64(), 16);
+}
+
+bool shareAs(const struct stat& other, int file, mode_t permissions)
+{
+    constexpr uid_t sameOwner = uid_t(-1);
+    struct stat own;
+    const bool isRight
+        = ::fstat(file, &own) == 0 && own.st_uid == other.st_uid && own.st_gid == other.st_gid;
+    const bool ofItsGroup = isRight || ::fchown(file, other.st_uid, other.st_gid) == 0
+                            || ::fchown(file, sameOwner, other.st_gid) == 0;
+    return ::fchmod(file, other.st_mode & permissions & (ofItsGroup ? 0777 : 0707)) == 0;
+}
+
+bool isSynchronized(int file)
+{
+    return ::fsync(file) == 0 || errno == EINVAL || errno == ENOTSUP;
+}
+
+} // namespace kel

@@ -1,0 +1,400 @@
+#include "GeneratedTree.h"
+#include "support/Entries.h"
+#include "support/MountedFolder.h"
+
+#include <Quarn/filejobs/FileOperations.h>
+#include <Quarn/fileutils/FileUtils.h>
+
+#include <QTest>
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+using namespace kel;
+
+namespace {
+
+const QString memory = QStringLiteral("/dev/shm");
+const QString disk = QDir::tempPath();
+
+struct Places
+{
+    const char* name;
+    QString from, to;
+};
+const Places places[] = {{"memory to memory", memory, memory},
+                         {"disk to disk", disk, disk},
+                         {"memory to disk", memory, disk},
+                         {"disk to memory", disk, memory}};
+
+QByteArray contents(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : "(none)";
+}
+
+void store(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+}
+
+TransferOptions by(ConflictPolicy policy)
+{
+    TransferOptions options;
+    options.conflict = policy;
+    return options;
+}
+
+} // namespace
+
+/** Copies, moves and so on, as compared with descriptions of whole trees. */
+class FileOperationsTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void countsAndFinds()
+    {
+        const TemporaryFolder folder;
+        generateTree(folder.root() + "/t", 7);
+        qint64 bytes = 0;
+        QStringList pictures;
+        QSet<ino_t> seen;
+        const Description tree = describe(folder.root() + "/t");
+        for (const auto& [path, text] : tree) {
+            struct stat status;
+            QVERIFY(::lstat(folder.root() + "/t" + path, &status) == 0);
+            if (S_ISREG(status.st_mode) && !seen.contains(status.st_ino)) {
+                seen << status.st_ino;
+                bytes += status.st_size;
+            }
+            if (S_ISREG(status.st_mode) && path.endsWith(".jpg") && !path.contains("/.h/"))
+                pictures << QFile::decodeName(folder.root() + "/t" + path);
+        }
+        const FileResult counted = FileOperations::measure({folder.at("t")});
+        QVERIFY(counted.ok() && counted.entries == qint64(tree.size()) && counted.bytes == bytes);
+
+        for (const QStringList& filters :
+             {QStringList{QStringLiteral("*.JPG")}, {QStringLiteral("*.j[op]g")}}) {
+            QStringList found;
+            FindOptions options;
+            options.nameFilters = filters;
+            QVERIFY(FileOperations::find(folder.at("t"), options, [&](const QString& path) {
+                        if (!QFileInfo(path).isSymLink())
+                            found << path;
+                    }).ok());
+            found.sort();
+            pictures.sort();
+            QCOMPARE(found, pictures);
+        }
+    }
+
+    void copiesMovesAndRemovesTrees()
+    {
+        unsigned seed = 0;
+        for (const Places& place : places) {
+            const char* const name = place.name;
+            const QString &from = place.from, &to = place.to;
+            const TemporaryFolder source(from), target(to);
+            generateTree(source.root() + "/t", ++seed);
+            createEntries(source.root(), {"f"});
+            const Description tree = describe(source.root() + "/t");
+            const QStringList given{source.at("t"), source.at("f")};
+            FileProgress last;
+            const Progress watch = [&](const FileProgress& progress) {
+                last = progress;
+                return true;
+            };
+            const auto check = [&](const char* verb, const FileResult& result) {
+                const QByteArray what = QByteArray(name) + ", " + verb + ": ";
+                QVERIFY2(result.ok(), qPrintable(result.what()));
+                const QByteArray wrong = difference(describe(target.root() + "/t"), tree);
+                QVERIFY2(wrong.isEmpty(), what + wrong);
+                QCOMPARE(contents(target.at("f")), "contents");
+                QCOMPARE(QDir(target.path())
+                             .entryList(QDir::AllEntries | QDir::Hidden | QDir::System
+                                        | QDir::NoDotAndDotDot),
+                         (QStringList{QStringLiteral("f"), QStringLiteral("t")}));
+                QCOMPARE(result.places.size(), 2);
+                QCOMPARE(result.places.at(0).target, target.at("t"));
+            };
+            check("copied", FileOperations::copy(given, target.path(), {}, watch));
+            QVERIFY2(difference(describe(source.root() + "/t"), tree).isEmpty(), name);
+            QCOMPARE(last.entriesDone, qint64(tree.size()) + 1);
+            QCOMPARE(last.entriesTotal, last.entriesDone);
+            QCOMPARE(last.bytesTotal, last.bytesDone);
+
+            const FileResult gone = FileOperations::remove(
+                {target.at("t"), target.at("f"), target.at("nothing")}, watch);
+            QCOMPARE(gone.entries, qint64(tree.size()) + 1);
+            QVERIFY(gone.failures.size() == 1 && gone.failures.first().code == ENOENT);
+            QVERIFY(entriesOf(target.root()).isEmpty());
+
+            check("moved", FileOperations::move(given, target.path(), {}, watch));
+            QVERIFY2(entriesOf(source.root()).isEmpty(), name);
+        }
+    }
+
+    /** After every possible cancel, all is whole that has its name, and nothing is lost. */
+    void isCancelledAnywhere()
+    {
+        for (const bool moving : {false, true}) {
+            bool cancelled = true;
+            for (int calls = 1; cancelled; calls = calls * 4 / 3 + 1) {
+                const TemporaryFolder source(memory), plain(memory);
+                const MountedFolder mounted;
+                const TemporaryFolder& target = moving ? mounted : plain;
+                generateTree(source.root() + "/t", 2);
+                const Description tree = describe(source.root() + "/t");
+                int left = calls;
+                const Progress progress = [&](const FileProgress&) { return --left > 0; };
+                const FileResult result
+                    = moving ? FileOperations::move({source.at("t")}, target.path(), {}, progress)
+                             : FileOperations::copy({source.at("t")}, target.path(), {}, progress);
+                cancelled = result.cancelled;
+                QVERIFY(result.failures.isEmpty() && result.ok() != cancelled);
+                Description found;
+                if (QFileInfo::exists(source.at("t")))
+                    found = describe(source.root() + "/t");
+                if (!moving)
+                    QVERIFY(difference(found, tree).isEmpty());
+                if (!QFileInfo::exists(target.at("t")))
+                    continue;
+                const auto withoutName
+                    = [](const QByteArray& text) { // the links it shares bytes with
+                          return text.left(text.lastIndexOf(" as "));
+                      };
+                for (const auto& [path, text] : describe(target.root() + "/t")) {
+                    QVERIFY2(tree.count(path), path);
+                    if (!text.startsWith("4"))
+                        QCOMPARE(withoutName(text), withoutName(tree.at(path)));
+                    found[path] = text;
+                }
+                QVERIFY(!moving || found.size() == tree.size());
+            }
+        }
+    }
+
+    void settlesConflicts()
+    {
+        using P = ConflictPolicy;
+        struct Row
+        {
+            P policy;
+            Entries before; // in the target, which gets "f", "l>x" and "d" with "g" and "h"
+            int failures;
+            Entries after;
+            const char* f;
+        };
+        const Row rows[] = {
+            {P::Fail, {"f"}, 1, {"d/g", "d/h", "f", "l"}, "old"},
+            {P::Fail, {"d/h"}, 1, {"d/h", "f", "l"}, "new"},
+            {P::Fail, {"l"}, 1, {"d/g", "d/h", "f", "l"}, "new"},
+            {P::Skip, {"f", "l>y", "d/h"}, 0, {"d/g", "d/h", "f", "l"}, "old"},
+            {P::Overwrite, {"f", "l>f", "d/h", "d/i"}, 0, {"d/g", "d/h", "d/i", "f", "l"}, "new"},
+            {P::Overwrite, {"f/", "d"}, 2, {"d", "f/", "l"}, "(none)"},
+            {P::Overwrite, {"f", "x/", "d>x"}, 1, {"d", "f", "l", "x/"}, "new"},
+            {P::UniqueName,
+             {"f", "d/h", "d (2)", "l"},
+             0,
+             {"d (2)", "d (3)/g", "d (3)/h", "d/h", "f", "f (2)", "l", "l (2)"},
+             "old"},
+            {P::Cancel, {"f"}, 0, {"f"}, "old"}};
+        for (const bool moving : {false, true}) {
+            for (const Row& row : rows) {
+                for (const bool asks : {false, true}) {
+                    const TemporaryFolder source, target;
+                    createEntries(source.root(), {"d/g", "d/h", "f", "l>x"});
+                    createEntries(target.root(), row.before);
+                    store(source.at("f"), "new");
+                    if (row.before.contains("f"))
+                        store(target.at("f"), "old");
+                    TransferOptions options = by(asks ? P::Fail : row.policy);
+                    if (asks)
+                        options.ask = [&](const FileConflict& conflict) {
+                            return QFileInfo(conflict.target).exists()
+                                           || QFileInfo(conflict.target).isSymLink()
+                                       ? row.policy
+                                       : P::Fail;
+                        };
+                    const QStringList given{source.at("f"), source.at("l"), source.at("d")};
+                    const FileResult result
+                        = moving ? FileOperations::move(given, target.path(), options)
+                                 : FileOperations::copy(given, target.path(), options);
+                    QVERIFY2(result.failures.size() == row.failures, qPrintable(result.what()));
+                    QCOMPARE(result.cancelled, row.policy == P::Cancel);
+                    QCOMPARE(entriesOf(target.root()), row.after);
+                    QCOMPARE(contents(target.at("f")), row.f);
+                    const bool movedAll = moving && row.failures == 0 && row.policy != P::Skip
+                                          && row.policy != P::Cancel;
+                    QCOMPARE(entriesOf(source.root()).isEmpty(), movedAll);
+                }
+            }
+        }
+    }
+
+    void refusesWhatWouldHarm()
+    {
+        const TemporaryFolder folder;
+        createEntries(folder.root(), {"t/a/b/", "t/f", "s>t"});
+        const Entries before = entriesOf(folder.root());
+        const auto fails = [](const FileResult& result, int code) {
+            return result.failures.size() == 1 && result.failures.first().code == code;
+        };
+        const QStringList tree{folder.at("t")}, file{folder.at("t/f")};
+        for (const char* into : {"t", "t/a/b", "s/a"}) {
+            QVERIFY(fails(FileOperations::copy(tree, folder.at(into)), EINVAL));
+            QVERIFY(fails(FileOperations::move(tree, folder.at(into)), EINVAL));
+        }
+        for (const auto policy : {ConflictPolicy::Fail, ConflictPolicy::Overwrite}) {
+            QVERIFY(fails(FileOperations::copy(file, folder.at("t"), by(policy)), EEXIST));
+            QVERIFY(fails(FileOperations::move(file, folder.at("t"), by(policy)), EEXIST));
+            QVERIFY(fails(FileOperations::move(tree, folder.path(), by(policy)), EEXIST));
+        }
+        for (const char* path : {"/", "", "/nothing"}) {
+            const QStringList given{QLatin1String(path)};
+            QVERIFY(!FileOperations::remove(given).ok() && !FileOperations::trash(given).ok());
+            QVERIFY(!FileOperations::move(given, folder.path()).ok());
+        }
+        const QStringList cut{folder.at("t/f")
+                              + QChar(QChar::Null)}; // the system reads up to there
+        QVERIFY(fails(FileOperations::remove(cut), ENOENT));
+        QVERIFY(!FileOperations::copy(file, QString()).ok());
+        QCOMPARE(entriesOf(folder.root()), before);
+    }
+
+    void givesANewName()
+    {
+        const TemporaryFolder folder;
+        createEntries(folder.root(), {"f"});
+        TransferOptions options;
+        options.newName = QStringLiteral("g");
+        QVERIFY(FileOperations::copy({folder.at("f")}, folder.path(), options).ok());
+        options.newName = QStringLiteral("h");
+        QVERIFY(FileOperations::move({folder.at("f")}, folder.path(), options).ok());
+        QCOMPARE(entriesOf(folder.root()), (Entries{"g", "h"}));
+    }
+
+    /** Somebody puts a link in the place of a folder that is still to be gone to. */
+    void isNotLedOutside()
+    {
+        for (const char* operation : {"copy", "move", "remove", "measure"}) {
+            const TemporaryFolder folder(memory);
+            const MountedFolder target;
+            createEntries(folder.root(), {"t/b/f", "t/c/f", "t/d/f", "x/a/f", "x/f"});
+            const QByteArray name = operation;
+            int calls = 0;
+            int swapped = 0;
+            const Progress swap = [&](const FileProgress& progress) {
+                if (++calls == (name == "measure" ? 2 : 10)) { // the work itself has begun
+                    for (const QByteArray sub : {"b", "c", "d"}) {
+                        const QByteArray path = folder.root() + "/t/" + sub;
+                        if (!QFile::encodeName(progress.path).startsWith(path)
+                            && ::rename(path, folder.root() + "/x/" + sub) == 0)
+                            swapped += ::symlink("../x", path) == 0;
+                    }
+                }
+                return true;
+            };
+            const QStringList tree{folder.at("t")};
+            const FileResult result
+                = name == "copy"     ? FileOperations::copy(tree, target.path(), {}, swap)
+                  : name == "move"   ? FileOperations::move(tree, target.path(), {}, swap)
+                  : name == "remove" ? FileOperations::remove(tree, swap)
+                                     : FileOperations::measure(tree, swap);
+            QVERIFY(swapped > 0);
+            QVERIFY2(QFile::exists(folder.at("x/f")), operation);
+            for (const QByteArray& entry : entriesOf(target.root()))
+                QVERIFY2(!entry.contains("a/a") && entry.count("/f") <= 1, entry.constData());
+            QVERIFY(result.entries < 8);
+        }
+    }
+
+    void keepsCommentsWhereThereAreNoAttributes()
+    {
+        const TemporaryFolder folder(memory);
+        const MountedFolder other("ramfs");
+        if (!other.isMounted())
+            QSKIP("Needs the right to mount", );
+        const QString comment = QStringLiteral("a comment");
+        createEntries(folder.root(), {"f", "t/g"});
+        for (const char* name : {"f", "t/g"})
+            FileUtils::comment(folder.at(name), comment);
+        QVERIFY(FileOperations::copy({folder.at("f"), folder.at("t")}, other.path()).ok());
+        for (const char* name : {"f", "t/g"})
+            QCOMPARE(FileUtils::comment(other.at(name)), comment);
+        TransferOptions options = by(ConflictPolicy::Overwrite);
+        options.newName = QStringLiteral("h");
+        QVERIFY(FileOperations::copy({other.at("f")}, folder.path(), options).ok());
+        QCOMPARE(FileUtils::comment(folder.at("h")), comment);
+        options.newName = QStringLiteral("f");
+        FileUtils::comment(folder.at("f"), QString());
+        QVERIFY(FileOperations::copy({folder.at("f")}, other.path(), options).ok());
+        QCOMPARE(FileUtils::comment(other.at("f")), QString()); // no old one is left
+    }
+
+    void endsOnAFullDisk()
+    {
+        const TemporaryFolder folder(memory);
+        const MountedFolder small("tmpfs", "size=1m");
+        if (!small.isMounted())
+            QSKIP("Needs the right to mount", );
+        const auto isFull = [](const FileResult& result) {
+            return result.failures.size() == 1 && result.failures.first().code == ENOSPC;
+        };
+        createEntries(folder.root(), {"t/a", "t/b"});
+        store(folder.at("t/a"), QByteArray(3 << 19, 'a'));
+        store(folder.at("b"), QByteArray(1 << 18, 'b'));
+        const QStringList given{folder.at("t"), folder.at("b")};
+        QVERIFY(isFull(FileOperations::copy(given, small.path()))); // found out before
+        QVERIFY(QDir(small.path()).isEmpty());
+        store(folder.at("t/a"), QByteArray(1 << 18, 'a'));
+        // It fills up meanwhile.
+        const Progress fill = [&](const FileProgress& progress) {
+            if (progress.bytesDone == 0)
+                QFile(small.at("filler")).open(QIODevice::WriteOnly),
+                    store(small.at("filler"), QByteArray(900 << 10, 'f'));
+            return true;
+        };
+        for (const bool moving : {false, true}) {
+            TransferOptions options = by(ConflictPolicy::Overwrite);
+            createEntries(small.root(), {"t/"}); // so that it doesn't look before
+            QVERIFY(isFull(moving ? FileOperations::move(given, small.path(), options, fill)
+                                  : FileOperations::copy(given, small.path(), options, fill)));
+            for (const QByteArray& entry : entriesOf(small.root()))
+                QVERIFY2(entry == "filler" || entry == "t/" || entry == "t/b", entry);
+            QCOMPARE(contents(folder.at("t/a")).size(), 1 << 18);
+        }
+    }
+
+    /** Keep this the last one: it takes descriptors away from the program. */
+    void reachesTheBottomWithFewDescriptors()
+    {
+        const TemporaryFolder folder(memory);
+        const MountedFolder target;
+        const QByteArray top = folder.root() + "/t", above = folder.root() + "/above";
+        createEntries(top, {"f"});
+        constexpr int depth = 5000;
+        for (int level = 0; level < depth; ++level) { // from the inside out: the path gets too long
+            createEntries(above, {""});
+            QVERIFY(::rename(top, above + "/t") == 0 && ::rename(above, top) == 0);
+        }
+        const rlimit low = {32 + 8, 32 + 8}; // those open before: standard ones, of Qt
+        QCOMPARE(::setrlimit(RLIMIT_NOFILE, &low), 0);
+        QCOMPARE(FileOperations::measure({folder.at("t")}).entries, depth + 2);
+        const auto ok = [](const FileResult& result) {
+            return result.ok() ? QString() : result.what().right(200);
+        };
+        QCOMPARE(ok(FileOperations::copy({folder.at("t")}, target.path())), QString());
+        QCOMPARE(ok(FileOperations::remove({target.at("t")})), QString());
+        QCOMPARE(ok(FileOperations::move({folder.at("t")}, target.path())), QString());
+        QVERIFY(QDir(folder.path()).isEmpty());
+        QCOMPARE(FileOperations::remove({target.at("t")}).entries, depth + 2);
+    }
+};
+
+QTEST_GUILESS_MAIN(FileOperationsTest)
+#include "FileOperationsTest.moc"

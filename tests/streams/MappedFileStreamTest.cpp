@@ -1,0 +1,120 @@
+#include "support/TemporaryFolder.h"
+#include "support/testBytes.h"
+
+#include <Quarn/streams/FileStream.h>
+#include <Quarn/streams/MappedFileStream.h>
+#include <Quarn/streams/StreamUtils.h>
+
+#include <QTest>
+
+#include <atomic>
+#include <csignal>
+#include <thread>
+
+#include <sys/stat.h>
+
+using namespace kel;
+
+namespace {
+
+constexpr int size = 100000;
+const QByteArray bytes = testBytes(size);
+
+std::atomic<int> othersSignals{0};
+
+int sum(const unsigned char* data, qint64 count)
+{
+    int result = 0;
+    for (qint64 at = 0; at < count; ++at)
+        result += data[at];
+    return result;
+}
+
+} // namespace
+
+/** Mapped files: views, and what must not end the program. */
+class MappedFileStreamTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { store(bytes); }
+
+    void signalsOfOthersReachThem()
+    {
+        std::signal(SIGBUS, [](int) { ++othersSignals; }); // before the first mapping
+        const MappedFileStream file(m_path);
+        QVERIFY(file.isOpen() && std::raise(SIGBUS) == 0);
+        QCOMPARE(othersSignals.load(), 1);
+    }
+
+    void givesViews()
+    {
+        MappedFileStream file(m_path);
+        const auto view = file.data(1000, size - 1000);
+        QVERIFY(view
+                && std::equal(view, view + size - 1000, bytes.mid(1000).constData(),
+                              [](unsigned char a, char b) { return a == uchar(b); }));
+        QVERIFY(file.data(size, 0) && file.failureText().isEmpty());
+        const qint64 most = std::numeric_limits<qint64>::max();
+        const std::pair<qint64, qint64> outside[]
+            = {{-1, 1}, {0, -1}, {0, size + 1}, {size, 1}, {size + 1, 0}, {most, most}};
+        for (const auto& range : outside)
+            QVERIFY(!file.data(range.first, range.second));
+        store("");
+        QVERIFY(MappedFileStream(m_path).isOpen() && MappedFileStream(m_path).data(0, 0));
+    }
+
+    void fileIsCutShort()
+    {
+        const int page = 4096;
+        // The last: what is left of a page becomes zeros without a signal.
+        for (const int left : {0, 5 * page, size - 100}) {
+            store(bytes);
+            MappedFileStream file(m_path), copied(m_path), other(m_path);
+            const unsigned char* const view = file.data(0, size);
+            char data[page];
+            QVERIFY(view && file.read(data, page) == page && QFile::resize(m_path, left));
+            std::thread second([view] { sum(view, size); });
+            QCOMPARE(sum(view, size), sum(reinterpret_cast<const uchar*>(bytes.data()), left));
+            second.join();
+            QVERIFY(file.ioFailureDetected() && file.read(data, page) == -1);
+            QVERIFY(!file.data(0, 1) && file.failureText().startsWith(m_path));
+            FileStream target(m_path + QStringLiteral("2"), QIODevice::WriteOnly);
+            QVERIFY(StreamUtils::copyFast(&copied, 0, &target, 0, size) < size);
+            QVERIFY(other.read(data, page) == -1); // without looking first
+        }
+    }
+
+    void refuses()
+    {
+        QCOMPARE(::mkfifo(m_folder.at("pipe").toLocal8Bit().constData(), 0600), 0);
+        const QString paths[] = {m_folder.at("none"),
+                                 m_folder.path(),
+                                 m_folder.at("pipe"),
+                                 QString(),
+                                 QStringLiteral("/proc/self/status"),
+                                 m_path + QChar(0)};
+        for (const QString& path : paths) {
+            MappedFileStream file(path);
+            char byte;
+            QVERIFY2(!file.isOpen() && !file.readable(), qPrintable(path));
+            QVERIFY(file.ioFailureDetected()
+                    && file.failureText().startsWith(path + QStringLiteral(": ")));
+            QVERIFY(file.read(&byte, 1) == -1 && file.streamSize() == 0 && !file.data(0, 0));
+        }
+    }
+
+private:
+    void store(const QByteArray& data)
+    {
+        QFile file(m_path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(data) == data.size());
+    }
+
+    TemporaryFolder m_folder;
+    const QString m_path = m_folder.at("file");
+};
+
+QTEST_GUILESS_MAIN(MappedFileStreamTest)
+#include "MappedFileStreamTest.moc"

@@ -1,0 +1,91 @@
+#include "support/Entries.h"
+#include "support/TemporaryFolder.h"
+
+#include <Quarn/streams/SafeFile.h>
+
+#include <QTest>
+
+#include <sys/resource.h>
+
+#include <csignal>
+
+using kel::SafeFile;
+
+static QByteArray contents(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
+}
+
+class SafeFileTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { createEntries(m_folder.root(), {"f"}); }
+    void cleanup() { QCOMPARE(entriesOf(m_folder.root()), (Entries{"f"})); }
+
+    void takesItsPlaceWhenCommitted()
+    {
+        for (const auto mode : {QIODevice::WriteOnly | QIODevice::Unbuffered,
+                                QIODevice::ReadWrite | QIODevice::Truncate}) {
+            init();
+            SafeFile file(m_path);
+            QVERIFY(file.open(mode));
+            QVERIFY(file.writeBlock("0123456789", 10));
+            QVERIFY(file.setPosition(3) && file.writeBlock("abc", 3));
+            QCOMPARE(file.streamSize(), qint64(10));
+            QCOMPARE(contents(m_path), QByteArray("contents"));
+            file.finishIO();
+            QVERIFY(!file.ioFailureDetected() && contents(m_path) == "contents");
+            QCOMPARE(contents(file.temporaryPath()), QByteArray("012abc6789"));
+            QVERIFY2(file.commit(), qPrintable(file.errorString()));
+            QCOMPARE(contents(m_path), QByteArray("012abc6789"));
+            QVERIFY(file.temporaryPath().isEmpty() && !file.commit());
+            QVERIFY(file.open(mode) && file.commit() && contents(m_path).isEmpty());
+        }
+    }
+
+    void isGoneWithoutCommit()
+    {
+        SafeFile file(m_path);
+        QVERIFY(!file.open(QIODevice::ReadOnly) && !file.open(QIODevice::Append));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.writeBlock("new", 3));
+        file.close();
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.writeBlock("newer", 5));
+        QCOMPARE(entriesOf(m_folder.root()).size(), 2);
+    }
+
+    void remembersAFailedWrite()
+    {
+        std::signal(SIGXFSZ, SIG_IGN);
+        rlimit before;
+        QCOMPARE(::getrlimit(RLIMIT_FSIZE, &before), 0);
+        for (const auto mode : {QIODevice::Unbuffered, QIODevice::NotOpen}) {
+            SafeFile file(m_path);
+            QVERIFY(file.open(QIODevice::WriteOnly | mode));
+            const rlimit limit{100, before.rlim_max};
+            ::setrlimit(RLIMIT_FSIZE, &limit);
+            const bool written = file.writeBlock(QByteArray(40000, 'x').constData(), 40000);
+            ::setrlimit(RLIMIT_FSIZE, &before);
+            QVERIFY(!written && file.ioFailureDetected());
+            QVERIFY(!file.writeBlock("more", 4)); // for which there would be room now
+            QVERIFY(!file.commit() && file.errorString() == QLatin1String("File too large"));
+            QVERIFY(file.ioFailureDetected() && contents(m_path) == "contents");
+        }
+    }
+
+    void tellsWhyItCannotBeOpened()
+    {
+        SafeFile file(m_folder.at("f/g"));
+        QVERIFY(!file.open(QIODevice::WriteOnly) && file.ioFailureDetected());
+        QCOMPARE(file.errorString(), QStringLiteral("Not a directory"));
+    }
+
+private:
+    TemporaryFolder m_folder;
+    const QString m_path = m_folder.at("f");
+};
+
+QTEST_GUILESS_MAIN(SafeFileTest)
+#include "SafeFileTest.moc"

@@ -1,0 +1,37 @@
+#ifndef QUARN_TESTS_SUPPORT_MOUNTEDFOLDER_H
+#define QUARN_TESTS_SUPPORT_MOUNTEDFOLDER_H
+
+#include "TemporaryFolder.h"
+
+#include <sched.h>
+#include <sys/mount.h>
+
+/** A folder with a file system of its own, which only this program sees and which goes with it. */
+class MountedFolder : public TemporaryFolder
+{
+public:
+    explicit MountedFolder(const char* type = "tmpfs", const char* options = nullptr)
+        : m_isMounted(isApart() && ::mount(type, root(), type, 0, options) == 0)
+    { }
+    ~MountedFolder()
+    {
+        if (m_isMounted)
+            ::umount2(root(), MNT_DETACH);
+    }
+
+    /** False for who may not mount; then it is a plain folder. */
+    bool isMounted() const { return m_isMounted; }
+
+private:
+    static bool isApart()
+    {
+        static const bool done
+            = ::unshare(CLONE_NEWNS) == 0
+              && ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+        return done;
+    }
+
+    const bool m_isMounted;
+};
+
+#endif
