@@ -1,9 +1,10 @@
-// Name filters of findFiles() and dirSize() against those of QDir.
+// Name filters of findFiles(), dirSize() and find jobs against those of QDir.
 #include "Input.h"
 
 #include "support/Entries.h"
 #include "support/TemporaryFolder.h"
 
+#include <Quarn/filejobs/FileOperations.h>
 #include <Quarn/fileutils/FileUtils.h>
 
 #include <numeric>
@@ -53,6 +54,14 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         = std::accumulate(expected.begin(), expected.end(), qint64(0),
                           [](qint64 sum, const QFileInfo& file) { return sum + file.size(); });
     require(FileUtils::dirSize(folder(), filters, QDir::Files, false) == sum, "their size");
+    QStringList byJob;
+    const auto take = [&byJob](const QString& path) { byJob << QFileInfo(path).fileName(); };
+    kel::FindOptions options{filters, false};
+    require(kel::FileOperations::find(folder().path(), options, take).ok(), "the job ends well");
+    byJob.sort();
+    QStringList sorted = names(expected);
+    sorted.sort();
+    require(byJob == sorted, "a job finds the same");
     const auto everywhere = FileUtils::findFiles(folder(), filters, true, order);
     require(everywhere.size() >= expected.size(), "no fewer in sub-folders");
     return 0;

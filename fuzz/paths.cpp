@@ -44,6 +44,26 @@ void checkNative(const QString& path)
     require(FileUtils::nativeFileName(path) == safe, "safe name");
 }
 
+void checkSafe(const QString& name)
+{
+    static const QRegularExpression unsafe(
+        QStringLiteral(
+            "\\A\\z|[. ]\\z|[/\\\\:<>\"|?*\\x{00}-\\x{1f}\\x{7f}-\\x{9f}\\x{2028}-\\x{202e}"
+            "\\x{61c}\\x{200e}\\x{200f}\\x{2066}-\\x{2069}]"
+            "|\\A(CON|PRN|AUX|NUL|CONIN\\$|CONOUT\\$|(COM|LPT)[1-9\\x{b9}\\x{b2}\\x{b3}])(\\.|"
+            "\\z)"),
+        QRegularExpression::CaseInsensitiveOption);
+    const bool safe
+        = name.isValidUtf16() && name.toUtf8().size() <= 255 && !unsafe.match(name).hasMatch();
+    require(!FileUtils::isSafeFileName(name) || safe, "a safe name is none of those refused");
+    static const QRegularExpression device(QStringLiteral("\\A.{3,8} *(\\.|\\z)"));
+    require(!safe || FileUtils::isSafeFileName(name) || device.match(name).hasMatch(),
+            "others are safe, but for blanks behind a device");
+    if (FileUtils::isSafeFileName(name))
+        require(FileUtils::safeFilePath(QStringLiteral("/a"), name) == QStringLiteral("/a/") + name,
+                "in the folder");
+}
+
 void checkServer(const QString& path)
 {
     const QString server = FileUtils::serverFromUNCPath(path);
@@ -62,6 +82,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     checkExtension(path, other);
     checkNative(path);
     checkServer(path);
+    checkSafe(path);
 
     if ((path + other).contains(QChar(u'\0')))
         return 0; // those name nothing
