@@ -50,9 +50,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     const QFileInfoList expected = folder().entryInfoList(filters, QDir::Files, order);
     const QStringList found = names(FileUtils::findFiles(folder(), patterns, false, order));
     require(found == names(expected), "the files that QDir finds");
-    const qint64 sum
-        = std::accumulate(expected.begin(), expected.end(), qint64(0),
-                          [](qint64 sum, const QFileInfo& file) { return sum + file.size(); });
+    const qint64 sum = std::accumulate(
+        expected.begin(), expected.end(), qint64(0),
+        [](qint64 before, const QFileInfo& file) { return before + file.size(); });
     require(FileUtils::dirSize(folder(), filters, QDir::Files, false) == sum, "their size");
     QStringList byJob;
     const auto take = [&byJob](const QString& path) { byJob << QFileInfo(path).fileName(); };

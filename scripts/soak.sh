@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Has all families of the library work for 60 minutes, or as many as are given, and watches memory,
-# descriptors and threads every ten seconds. Fails when, after the first fifth of the time, memory
-# grows by more than 1 MiB, or the number of descriptors or threads changes.
+# descriptors and threads every ten seconds. Fails when memory is for a minute more than 1 MiB above
+# the most of the first fifth of the time, or when descriptors or threads change after that.
 #
 # Usage: scripts/soak.sh [MINUTES]
 set -euo pipefail

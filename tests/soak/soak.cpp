@@ -6,6 +6,8 @@
 #include <QThread>
 #include <QThreadPool>
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -46,11 +48,39 @@ Sample sample()
             entriesOf("/proc/self/task")};
 }
 
-bool hasGrown(const Sample& before, const Sample& now)
+/** The samples since the start; what memory takes goes up and down by more than it may grow. */
+class Samples
 {
-    return now.memory > before.memory + mostGrowth || now.descriptors != before.descriptors
-           || now.threads != before.threads;
-}
+public:
+    void add(const Sample& now, bool warm)
+    {
+        m_warm = m_warm || warm;
+        if (!m_warm)
+            m_most = std::max(m_most, now.memory);
+        m_changed
+            = m_changed
+              || (m_warm
+                  && (now.descriptors != m_last.descriptors || now.threads != m_last.threads));
+        m_last = now;
+        m_recent[m_count++ % m_recent.size()] = now.memory;
+    }
+
+    /** Whether even the least of the last six samples is more than there ever was at first. */
+    bool haveGrown() const
+    {
+        return m_changed
+               || (m_warm
+                   && *std::min_element(m_recent.begin(), m_recent.end()) > m_most + mostGrowth);
+    }
+
+private:
+    std::array<long, 6> m_recent{};
+    std::size_t m_count = 0;
+    Sample m_last;
+    long m_most = 0;
+    bool m_warm = false;
+    bool m_changed = false;
+};
 
 } // namespace
 
@@ -64,9 +94,9 @@ int main(int argc, char** argv)
     clock.start();
     const auto seconds = [&clock] { return double(clock.elapsed()) / 1000; };
     long done = 0;
-    Sample warm;
+    Samples samples;
     std::printf("second   rounds  memory(KiB)  descriptors  threads\n");
-    for (double next = 0; seconds() < minutes * 60 || warm.memory == 0;) {
+    for (double next = 0; seconds() < minutes * 60;) {
         for (const Round& round : rounds()) {
             if (!round.run()) {
                 std::printf("%s: a wrong result in round %ld\n", round.family, done);
@@ -81,9 +111,8 @@ int main(int argc, char** argv)
         std::printf("%6.0f %8ld %12ld %12ld %8ld\n", seconds(), done, now.memory, now.descriptors,
                     now.threads);
         std::fflush(stdout);
-        if (warm.memory == 0 && seconds() >= warmUp)
-            warm = now;
-        if (warm.memory != 0 && hasGrown(warm, now)) {
+        samples.add(now, seconds() > warmUp);
+        if (samples.haveGrown()) {
             std::printf("More than after the warm-up\n");
             return EXIT_FAILURE;
         }
