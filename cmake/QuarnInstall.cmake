@@ -1,18 +1,19 @@
 # Installs the library, its headers, and the packages for CMake and pkg-config. Builds for Qt 5 and
-# Qt 6 go into one prefix side by side; what both install is the same.
+# Qt 6 go into one prefix side by side; what both install, the component Headers, is the same.
 include(CMakePackageConfigHelpers)
 
 set(package "Quarn-qt${QT_VERSION_MAJOR}")
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/${package}")
-set(thin_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/Quarn")
+set(thin_package_dir "${CMAKE_INSTALL_DATADIR}/cmake/Quarn") # for any architecture
 
 install(TARGETS Quarn EXPORT ${package}Targets
   RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Runtime
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT Runtime NAMELINK_COMPONENT Devel
   ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT Devel)
 if(TARGET QuarnDesktop) # the main library loads it, nobody links it
+  set(desktop_dir "${CMAKE_INSTALL_LIBDIR}/$<TARGET_PROPERTY:QuarnDesktop,OUTPUT_NAME>")
   install(TARGETS QuarnDesktop LIBRARY COMPONENT Runtime
-    DESTINATION "$<IF:$<BOOL:${WIN32}>,${CMAKE_INSTALL_BINDIR},${CMAKE_INSTALL_LIBDIR}>")
+    DESTINATION "$<IF:$<BOOL:${WIN32}>,${CMAKE_INSTALL_BINDIR},${desktop_dir}>")
 endif()
 install(EXPORT ${package}Targets
   NAMESPACE Quarn:: DESTINATION "${package_dir}" COMPONENT Devel)
@@ -21,12 +22,12 @@ get_target_property(public_headers Quarn QUARN_PUBLIC_HEADERS)
 foreach(header IN LISTS public_headers)
   get_filename_component(folder "${header}" DIRECTORY)
   install(FILES "${PROJECT_SOURCE_DIR}/src/${header}"
-    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}" COMPONENT Devel)
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/${folder}" COMPONENT Headers)
 endforeach()
 install(FILES
   "${PROJECT_BINARY_DIR}/include/Quarn/quarn_export.h"
   "${PROJECT_BINARY_DIR}/include/Quarn/quarn_version.h"
-  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/Quarn" COMPONENT Devel)
+  DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/Quarn" COMPONENT Headers)
 
 # Whoever links a static library links what it is made with, too.
 get_target_property(library_type Quarn TYPE)
@@ -45,12 +46,18 @@ install(FILES
   "${PROJECT_BINARY_DIR}/package/${package}ConfigVersion.cmake"
   DESTINATION "${package_dir}" COMPONENT Devel)
 
+configure_package_config_file(
+  "${PROJECT_SOURCE_DIR}/cmake/QuarnConfig.cmake.in"
+  "${PROJECT_BINARY_DIR}/package/QuarnConfig.cmake"
+  INSTALL_DESTINATION "${thin_package_dir}"
+  NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
 write_basic_package_version_file(
-  "${PROJECT_BINARY_DIR}/package/QuarnConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
-install(FILES
-  "${PROJECT_SOURCE_DIR}/cmake/QuarnConfig.cmake"
   "${PROJECT_BINARY_DIR}/package/QuarnConfigVersion.cmake"
-  DESTINATION "${thin_package_dir}" COMPONENT Devel)
+  COMPATIBILITY SameMajorVersion ARCH_INDEPENDENT)
+install(FILES
+  "${PROJECT_BINARY_DIR}/package/QuarnConfig.cmake"
+  "${PROJECT_BINARY_DIR}/package/QuarnConfigVersion.cmake"
+  DESTINATION "${thin_package_dir}" COMPONENT Headers)
 
 set(QUARN_PC_REQUIRES "Qt${QT_VERSION_MAJOR}Core >= ${QUARN_OLDEST_QT}")
 if(library_type STREQUAL "STATIC_LIBRARY")
@@ -91,13 +98,9 @@ install(CODE "
   COMPONENT Devel)
 install(FILES "${pc_file}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT Devel)
 
-set(CPACK_PACKAGE_CONTACT "the Quarn developers")
-set(CPACK_GENERATOR DEB)
-set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENTS_ALL Runtime Devel)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME "libquarn-qt${QT_VERSION_MAJOR}-${PROJECT_VERSION_MAJOR}")
-set(CPACK_DEBIAN_DEVEL_PACKAGE_NAME "libquarn-qt${QT_VERSION_MAJOR}-dev")
-set(CPACK_DEBIAN_DEVEL_PACKAGE_DEPENDS
-  "libquarn-qt${QT_VERSION_MAJOR}-${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION}), libboost-dev")
-include(CPack)
+if(PROJECT_IS_TOP_LEVEL) # a project that has Quarn as a sub-folder makes its own packages
+  if(NOT WIN32)
+    include(QuarnDebian)
+  endif()
+  include(CPack)
+endif()

@@ -9,21 +9,16 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
 
-say() { printf '%s\n' "-- $*"; }
-consume() { # NAME EXPECTED_QT CMAKE_ARGUMENT...
-    local build=$work/$1 expected=$2
-    say "consumer: $1"
-    cmake -S "$source_dir/tests/consumer" -B "$build" -G Ninja --log-level=WARNING "${@:3}" >"$work/log" \
-        && cmake --build "$build" >>"$work/log" || { cat "$work/log"; return 1; }
-    "$build/consumer" | tee "$work/said"
-    grep -q "^Qt $expected\." "$work/said"
-}
+# shellcheck source=tests/consumer/consume.sh
+source "$(dirname "${BASH_SOURCE[0]}")/consume.sh"
 
 cmake --install "$build6" --prefix "$prefix" >/dev/null
-cp -r "$prefix/include" "$work/include-qt6"
+cp -r "$prefix" "$work/qt6-alone"
 cmake --install "$build5" --prefix "$prefix" >/dev/null
-say "headers are the same for both builds"
-diff -r "$work/include-qt6" "$prefix/include"
+say "what both builds install is the same"
+for folder in include share; do
+    diff -r "$work/qt6-alone/$folder" "$prefix/$folder"
+done
 
 moved=$work/moved # an installation can be moved as a whole
 mv "$prefix" "$moved"
@@ -39,6 +34,14 @@ consume sub-folder 5 -DQUARN_SOURCE="$source_dir" -DCONSUMER_QT=5 -DBUILD_SHARED
     -DQUARN_INSTALL=ON -DCMAKE_INSTALL_PREFIX="$work/static" -DCMAKE_INSTALL_LIBDIR="$work/static/lib"
 cmake --install "$work/sub-folder" >/dev/null
 CMAKE_PREFIX_PATH=$work/static consume static 5
+say "fetched, as a shared library with its tests"
+cmake -S "$source_dir/tests/consumer" -B "$work/fetched" -G Ninja --log-level=WARNING \
+    -DQUARN_SOURCE="$source_dir" -DQUARN_FETCHED=ON -DQUARN_BUILD_TESTS=ON >"$work/log" \
+    || { cat "$work/log"; exit 1; }
+ctest --test-dir "$work/fetched" -N >"$work/log"
+ninja -C "$work/fetched" -t commands consumer >>"$work/log"
+grep -q StreamUtilsTest "$work/log"
+grep -q 'libQuarn-qt6\.so\.1' "$work/log"
 
 for example in background-save capture copy-tree pin-publisher producer-and-readers relay sign-release verify-download; do
     say "example outside the tree: $example"
@@ -48,13 +51,7 @@ done
 
 for folder in "$moved/lib" "$work/static/lib"; do
     for file in "$folder"/pkgconfig/*.pc; do
-        say "consumer: pkg-config, $file"
-        flags=$(PKG_CONFIG_PATH=${file%/*} pkg-config --cflags --libs "$(basename "$file" .pc)")
-        # shellcheck disable=SC2086 # words are what is wanted
-        g++ -std=c++17 "$source_dir/tests/consumer/consumer.cpp" -o "$work/by-pkg-config" $flags
-        # With nobody to show the folder; a desktop library that isn't found would be told.
-        said=$(env -i PATH=/nowhere LC_ALL=C.UTF-8 LD_LIBRARY_PATH="$folder" "$work/by-pkg-config" / 2>&1)
-        [[ $said == "Qt "*"library" ]] || { echo "$said"; exit 1; }
+        consume_by_pkg_config "$file" "$folder"
     done
 done
 say "pkg-config drops the folders of the system"

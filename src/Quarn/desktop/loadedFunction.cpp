@@ -3,7 +3,20 @@
 #include <Quarn/companion/Log.h>
 #include <Quarn/platform/LibraryFolder_p.h>
 
+#include <QFileInfo>
+
 namespace kel {
+namespace {
+
+/** An installation has it in a folder of its own, named as it is; a bundle may have it beside. */
+QString desktopLibrary()
+{
+    const QString name = QStringLiteral("/" QUARN_DESKTOP_LIBRARY), beside = libraryFolder();
+    const QString own = beside + name;
+    return (QFileInfo(own).isDir() ? own : beside) + name;
+}
+
+} // namespace
 
 /*
  * It stays: QtDBus and Qt's platform plug-ins run threads whose code must not go. It needs nothing
@@ -11,8 +24,7 @@ namespace kel {
  */
 QFunctionPointer loadedFunction(const char* name)
 {
-    QLibrary library(libraryFolder() + QStringLiteral("/" QUARN_DESKTOP_LIBRARY),
-                     QUARN_DESKTOP_VERSION);
+    QLibrary library(desktopLibrary(), QUARN_DESKTOP_VERSION);
     library.setLoadHints(QLibrary::PreventUnloadHint);
     const bool loaded = library.load();
     const QFunctionPointer function = loaded ? library.resolve(name) : nullptr;

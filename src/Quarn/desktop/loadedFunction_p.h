@@ -6,9 +6,9 @@
 namespace kel {
 
 /**
- * The function \a name of the desktop library, which is loaded from the main library's own folder
- * when that has not happened yet and then stays until the process ends. Null, after a warning in
- * the log, when there is no such library or function; the next call tries again.
+ * The function \a name of the desktop library, which is loaded from beside the main library or a
+ * folder there when that has not happened yet and then stays until the process ends. Null, after a
+ * warning in the log, when there is no such library or function; the next call tries again.
  */
 QFunctionPointer loadedFunction(const char* name);
 

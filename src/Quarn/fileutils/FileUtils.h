@@ -541,10 +541,11 @@ public:
      *  A call blocks until the user closes the dialog; timers and queued slots of the thread run
      *  meanwhile. Call them from the thread of a QApplication, and nothing else.
      *
-     *  Qt Widgets is not loaded with Quarn but with the first dialog, by a second library beside
-     *  Quarn's own (libQuarn-qt6-desktop.so.1 for Qt 6) that stays loaded. An application that ships
-     *  Quarn ships both. Where it is missing, a warning in the Log tells so and each dialog
-     *  answers as if cancelled; the next call tries again. A static Quarn holds it all. */
+     *  Qt Widgets is not loaded with Quarn but with the first dialog, by a second library that stays
+     *  loaded (libQuarn-qt6-desktop.so.1 for Qt 6, in the folder Quarn-qt6-desktop beside Quarn's
+     *  own library, or beside that itself). An application that ships Quarn ships both. Where it is
+     *  missing, a warning in the Log tells so and each dialog answers as if cancelled; the next
+     *  call tries again. A static Quarn holds it all. */
     ///@{
 
     /**
