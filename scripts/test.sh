@@ -8,12 +8,13 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 install_missing_packages library benchmarks tests
+status=0
+"$project_dir/scripts/analyse.sh" || status=1
 configure_and_build ci-qt5
 configure_and_build ci -DQUARN_BUILD_BENCHMARKS=ON \
     "-DQUARN_QT5_BUILD=$project_dir/build/ci-qt5"
 configure_and_build asan -DQUARN_BUILD_BENCHMARKS=ON
 
-status=0
 without=()
 if "$project_dir/scripts/windows.sh" ready; then
     without=(--exclude-regex '^windows$')

@@ -159,7 +159,7 @@ public:
     void flush() override;
     /** Same as close(). */
     void finishIO() override;
-    /** Whether a write failed or setErrorString() recorded a failure since open(). */
+    /** Whether a write failed while open, or setErrorString() recorded a failure since open(). */
     bool ioFailureDetected() const override;
     /** Whether the buffer is closed. */
     bool eofEncountered() const override;

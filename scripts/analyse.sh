@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# Analyses the sources without running them: cppcheck, in seconds, and with --tidy clang-tidy, which
+# takes minutes. A finding fails. Mend it, or say in scripts/cppcheck.txt or a NOLINT why it is none.
+#
+# Usage: scripts/analyse.sh [--tidy [SOURCE]...]   all sources of the library, unless some are given
+set -euo pipefail
+# shellcheck source=scripts/common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+cd "$project_dir"
+install_missing_packages cppcheck
+say "Running cppcheck"
+quietly cppcheck --quiet --error-exitcode=1 --std=c++17 --library=qt --platform=unix64 \
+    --enable=warning,performance,portability --inline-suppr --suppressions-list=scripts/cppcheck.txt \
+    -Isrc src/Quarn examples fuzz || fail "cppcheck has findings"
+
+if [ "${1:-}" = --tidy ]; then
+    shift
+    install_missing_packages library tests analysis
+    # Only what is generated has to be built; clang-tidy compiles on its own.
+    configure_and_build clang-tidy -DCMAKE_CXX_CLANG_TIDY= -- Quarn_autogen QuarnDesktop_autogen
+    if [ $# -eq 0 ]; then
+        mapfile -t sources < <(find src/Quarn -name '*.cpp' ! -path '*/windows/*')
+        set -- "${sources[@]}"
+    fi
+    say "Running clang-tidy on $# sources"
+    printf '%s\0' "$@" | xargs -0 -n 4 -P "$(nproc)" \
+        clang-tidy -p build/clang-tidy --quiet --warnings-as-errors='*' || fail "clang-tidy has findings"
+fi
