@@ -195,7 +195,7 @@ private Q_SLOTS:
             start(arguments);
             finish(2);
             const bool oneLine = m_error.indexOf('\n') == m_error.size() - 1;
-            QVERIFY2(m_error.startsWith("relay: ") && m_error.contains(reason) && oneLine,
+            QVERIFY2(m_error.startsWith("quarn-relay: ") && m_error.contains(reason) && oneLine,
                      (arguments + ": " + m_error).constData());
             QVERIFY2(m_output.isEmpty() && files() == m_fixtures, arguments.constData());
         };
@@ -319,7 +319,7 @@ private Q_SLOTS:
             signalRelay(signal);
             finish(signal, QProcess::CrashExit);
             QVERIFY2(contents("copy") == "former" && bytesSaved() < 0, input.constData());
-            QCOMPARE(m_error, QByteArray("relay: interrupted; nothing was saved\n"));
+            QCOMPARE(m_error, QByteArray("quarn-relay: interrupted; nothing was saved\n"));
         };
         check("--rate 1000 data", SIGINT, 1);
         check("-", SIGTERM, 1);
