@@ -54,8 +54,8 @@ cmake -S "$source_dir/tools/relay" -B "$work/relay" -G Ninja >"$work/log" \
     && cmake --build "$work/relay" >>"$work/log" || { cat "$work/log"; exit 1; }
 cmake --install "$work/relay" --prefix "$work/relay-alone" >/dev/null
 for folder in bin share; do
-    diff -r <(cd "$moved" && find "$folder" -name '*quarn-relay*') \
-        <(cd "$work/relay-alone" && find "$folder" -name '*quarn-relay*')
+    diff -r <(cd "$moved" && find "$folder" -name '*quarn-relay*' | sort) \
+        <(cd "$work/relay-alone" && find "$folder" -name '*quarn-relay*' | sort)
 done
 "$moved/bin/quarn-relay" --quiet --save "$work/relayed" "$source_dir/README.md"
 cmp "$work/relayed" "$source_dir/README.md"
