@@ -68,7 +68,7 @@ measure_peaks() {
     peak_of 'nothing' 'Quarn and Qt, loaded' "$peaks" nothing
 
     what='1 GiB verified and saved'
-    peak_of "$what" 'relay, which keeps it for late readers' "$build/examples/relay/relay" \
+    peak_of "$what" 'relay, which keeps it for late readers' "$build/tools/relay/quarn-relay" \
         --signature "$data.sig" --key "$scratch/key.pem" --save "$scratch/copy" "$data"
     # What the programs of a pipeline take together.
     add_peak cat "$data"
@@ -92,7 +92,7 @@ measure_peaks() {
 }
 
 install_missing_packages library benchmarks
-configure_and_build release -DQUARN_BUILD_BENCHMARKS=ON -- quarn-benchmarks quarn-peaks relay
+configure_and_build release -DQUARN_BUILD_BENCHMARKS=ON -- quarn-benchmarks quarn-peaks quarn-relay
 mkdir -p "$output"
 place=${TMPDIR:-/tmp}
 [ -w /dev/shm ] && [ "$(df --output=avail -BG /dev/shm | tr -dc 0-9)" -ge 4 ] && place=/dev/shm

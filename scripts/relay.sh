@@ -5,7 +5,7 @@ set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-relay=$project_dir/build/release/examples/relay/relay
+relay=$project_dir/build/release/tools/relay/quarn-relay
 least_bytes=$((64 * 1024 * 1024))
 
 # At least 64 MiB of real files of this system, packed into one.
@@ -22,7 +22,7 @@ collect_data() {
 expect_status() {
     local expected=$1 status=0
     shift
-    printf '$ relay %s\n' "$*"
+    printf '$ quarn-relay %s\n' "$*"
     (cd "$folder" && "$relay" "$@") || status=$?
     [ "$status" -eq "$expected" ] || fail "exit status $status instead of $expected"
 }
@@ -63,7 +63,7 @@ damage() {
 }
 
 install_missing_packages library
-configure_and_build release -- relay
+configure_and_build release -- quarn-relay
 if [ $# -gt 0 ]; then
     exec "$relay" "$@"
 fi

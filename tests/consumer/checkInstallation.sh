@@ -43,11 +43,22 @@ ninja -C "$work/fetched" -t commands consumer >>"$work/log"
 grep -q StreamUtilsTest "$work/log"
 grep -q 'libQuarn-qt6\.so\.1' "$work/log"
 
-for example in background-save capture copy-tree pin-publisher producer-and-readers relay sign-release verify-download; do
+for example in background-save capture copy-tree pin-publisher producer-and-readers sign-release verify-download; do
     say "example outside the tree: $example"
     cmake -S "$source_dir/examples/$example" -B "$work/$example" -G Ninja >"$work/log" \
         && cmake --build "$work/$example" >>"$work/log" || { cat "$work/log"; exit 1; }
 done
+
+say "the tool, as it is installed and outside the tree"
+cmake -S "$source_dir/tools/relay" -B "$work/relay" -G Ninja >"$work/log" \
+    && cmake --build "$work/relay" >>"$work/log" || { cat "$work/log"; exit 1; }
+cmake --install "$work/relay" --prefix "$work/relay-alone" >/dev/null
+for folder in bin share; do
+    diff -r <(cd "$moved" && find "$folder" -name '*quarn-relay*' | sort) \
+        <(cd "$work/relay-alone" && find "$folder" -name '*quarn-relay*' | sort)
+done
+"$moved/bin/quarn-relay" --quiet --save "$work/relayed" "$source_dir/README.md"
+cmp "$work/relayed" "$source_dir/README.md"
 
 for folder in "$moved/lib" "$work/static/lib"; do
     for file in "$folder"/pkgconfig/*.pc; do

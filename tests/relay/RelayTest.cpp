@@ -1,4 +1,7 @@
 #include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
@@ -138,6 +141,65 @@ private Q_SLOTS:
             m_error.constData());
     }
 
+    void reportsAsJson()
+    {
+        const auto check = [this](const QByteArray& arguments, int status, const QString& verdict) {
+            start("--json --quiet --memory 16K --readers 1 " + arguments);
+            finish(status);
+            const QJsonObject report = QJsonDocument::fromJson(m_output).object();
+            const QString consumers = QString::fromUtf8(
+                QJsonDocument(report.value(QLatin1String("consumers")).toArray()).toJson());
+            const auto size = double(m_data.size());
+            QVERIFY2(
+                m_output.count('\n') == 1 && m_error.count('\n') == status
+                    && report.value(QLatin1String("verdict")) == verdict
+                    && report.value(QLatin1String("bytes")).toDouble() == size
+                    && report.value(QLatin1String("spilled")).toDouble() > size / 2
+                    && consumers.count(QStringLiteral("\"bytes\": %1,").arg(m_data.size()))
+                           == consumers.count(QLatin1Char('{'))
+                    && consumers.contains(QStringLiteral("\"lines\": %1,").arg(m_data.count('\n'))),
+                m_output.constData());
+        };
+        check("data", 0, QStringLiteral("complete"));
+        check("--signature rsa.sig --key rsa.pub data", 0, QStringLiteral("valid"));
+        check("--signature ec.sig --key rsa.pub data", 1, QStringLiteral("mismatch"));
+        check("--sign --signature made --key rsa.key data", 0, QStringLiteral("signed"));
+    }
+
+    /** The manual page and the completions have every option, and what --help says of it. */
+    void isDescribed()
+    {
+        start("--help");
+        finish(0);
+        QByteArray help = m_output.mid(m_output.indexOf("Options:"));
+        help.truncate(help.indexOf("\n\n"));
+        QByteArrayList options = help.replace("\n  -", "\r-").replace("<", "").split('\r').mid(1);
+        shell("groff -man -Tascii -P-cbou -ww '" RELAY_DOCUMENTS "/quarn-relay.1' 2>&1");
+        const QByteArray page = m_output.simplified();
+        QVERIFY2(options.size() > 16 && !page.contains("warning"), page.constData());
+        QFile zsh(QStringLiteral(RELAY_DOCUMENTS "/_quarn-relay"));
+        QVERIFY(zsh.open(QIODevice::ReadOnly));
+        const QByteArray zshOptions = zsh.readAll();
+        for (QByteArray& option : options) {
+            const bool hasValue = option.contains('>');
+            option = option.replace(">", "").simplified();
+            QVERIFY2(page.contains(option), (option + " isn't in: " + page).constData());
+            option = option.mid(option.indexOf("--"));
+            option.truncate(option.indexOf(' '));
+            QVERIFY2(zshOptions.contains(option + (hasValue ? "=[" : "[")), option.constData());
+        }
+        write("complete", R"(. "$1/quarn-relay.bash"
+            complete_line() {
+                COMP_WORDS=(quarn-relay "$@") COMP_CWORD=$#
+                _quarn_relay
+                echo "${COMPREPLY[*]}"
+            }
+            complete_line --; complete_line --scheme = rsa-pss-sha3; complete_line --save wor
+            complete_line --readers '')");
+        shell("bash -u complete '" RELAY_DOCUMENTS "'");
+        QCOMPARE(m_output, options.join(' ') + "\nrsa-pss-sha384\nword\n\n");
+    }
+
     /** What openssl signs is valid for the relay, and the other way round. */
     void interoperates() // dgst is used elsewhere here
     {
@@ -195,7 +257,7 @@ private Q_SLOTS:
             start(arguments);
             finish(2);
             const bool oneLine = m_error.indexOf('\n') == m_error.size() - 1;
-            QVERIFY2(m_error.startsWith("relay: ") && m_error.contains(reason) && oneLine,
+            QVERIFY2(m_error.startsWith("quarn-relay: ") && m_error.contains(reason) && oneLine,
                      (arguments + ": " + m_error).constData());
             QVERIFY2(m_output.isEmpty() && files() == m_fixtures, arguments.constData());
         };
@@ -319,7 +381,7 @@ private Q_SLOTS:
             signalRelay(signal);
             finish(signal, QProcess::CrashExit);
             QVERIFY2(contents("copy") == "former" && bytesSaved() < 0, input.constData());
-            QCOMPARE(m_error, QByteArray("relay: interrupted; nothing was saved\n"));
+            QCOMPARE(m_error, QByteArray("quarn-relay: interrupted; nothing was saved\n"));
         };
         check("--rate 1000 data", SIGINT, 1);
         check("-", SIGTERM, 1);

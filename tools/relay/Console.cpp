@@ -18,9 +18,8 @@
 
 namespace {
 
-bool write(std::FILE* stream, const QString& text)
+bool write(std::FILE* stream, const QByteArray& bytes)
 {
-    const QByteArray bytes = text.toLocal8Bit();
     const bool written = std::fwrite(bytes.constData(), 1, std::size_t(bytes.size()), stream)
                          == std::size_t(bytes.size());
     return std::fflush(stream) == 0 && written;
@@ -42,12 +41,17 @@ void Console::prepare()
 
 bool Console::print(const QString& text)
 {
-    return write(stdout, text);
+    return write(stdout, text.toLocal8Bit());
+}
+
+bool Console::print(const QByteArray& bytes)
+{
+    return write(stdout, bytes);
 }
 
 bool Console::printError(const QString& text)
 {
-    return write(stderr, text);
+    return write(stderr, text.toLocal8Bit());
 }
 
 void Console::fail(const QString& message)

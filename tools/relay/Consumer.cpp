@@ -45,6 +45,11 @@ QString Consumer::result() const
     return QStringLiteral("complete");
 }
 
+QJsonObject Consumer::details() const
+{
+    return {};
+}
+
 bool Consumer::workOnAll(const kel::IRandomAccessIO& reader,
                          const std::function<bool(const kel::TransferProgress&)>& work)
 {

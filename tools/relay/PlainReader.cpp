@@ -15,6 +15,11 @@ QString PlainReader::result() const
     return QStringLiteral("complete, joined at byte %1").arg(m_joinedAt);
 }
 
+QJsonObject PlainReader::details() const
+{
+    return {{QStringLiteral("joinedAt"), m_joinedAt}};
+}
+
 void PlainReader::consume(const boost::shared_ptr<kel::IRandomAccessIO>& reader)
 {
     m_joinedAt = reader->streamSize();

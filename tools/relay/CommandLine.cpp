@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include "CommandLineText.h"
 #include "Schemes.h"
 
 #include <QCoreApplication>
@@ -9,11 +10,9 @@
 
 namespace {
 
-constexpr int mostReaders = 64;
 constexpr int longestFollowSeconds = 24 * 60 * 60;
 constexpr qint64 leastMemory = 16 << 10;
 constexpr qint64 mostMemory = qint64(1) << 40;
-const QString usualMemory = QStringLiteral("256M");
 
 const QString signatureOption = QStringLiteral("signature");
 const QString keyOption = QStringLiteral("key");
@@ -28,7 +27,28 @@ const QString readersOption = QStringLiteral("readers");
 const QString followOption = QStringLiteral("follow");
 const QString rateOption = QStringLiteral("rate");
 const QString memoryOption = QStringLiteral("memory");
+const QString jsonOption = QStringLiteral("json");
 const QString quietOption = QStringLiteral("quiet");
+
+constexpr int lineLength = 79;
+
+/** \a paragraphs in lines, with an empty line between two of them. */
+QString wrapped(const QStringList& paragraphs)
+{
+    QStringList texts;
+    for (const QString& paragraph : paragraphs) {
+        QStringList lines(QString{});
+        for (const QString& word : paragraph.split(QLatin1Char(' ')))
+            if (lines.last().isEmpty())
+                lines.last() = word;
+            else if (lines.last().size() + word.size() < lineLength)
+                lines.last() += QLatin1Char(' ') + word;
+            else
+                lines += word;
+        texts += lines.join(QLatin1Char('\n'));
+    }
+    return texts.join(QStringLiteral("\n\n"));
+}
 
 } // namespace
 
@@ -64,76 +84,18 @@ Options CommandLine::options() const
 
 void CommandLine::declare()
 {
-    m_parser.setApplicationDescription(QStringLiteral(
-        "Relays INPUT to several consumers that read it at the same time, while it still comes "
-        "in:\none counts its lines, one joins late, and others check its signature, make one or "
-        "save it.\n"
-        "\nExit status: 0 done, and the signature is valid if one was given; 1 the signature does "
-        "not\nmatch; 2 a failure, told in one line. Unless it is 0, nothing is saved."));
-    m_parser.addPositionalArgument(
-        QStringLiteral("INPUT"),
-        QStringLiteral("File to relay, of any length, or - for standard input."));
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Shows this help."));
-    const QCommandLineOption version({QStringLiteral("v"), QStringLiteral("version")},
-                                     QStringLiteral("Shows the version."));
-    m_parser.addOptions({help, version});
-    declareSignatures();
-    m_parser.addOptions({
-        {saveOption,
-         QStringLiteral("Saves INPUT as PATH, once all of it is there and the signature valid."),
-         QStringLiteral("PATH")},
-        {readersOption, QStringLiteral("Adds N more readers, up to %1.").arg(mostReaders),
-         QStringLiteral("N")},
-        {followOption,
-         QStringLiteral("INPUT is still being written: ends when it has not grown for SECONDS."),
-         QStringLiteral("SECONDS")},
-        {rateOption, QStringLiteral("Takes in no more than BYTES a second."),
-         QStringLiteral("BYTES")},
-        {memoryOption,
-         QStringLiteral("Keeps up to SIZE of INPUT in memory, with K, M or G, %1 unless given, and "
-                        "the rest in a nameless file in TMPDIR or /var/tmp. With 'all' everything "
-                        "stays in memory, and INPUT has to be less than 2 GiB.")
-             .arg(usualMemory),
-         QStringLiteral("SIZE"), usualMemory},
-        {quietOption, QStringLiteral("Shows neither progress nor the final table.")},
-    });
-}
-
-void CommandLine::declareSignatures()
-{
-    m_parser.addOptions({
-        {signatureOption, QStringLiteral("Checks INPUT against the detached signature in FILE."),
-         QStringLiteral("FILE")},
-        {keyOption,
-         QStringLiteral("Public key for the signature. Of a certificate here only the key counts."),
-         QStringLiteral("PEM")},
-        {schemeOption,
-         QStringLiteral(
-             "Kind of the signature: %1. Unless given, the key decides: ed25519 (for up to "
-             "256 MiB of INPUT), ecdsa-sha256, rsa-sha256, or what it is restricted to; "
-             "sha1 if it is none for today.")
-             .arg(Schemes::names().join(QStringLiteral(", "))),
-         QStringLiteral("NAME")},
-        {certificateOption,
-         QStringLiteral("Takes the key from the first certificate in PEM, which has to be for code "
-                        "signing and, by way of those behind it, from one of the roots."),
-         QStringLiteral("PEM")},
-        {rootsOption, QStringLiteral("Certificates to trust; those of the system don't count."),
-         QStringLiteral("PEM")},
-        {pinOption,
-         QStringLiteral(
-             "Insists on that key in the certificate, or on one of several: its SHA-256 in "
-             "64 digits, as from 'openssl pkey -pubin -outform DER | sha256sum'."),
-         QStringLiteral("HEX")},
-        {signOption,
-         QStringLiteral(
-             "Signs INPUT: writes the signature as FILE, with the private key in PEM. Asks "
-             "on the terminal for a passphrase if the key has one.")},
-        {passphraseOption,
-         QStringLiteral("Takes the passphrase from the first line of PATH, which may be a pipe."),
-         QStringLiteral("PATH")},
-    });
+    QString status;
+    for (const QString& text : CommandLineText::exitStatus())
+        status += QStringLiteral("\n  %1  %2").arg(status.count(QLatin1Char('\n'))).arg(text);
+    m_parser.setApplicationDescription(wrapped(CommandLineText::description())
+                                       + QStringLiteral("\n\nExit status:") + status);
+    m_parser.addPositionalArgument(QStringLiteral("INPUT"), CommandLineText::input());
+    for (const CommandLineOption& option : CommandLineText::options()) {
+        QStringList names = {option.name};
+        if (!option.letter.isEmpty())
+            names.prepend(option.letter);
+        m_parser.addOption({names, option.description, option.placeholder, option.usualValue});
+    }
 }
 
 void CommandLine::check()
@@ -192,8 +154,9 @@ void CommandLine::readOptions()
         m_options.pins += QByteArray::fromHex(pin.toLatin1());
     m_options.passphraseFile = m_parser.value(passphraseOption);
     m_options.saveFile = m_parser.value(saveOption);
+    m_options.json = m_parser.isSet(jsonOption);
     m_options.quiet = m_parser.isSet(quietOption);
-    m_options.readers = int(number(readersOption, 0, mostReaders));
+    m_options.readers = int(number(readersOption, 0, CommandLineText::mostReaders));
     m_options.bytesPerSecond = number(rateOption, 1, std::numeric_limits<int>::max());
     readMemoryLimit();
     if (m_parser.isSet(followOption)) {

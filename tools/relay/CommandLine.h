@@ -21,7 +21,6 @@ public:
 
 private:
     void declare();
-    void declareSignatures();
     void check();
     void checkSignatureOptions();
     void readOptions();

@@ -8,6 +8,7 @@
 #include "StopSwitch.h"
 
 #include <QEventLoop>
+#include <QJsonObject>
 
 #include <memory>
 #include <vector>
@@ -54,6 +55,7 @@ private:
     bool checkCompleteness();
     bool printReport();
     QString verdict() const;
+    QJsonObject summary() const;
     QString mismatch() const;
     int save();
 

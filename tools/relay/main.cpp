@@ -7,6 +7,7 @@
 #include "Relay.h"
 
 #include <Quarn/companion/ExceptionQt.h>
+#include <Quarn/quarn_version.h>
 
 #include <QCoreApplication>
 
@@ -46,8 +47,8 @@ int main(int argc, char** argv)
 {
     Console::prepare();
     const QCoreApplication application(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("relay"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(RELAY_VERSION));
+    QCoreApplication::setApplicationName(QStringLiteral("quarn-relay"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(QUARN_VERSION_STRING));
 
     const CommandLine commandLine(QCoreApplication::arguments());
     if (!commandLine.information().isEmpty())

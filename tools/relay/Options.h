@@ -21,6 +21,7 @@ struct Options
     int followMsecs = 0;
     qint64 bytesPerSecond = 0;
     qint64 memoryLimit = 0; // 0 keeps everything in memory
+    bool json = false; // the report
     bool quiet = false;
 };
 

@@ -14,8 +14,9 @@ public:
      */
     static void prepare();
 
-    /** False when not all of \a text could be written; the reason is in errno. */
+    /** False when not all of it could be written; the reason is in errno. */
     static bool print(const QString& text);
+    static bool print(const QByteArray& bytes);
     static bool printError(const QString& text);
 
     /** One line on standard error; control characters within \a message come out as '?'. */

@@ -167,7 +167,7 @@ int Relay::conclude()
         Console::fail(m_failure);
         return Failed;
     }
-    const bool printed = m_options.quiet || printReport();
+    const bool printed = (m_options.quiet && !m_options.json) || printReport();
     if (m_verifier && !m_verifier->valid()) {
         Console::fail(mismatch());
         return SignatureMismatch;
@@ -191,8 +191,10 @@ bool Relay::printReport()
 {
     Report report;
     for (const auto& consumer : m_consumers)
-        report.addRow(consumer->name(), consumer->bytes(), consumer->seconds(), consumer->result());
-    if (Console::print(report.text(verdict())))
+        report.addRow(consumer->name(), consumer->bytes(), consumer->seconds(), consumer->result(),
+                      consumer->details());
+    if (m_options.json ? Console::print(report.json(summary()))
+                       : Console::print(report.text(verdict())))
         return true;
     if (errno == EPIPE)
         m_interruptedBy = SIGPIPE;
@@ -207,6 +209,21 @@ QString Relay::verdict() const
     if (m_signer)
         return QStringLiteral("signed");
     return m_verifier ? m_verifier->result() : QStringLiteral("complete, no signature to check");
+}
+
+/** What the report says to programs, but for the consumers. */
+QJsonObject Relay::summary() const
+{
+    QString verdict = m_signer ? QStringLiteral("signed") : QStringLiteral("complete");
+    if (m_verifier)
+        verdict = m_verifier->valid() ? QStringLiteral("valid") : QStringLiteral("mismatch");
+    QJsonObject object = {{QStringLiteral("input"), m_options.input},
+                          {QStringLiteral("bytes"), m_channel->size()},
+                          {QStringLiteral("spilled"), m_channel->spilled()},
+                          {QStringLiteral("verdict"), verdict}};
+    if (m_verifier)
+        object.insert(QStringLiteral("scheme"), m_verifier->scheme());
+    return object;
 }
 
 QString Relay::mismatch() const

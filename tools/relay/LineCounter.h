@@ -12,6 +12,7 @@ public:
     using Consumer::Consumer;
 
     QString result() const override;
+    QJsonObject details() const override;
 
 private:
     void consume(const boost::shared_ptr<kel::IRandomAccessIO>& reader) override;

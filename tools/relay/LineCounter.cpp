@@ -9,6 +9,11 @@ QString LineCounter::result() const
     return m_lines == 1 ? QStringLiteral("1 line") : QStringLiteral("%1 lines").arg(m_lines);
 }
 
+QJsonObject LineCounter::details() const
+{
+    return {{QStringLiteral("lines"), m_lines}};
+}
+
 void LineCounter::consume(const boost::shared_ptr<kel::IRandomAccessIO>& reader)
 {
     auto& device = dynamic_cast<QIODevice&>(*reader);

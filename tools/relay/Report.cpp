@@ -1,5 +1,7 @@
 #include "Report.h"
 
+#include <QJsonDocument>
+
 #include <algorithm>
 
 Report::Report()
@@ -8,11 +10,18 @@ Report::Report()
                       QStringLiteral("seconds"), QStringLiteral("MB/s"), QStringLiteral("result")});
 }
 
-void Report::addRow(const QString& consumer, qint64 bytes, double seconds, const QString& result)
+void Report::addRow(const QString& consumer, qint64 bytes, double seconds, const QString& result,
+                    const QJsonObject& details)
 {
     const double rate = seconds > 0 ? double(bytes) / seconds / 1e6 : 0;
     m_rows.push_back({consumer, QString::number(bytes), QString::number(seconds, 'f', 3),
                       QString::number(rate, 'f', 1), result});
+    QJsonObject object = details;
+    object.insert(QStringLiteral("name"), consumer);
+    object.insert(QStringLiteral("bytes"), bytes);
+    object.insert(QStringLiteral("seconds"), seconds);
+    object.insert(QStringLiteral("result"), result);
+    m_consumers.append(object);
 }
 
 QString Report::text(const QString& verdict) const
@@ -30,4 +39,10 @@ QString Report::text(const QString& verdict) const
                 + row.at(2).rightJustified(width(2)) + gap + row.at(3).rightJustified(width(3))
                 + gap + row.at(4) + QLatin1Char('\n');
     return text + QStringLiteral("verdict: ") + verdict + QLatin1Char('\n');
+}
+
+QByteArray Report::json(QJsonObject whole) const
+{
+    whole.insert(QStringLiteral("consumers"), m_consumers);
+    return QJsonDocument(whole).toJson(QJsonDocument::Compact) + '\n';
 }

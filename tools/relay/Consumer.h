@@ -5,6 +5,8 @@
 
 #include <Quarn/companion/TransferProgress.h>
 
+#include <QJsonObject>
+
 #include <boost/shared_ptr.hpp>
 
 #include <atomic>
@@ -43,6 +45,9 @@ public:
 
     /** What came of it, in a few words. */
     virtual QString result() const;
+
+    /** The figures in result(), for programs that read the report. */
+    virtual QJsonObject details() const;
 
 protected:
     /** Takes everything from \a reader, until stopped(). May throw kel::ExceptionQt. */
