@@ -31,8 +31,11 @@ install(FILES
 
 # Whoever links a static library links what it is made with, too.
 get_target_property(library_type Quarn TYPE)
-set(QUARN_PRIVATE_QT_MODULES Widgets)
-if(NOT WIN32)
+set(QUARN_PRIVATE_QT_MODULES Core)
+if(QUARN_BUILD_DESKTOP)
+  list(APPEND QUARN_PRIVATE_QT_MODULES Widgets)
+endif()
+if(QUARN_BUILD_DESKTOP AND NOT WIN32)
   list(APPEND QUARN_PRIVATE_QT_MODULES DBus)
 endif()
 configure_package_config_file(
@@ -99,7 +102,9 @@ install(CODE "
 install(FILES "${pc_file}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT Devel)
 
 if(PROJECT_IS_TOP_LEVEL) # a project that has Quarn as a sub-folder makes its own packages
-  if(NOT WIN32)
+  if(WIN32)
+    include(QuarnWindowsPackage)
+  else()
     include(QuarnDebian)
   endif()
   include(CPack)

@@ -52,6 +52,17 @@ function(quarn_library_defaults target exports)
   endif()
 endfunction()
 
+# Puts the version where Windows shows it, into the properties of the library's file.
+function(quarn_version_resource target description)
+  string(REPLACE "." "," QUARN_VERSION_NUMBERS "${PROJECT_VERSION}.0")
+  set(QUARN_FILE_DESCRIPTION "${description}")
+  set(QUARN_FILE_NAME "$<TARGET_FILE_NAME:${target}>")
+  set(resource "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/version.rc.in" "${resource}.in" @ONLY)
+  file(GENERATE OUTPUT "${resource}" INPUT "${resource}.in")
+  target_sources(${target} PRIVATE "${resource}")
+endfunction()
+
 # Adds a family's sources and public headers to the library; paths are relative to the caller.
 function(quarn_add_family)
   cmake_parse_arguments(PARSE_ARGV 0 ARG "" "" "HEADERS;SOURCES")

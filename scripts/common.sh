@@ -61,6 +61,47 @@ install_missing_packages() {
         "${missing[@]}" || fail "the packages could not be installed"
 }
 
+# fetch_debian_source FOLDER PACKAGE VERSION: downloads the source package and unpacks it, with its
+# patches where the mirror has them, as FOLDER/PACKAGE. The system's own package lists stay as they
+# are: apt gets private ones, in FOLDER/apt, from the system's sources of Debian turned from deb to
+# deb-src.
+fetch_debian_source() (
+    apt=$1/apt unpacked=$1/$2
+    if [ ! -d "$apt/state" ]; then
+        mkdir -p "$apt/sources" "$apt/archives/partial"
+        # shellcheck disable=SC2016 # $(SOURCESENTRY) is for apt
+        apt-get indextargets --format '$(SOURCESENTRY)' 'Created-By: Packages' 'Origin: Debian' \
+            | sed 's/:[0-9]*$//' | sort -u \
+            | while read -r file; do
+                case $file in
+                    *.sources) sed -E 's/^(Types:).*/\1 deb-src/' "$file" ;;
+                    *) sed -nE 's/^deb(-src)?[[:space:]]/deb-src /p' "$file" ;;
+                esac >"$apt/sources/${file##*/}"
+            done
+    fi
+    [ -n "$(ls "$apt/sources")" ] || fail "apt knows no sources of Debian; run apt-get update"
+    apt_get=(apt-get
+        -o "Dir::Etc::SourceList=/dev/null" -o "Dir::Etc::SourceParts=$apt/sources"
+        -o "Dir::State=$apt/state" -o "Dir::Cache=$apt" -o "APT::Sandbox::User=$(id -un)")
+    cd "$apt"
+    if [ ! -d state/lists ]; then
+        mkdir -p state/lists/partial
+        quietly "${apt_get[@]}" update
+    fi
+    rm -rf "$unpacked" "$unpacked.unpacking"
+    if "${apt_get[@]}" --only-source --download-only source "$2=$3" >download.log 2>&1; then
+        quietly dpkg-source --no-check --extract "$2"_*.dsc "$unpacked.unpacking"
+    elif quietly "${apt_get[@]}" --only-source --download-only --tar-only source "$2=$3"; then
+        say "Debian's patches of $2 $3 cannot be had; the original source has to do"
+        mkdir "$unpacked.unpacking"
+        tar -xf "$2"_*.orig.tar.?z --strip-components=1 -C "$unpacked.unpacking"
+    else
+        cat download.log >&2
+        return 1
+    fi
+    mv "$unpacked.unpacking" "$unpacked"
+)
+
 # configure_and_build PRESET [CMAKE_ARGUMENT...] [-- TARGET...]: builds build/PRESET.
 configure_and_build() {
     local preset=$1 arguments=()

@@ -10,39 +10,13 @@ exec 3>&1 >&2 # the folder is all that goes to standard output
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-# Downloads and unpacks the source package into $work/source. The system's own package lists stay as
-# they are: apt gets private ones, from the system's sources of Debian turned from deb to deb-src.
-fetch_sources() {
-    local apt=$work/apt file
-    rm -rf "$apt" "$work/unpacking"
-    mkdir -p "$apt/sources" "$apt/state/lists/partial" "$apt/archives/partial"
-    # shellcheck disable=SC2016 # $(SOURCESENTRY) is for apt
-    apt-get indextargets --format '$(SOURCESENTRY)' 'Created-By: Packages' 'Origin: Debian' \
-        | sed 's/:[0-9]*$//' | sort -u \
-        | while read -r file; do
-            case $file in
-                *.sources) sed -E 's/^(Types:).*/\1 deb-src/' "$file" ;;
-                *) sed -nE 's/^deb(-src)?[[:space:]]/deb-src /p' "$file" ;;
-            esac >"$apt/sources/${file##*/}"
-        done
-    [ -n "$(ls "$apt/sources")" ] || fail "apt knows no sources of Debian; run apt-get update"
-    local apt_get=(apt-get
-        -o "Dir::Etc::SourceList=/dev/null" -o "Dir::Etc::SourceParts=$apt/sources"
-        -o "Dir::State=$apt/state" -o "Dir::Cache=$apt" -o "APT::Sandbox::User=$(id -un)")
-    cd "$apt"
-    quietly "${apt_get[@]}" update
-    quietly "${apt_get[@]}" --only-source --download-only source "qt6-base=$version"
-    quietly dpkg-source --no-check --extract qt6-base_*.dsc "$work/unpacking"
-    mv "$work/unpacking" "$work/source"
-}
-
 build() {
     # -fno-builtin: the compiler expands small memcpy() calls in place, unseen by the sanitizer.
     local flags="-O1 -g1 -fno-builtin -fno-omit-frame-pointer" feature off=()
     for feature in concurrent dbus gui icu network printsupport sql testlib widgets xml; do
         off+=("-DFEATURE_$feature=OFF")
     done
-    quietly cmake -S "$work/source" -B "$work/build" -G Ninja \
+    quietly cmake -S "$work/qt6-base" -B "$work/build" -G Ninja \
         -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ -DCMAKE_BUILD_TYPE=None \
         "-DCMAKE_C_FLAGS=$flags" "-DCMAKE_CXX_FLAGS=$flags" \
         -DFEATURE_sanitizer=ON -DFEATURE_sanitize_thread=ON -DECM_ENABLE_SANITIZERS=thread \
@@ -58,11 +32,11 @@ mkdir -p "$work"
 exec 9>"$cache/lock"
 flock 9
 if [ ! -d "$cache/lib" ]; then
-    if [ ! -d "$work/source" ]; then
+    if [ ! -d "$work/qt6-base" ]; then
         dpkg-query -s dpkg-dev libglib2.0-dev >/dev/null 2>&1 \
             || quietly as_root apt-get install -y dpkg-dev libglib2.0-dev
         say "Fetching the sources of Qt $version"
-        (fetch_sources)
+        fetch_debian_source "$work" qt6-base "$version"
     fi
     say "Building QtCore with the thread sanitizer (about 7 minutes on 2 processors)"
     build

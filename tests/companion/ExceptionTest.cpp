@@ -21,7 +21,7 @@ private Q_SLOTS:
         cause.reset();
         const QByteArray expected("kel::FileException: a.txt: file not found; caused by "
                                   "kel::FileException: /missing/Grüße.txt: "
-                                  "No such file or directory");
+                                  + file.errorString().toUtf8());
         QCOMPARE(QByteArray(exception.what()), expected);
         QCOMPARE(QByteArray(FileException(exception).what()), expected);
     }

@@ -1,4 +1,5 @@
 #include "support/TemporaryFolder.h"
+#include "support/posix.h"
 #include "support/testBytes.h"
 
 #include <Quarn/fileutils/FileUtils.h>
@@ -99,12 +100,14 @@ private Q_SLOTS:
         QCOMPARE(target.bytes, data.left(34998));
 
         // Nothing goes from a file to itself. Without a source, the target is emptied.
-        QVERIFY(FileUtils::copy(to, to, 1000, 0) == 0 && QFile(to).size() == 34998);
+        const qint64 size = QFile(to).size(); // with two characters at the ends of lines, it may be
+        QVERIFY(FileUtils::copy(to, to, 1000, 0) == 0 && QFile(to).size() == size && size >= 34998);
         QVERIFY(FileUtils::copy(none, to, 1000, 0) == 0 && QFile(to).size() == 0);
         // A target that cannot be opened takes nothing, after one chunk was read; a full disk too.
         QCOMPARE(FileUtils::copy(&unread, folder.path(), most, 0), 0);
         QCOMPARE(unread.asked, Sizes{16384});
-        QCOMPARE(FileUtils::copy(&endless, QStringLiteral("/dev/full"), most, 0), 0);
+        if (hasPosix)
+            QCOMPARE(FileUtils::copy(&endless, QStringLiteral("/dev/full"), most, 0), 0);
     }
 };
 

@@ -1,4 +1,5 @@
 #include "support/Entries.h"
+#include "support/ResourceLimit.h"
 #include "support/TemporaryFolder.h"
 #include "support/Thread.h"
 
@@ -7,8 +8,6 @@
 
 #include <QBuffer>
 #include <QTest>
-
-#include <sys/resource.h>
 
 #include <cstdio>
 #include <tuple>
@@ -26,18 +25,22 @@ private Q_SLOTS:
         const QDir::Filters all = QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot;
         const QStringList texts(QStringLiteral("*.txt"));
         const TemporaryFolder folder;
-        createEntries(folder.root(), {"t/a.txt", "t/b", "t/.c", "t/s/d.txt", "t/s/u/e",
-                                      "t/s/u/up>../..", "t/z>s", "x/f.txt", "t/s/x>../../x"});
+        createEntries(folder.root(),
+                      creatable({"t/a.txt", "t/b", "t/s/d.txt", "t/s/u/e", "t/s/u/up>../..",
+                                 "t/z>s", "x/f.txt", "t/s/x>../../x"}));
+        if (hasPosix)
+            createEntries(folder.root(), {"t/.c"}); // hidden by its name
+        const int linked = hasPosix ? 8 : 0, hidden = linked;
         const auto size = [&](const QStringList& names, QDir::Filters filters, bool recursive) {
             return FileUtils::dirSize(QDir(folder.at("t")), names, filters, recursive);
         };
         QCOMPARE(size({}, all, false), 16);
-        QCOMPARE(size({}, all, true), 40); // each folder once
-        QCOMPARE(size({}, QDir::Files | QDir::Dirs, true), 40);
+        QCOMPARE(size({}, all, true), 32 + linked); // each folder once
+        QCOMPARE(size({}, QDir::Files | QDir::Dirs, true), 32 + linked);
         QCOMPARE(size({}, all | QDir::NoSymLinks, true), 32);
-        QCOMPARE(size({}, all | QDir::Hidden, true), 48);
+        QCOMPARE(size({}, all | QDir::Hidden, true), 32 + linked + hidden);
         QCOMPARE(size(texts, all, true), 8); // names of folders, too
-        QCOMPARE(size(texts, all | QDir::AllDirs, true), 24);
+        QCOMPARE(size(texts, all | QDir::AllDirs, true), 16 + linked);
         // Without names the folder's own count, there but not below.
         QCOMPARE(FileUtils::dirSize(QDir(folder.at("t"), texts.first()), {}, all, true), 8);
     }
@@ -52,16 +55,26 @@ private Q_SLOTS:
                 "a.j n.t x.p m/D.E m/b.j m/c.e m/l.j m/\u00c4.e m/k/c.p m/n/o.j m/n/y/z.p p.j/q"},
                {"*.e", true, QDir::NoSort, "m/c.e m/D.E m/\u00c4.e"}};
         const TemporaryFolder folder;
-        createEntries(folder.root(),
-                      {"t/a.j", "t/.h.j", "t/l>m", "t/m/b.j", "t/m/k/c.p", "t/m/k/up>../..",
-                       "t/m/l.j", "t/m/n>../../x", "t/m/D.E", "t/m/c.e", "t/m/\u00c4.e", "t/n>../x",
-                       "t/n.t", "t/p.j/q", "t/x.p", "t/y>none", "x/o.j", "x/y>../z", "z/z.p"});
+        createEntries(
+            folder.root(),
+            creatable({"t/a.j", "t/l>m", "t/m/b.j", "t/m/k/c.p", "t/m/k/up>../..", "t/m/l.j",
+                       "t/m/n>../../x", "t/m/D.E", "t/m/c.e", "t/m/\u00c4.e", "t/n>../x", "t/n.t",
+                       "t/p.j/q", "t/x.p", "t/y>none", "x/o.j", "x/y>../z", "z/z.p"}));
+        if (hasPosix)
+            createEntries(folder.root(), {"t/.h.j"}); // hidden by its name
         const QDir top(folder.at("t"));
         for (const auto& [patterns, deep, sort, expected] : rows) {
             QStringList names;
             for (const auto& file : FileUtils::findFiles(top, QLatin1String(patterns), deep, sort))
                 names << top.relativeFilePath(file.absoluteFilePath());
-            QCOMPARE(names.join(QLatin1Char(' ')), QString::fromUtf8(expected));
+            QStringList all = QString::fromUtf8(expected).split(QLatin1Char(' '));
+            if (!hasPosix) // behind links
+                all.erase(std::remove_if(all.begin(), all.end(),
+                                         [](const QString& name) {
+                                             return name.contains(QLatin1String("n/"));
+                                         }),
+                          all.end());
+            QCOMPARE(names, all);
         }
     }
 
@@ -100,6 +113,8 @@ private Q_SLOTS:
                // The first failure in name order ends it.
                {{"t/c/f", "t/B/p|", "t/B/q", "t/a/f"}, "t", {"t/B/p", "t/c/f"}, false}};
         for (const auto& [before, name, after, erased] : rows) {
+            if (!canCreate(before))
+                continue;
             const TemporaryFolder folder;
             createEntries(folder.root(), {"t"});
             const QFileInfo info(folder.at(name));
@@ -126,6 +141,8 @@ private Q_SLOTS:
 
     void reachesTheBottomAndBeyondFourGigabytes()
     {
+        if (!hasPosix)
+            QSKIP("The system's own functions reach no such depth here", );
         const TemporaryFolder folder;
         const QByteArray top = folder.root() + "/t", above = folder.root() + "/above";
         createEntries(top, {"f"});
@@ -140,8 +157,7 @@ private Q_SLOTS:
                 QCOMPARE(FileUtils::dirSize(dir, {}, QDir::Files | QDir::Dirs, true), 5ll << 30);
             }
         }
-        const rlimit low = {40, 40}; // for the rest of the program
-        QCOMPARE(::setrlimit(RLIMIT_NOFILE, &low), 0);
+        const ResourceLimit low(ResourceLimit::OpenFiles, 40);
         QVERIFY(FileUtils::erase(folder.at("t")) && entriesOf(folder.root()).isEmpty());
     }
 };

@@ -26,6 +26,8 @@ private Q_SLOTS:
     void exists()
     {
         const auto check = [](const char* entry, const char* name, bool exact, bool byStem) {
+            if (!canCreate(QByteArray(entry).split('|')))
+                return;
             const Folder folder(entry);
             QVERIFY2(FileUtils::exists(folder, QString::fromUtf8(name), true) == exact, name);
             QVERIFY2(FileUtils::exists(folder, QString::fromUtf8(name), false) == byStem, name);
@@ -44,6 +46,8 @@ private Q_SLOTS:
         check(".hidden.txt", ".hidden.txt", true, false);
         check(".cfg", ".cfg", true, true); // no stem, so exactly
         check("b", "sub/b", false, false);
+        if (!hasPosix)
+            return; // Qt's listing drops a byte order mark
         const QString marked = QChar(QChar::ByteOrderMark) + QStringLiteral("abc.txt");
         const Folder folder(marked.toUtf8());
         QVERIFY(FileUtils::exists(folder, marked, false));
@@ -89,7 +93,7 @@ private Q_SLOTS:
               QStringLiteral("a.con"), QStringLiteral("..a"), longest,
               QStringLiteral("ü").repeated(127)}) {
             QVERIFY2(FileUtils::isSafeFileName(safe), qPrintable(safe));
-            QCOMPARE(FileUtils::safeFilePath(QDir::root(), safe), QLatin1Char('/') + safe);
+            QCOMPARE(FileUtils::safeFilePath(QDir::root(), safe), QDir::rootPath() + safe);
         }
         QStringList unsafe{QString(), longest + QLatin1Char('n'), QStringLiteral("ü").repeated(128),
                            QString(QChar(0xd83d)), QString(QChar(0xde00)) + QLatin1Char('a')};
@@ -114,14 +118,15 @@ private Q_SLOTS:
         createEntries(parent.root(), {"kept"});
         {
             kel::TempDir folder(parent.path());
-            QCOMPARE(int(QFile::permissions(folder.path())) & 0x7777, 0x7700);
+            if (hasPosix)
+                QCOMPARE(int(QFile::permissions(folder.path())) & 0x7777, 0x7700);
             createEntries(QFile::encodeName(folder.path()),
-                          {"closed/f", "link>../kept", "pipe|", "a/b/c"});
+                          creatable({"closed/f", "link>../kept", "pipe|", "a/b/c"}));
             QFile::setPermissions(folder.filePath(QStringLiteral("closed")), {});
             kel::TempDir other(parent.path());
             other = std::move(folder);
             kel::TempDir third(std::move(other));
-            QCOMPARE(entriesOf(parent.root()).size(), 6); // one of the two is empty
+            QCOMPARE(entriesOf(parent.root()).size(), hasPosix ? 6 : 4); // one of the two is empty
             third.remove();
             QVERIFY(third.path().isEmpty() && kel::TempDir(parent.path()).keep().size() > 0);
         }
@@ -136,14 +141,16 @@ private Q_SLOTS:
         for (int number = 2; number <= 100; ++number)
             names += QByteArray("|a_#.x|b:#.x|.d#|c#.x>").replace('#', QByteArray::number(number))
                      + (number == 60 ? "nowhere" : "a.x");
-        const Folder folder(names);
+        const Folder folder(creatable(names.split('|')).join('|'));
         const auto unique = [&folder](const char* pattern, const char* format, bool exact) {
             return FileUtils::uniqueFileName(folder, QString::fromUtf8(pattern), format, exact);
         };
         QCOMPARE(unique("a.x", "_%d", true), QStringLiteral("a_101.x"));
         QCOMPARE(unique("a.y", "_%d", false), QStringLiteral("a_101.y"));
-        QCOMPARE(unique("c.x", "%d", true), QStringLiteral("c60.x")); // leads nowhere
         QCOMPARE(unique(".d", "%d", true), QStringLiteral(".d101"));
+        if (!hasPosix)
+            return;
+        QCOMPARE(unique("c.x", "%d", true), QStringLiteral("c60.x")); // leads nowhere
         QCOMPARE(unique("b:.x", "%d", true), QStringLiteral("b:101.x"));
     }
 };

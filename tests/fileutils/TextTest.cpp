@@ -8,9 +8,10 @@
 #include <QDateTime>
 #include <QTest>
 
+#if QUARN_HAS_POSIX
 #include <sys/syscall.h>
 #include <sys/xattr.h>
-#include <unistd.h>
+#endif
 
 #include <cerrno>
 #include <cstring>
@@ -18,6 +19,8 @@
 
 using kel::FileException;
 using kel::FileUtils;
+
+#if QUARN_HAS_POSIX
 
 static bool colonsRefused = false;
 
@@ -28,6 +31,8 @@ extern "C" Q_DECL_EXPORT int renameat(int from, const char* name, int to, const 
         return errno = EINVAL, -1;
     return int(syscall(SYS_renameat, from, name, to, newName));
 }
+
+#endif
 
 /** Whole files, and the comments of files. */
 class TextTest : public QObject
@@ -74,6 +79,8 @@ private Q_SLOTS:
 
     void commentComesBack()
     {
+        if (!hasComments())
+            QSKIP("This file system has no named streams", );
         const QString texts[] = {QString::fromUtf8("Grüße, 日本語, עברית\n😀"), m_tooLong,
                                  QString(4096, QLatin1Char('x')), QString()};
         for (const QString& former : texts) {
@@ -84,8 +91,11 @@ private Q_SLOTS:
                 QCOMPARE(FileUtils::comment(m_file), text);
             }
         }
-        QCOMPARE(entries(), Entries{"a.avi"});
+        if (hasPosix) // Wine keeps a stream in a file
+            QCOMPARE(entries(), Entries{"a.avi"});
     }
+
+#if QUARN_HAS_POSIX // where a file of its own may be the comment's place
 
     void commentIsTheDesktopsOwnAndLeavesTheFileAlone()
     {
@@ -170,9 +180,21 @@ private Q_SLOTS:
         }
     }
 
+#endif
+
 private:
-    QString path(const char* name) const { return m_folder->at(name); }
-    Entries entries() const { return entriesOf(m_folder->root()); }
+    bool hasComments() const
+    {
+        return hasPosix || QFile(m_file + QStringLiteral(":x")).open(QIODevice::WriteOnly);
+    }
+    QString path(const char* name) const
+    {
+        return m_folder->at(name);
+    }
+    Entries entries() const
+    {
+        return entriesOf(m_folder->root());
+    }
 
     std::unique_ptr<TemporaryFolder> m_folder;
     QString m_file; // in the folder, with "Line\r\nline" in it

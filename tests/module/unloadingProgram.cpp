@@ -1,29 +1,33 @@
 // Loads, uses and unloads the library that is its argument, and tells what is there at which time.
 
+#include "support/residentLibrary.h"
+
 #include <QCoreApplication>
 #include <QDir>
+#include <QLibrary>
 
 #include <cstdio>
-#include <dlfcn.h>
 
 int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
+    QLibrary library(QString::fromLocal8Bit(argv[1]));
     for (int step = 0; step < 5; ++step) { // it is loaded in the odd ones
-        void* const handle = step % 2 == 1 ? dlopen(argv[1], RTLD_NOW | RTLD_LOCAL) : nullptr;
-        void* const resident = dlopen(argv[1], RTLD_NOW | RTLD_NOLOAD);
+        const bool loaded = step % 2 == 1 && library.load();
+        const bool resident = isResident(library.fileName());
         QFile maps(QStringLiteral("/proc/self/maps"));
         const bool widgets = maps.open(QIODevice::ReadOnly) && maps.readAll().contains("Widgets");
         const QStringList catalogues = QDir(QStringLiteral(":/Translations")).entryList();
         std::printf("%s,%s%s\n", resident ? "loaded" : "gone", widgets ? "widgets," : "",
                     qPrintable(catalogues.join(QLatin1Char(','))));
-        if (handle) {
-            void* const show = dlsym(handle, "_ZN3kel9FileUtils17showDesktopWindowERK7QStringS3_");
-            reinterpret_cast<void (*)(const QString&, const QString&)>(show)(QDir::rootPath(), {});
-            dlclose(handle);
-        }
-        if (resident)
-            dlclose(resident);
+        if (!loaded)
+            continue;
+        const auto show = reinterpret_cast<void (*)(const QString&, const QString&)>(
+            library.resolve("_ZN3kel9FileUtils17showDesktopWindowERK7QStringS3_"));
+        // Elsewhere the file manager needs no further library, and would be seen.
+        show(QFile::exists(QStringLiteral("/proc")) ? QDir::rootPath() : QStringLiteral(":/none"),
+             {});
+        library.unload();
     }
     return 0;
 }

@@ -224,6 +224,8 @@ private Q_SLOTS:
 
     void refusesWithoutSha1()
     {
+        if (!hasPosix)
+            QSKIP("The library has a libcrypto of its own here", );
         SignatureDigest digest, assigned;
         digest.setPublicKeyFile(path("rsa.crt"));
         digest.setSignatureFile(path("rsa.sig"));

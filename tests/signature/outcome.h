@@ -1,9 +1,10 @@
 #ifndef QUARN_TESTS_SIGNATURE_OUTCOME_H
 #define QUARN_TESTS_SIGNATURE_OUTCOME_H
 
+#include "support/shell.h"
+
 #include <Quarn/signature/SignatureException.h>
 
-#include <QProcess>
 #include <QTest>
 
 #include <openssl/err.h>
@@ -18,16 +19,6 @@ QByteArray outcome(const Call& call)
         const bool special = dynamic_cast<const kel::SignatureException*>(&exception);
         return (special ? "" : "IO: ") + exception.message().toLocal8Bit();
     }
-}
-
-/** What goes wrong in the shell commands of \a script, which begin in \a folder. */
-inline QByteArray shellErrors(const QString& folder, const char* script)
-{
-    QProcess shell;
-    shell.setWorkingDirectory(folder);
-    shell.start(QStringLiteral("sh"), {QStringLiteral("-ec"), QString::fromLatin1(script)});
-    const bool done = shell.waitForFinished(120000) && shell.exitCode() == 0;
-    return done ? QByteArray() : "failed: " + shell.readAllStandardError();
 }
 
 /** \brief Puts an entry of somebody else into OpenSSL's error queue. */

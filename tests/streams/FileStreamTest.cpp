@@ -1,4 +1,5 @@
 #include "support/TemporaryFolder.h"
+#include "support/posix.h"
 #include "support/spellings.h"
 
 #include <Quarn/streams/FileStream.h>
@@ -83,6 +84,8 @@ private Q_SLOTS:
              "first second last", End::Removed},
         };
         for (const auto& c : cases) {
+            if (!hasPosix && c.end == End::Removed)
+                continue; // what is open stays there
             for (const bool buffered : {true, false}) {
                 init();
                 FileStream file(m_path, buffered ? QIODevice::ReadOnly

@@ -1,4 +1,5 @@
 #include "support/TemporaryFolder.h"
+#include "support/posix.h"
 #include "support/spellings.h"
 
 #include <Quarn/streams/QRandomAccessIO.h>
@@ -180,11 +181,14 @@ private Q_SLOTS:
             for (const bool lines : {false, true})
                 for (const char* by :
                      {"switching", "closing", "reopening", "removing", "finishing"})
-                    check(by, mode, lines);
+                    if (hasPosix || by != QByteArray("removing")) // of an open file
+                        check(by, mode, lines);
     }
 
     void readsWhatCameRightBeforeTheRemoval()
     {
+        if (!hasPosix)
+            QSKIP("A file that is open cannot be removed here", );
         append(m_path, "ab");
         GrowingFile file(m_path);
         QVERIFY(file.open(unbuffered) && file.read(2) == "ab");
@@ -198,6 +202,8 @@ private Q_SLOTS:
 
     void endOfAPipeEndsABlockingRead()
     {
+        if (!hasPosix)
+            QSKIP("There are no pipes in folders here", );
         QCOMPARE(QProcess::execute(QStringLiteral("mkfifo"), {m_path}), 0);
         std::thread writer([this] { append(m_path, "through the pipe"); });
         File file(m_path);
@@ -242,7 +248,8 @@ private Q_SLOTS:
         QVERIFY(source.open(appended.handle(), unbuffered));
         QVERIFY(destination.open(appended.handle(), QIODevice::WriteOnly | QIODevice::Unbuffered));
         QVERIFY(source.setPosition(1) && destination.setPosition(0) && source.setPosition(1));
-        QCOMPARE(source.read(2), QByteArray("12"));
+        QCOMPARE(source.read(2),
+                 QByteArray(hasPosix ? "12" : "b2")); // QFile writes where it is there
     }
 
     void detectsFailures()

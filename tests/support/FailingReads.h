@@ -1,13 +1,15 @@
 #ifndef QUARN_TESTS_SUPPORT_FAILINGREADS_H
 #define QUARN_TESTS_SUPPORT_FAILINGREADS_H
 
+#include "support/posix.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
-#include <sys/stat.h>
+
+#if QUARN_HAS_POSIX
 #include <sys/syscall.h>
-#include <unistd.h>
 
 /**
  * While it lives, each read() of a file gives 100 bytes at most, and after so many of them one
@@ -53,4 +55,14 @@ extern "C" ssize_t read(int file, void* bytes, std::size_t size)
     return FailingReads::read(file, bytes, size);
 }
 
+#else
+
+/** No read fails here. */
+struct FailingReads
+{
+    FailingReads(int, bool) { }
+    bool happened() const { return false; }
+};
+
+#endif
 #endif

@@ -78,6 +78,7 @@ public:
     {
         openTasks();
         qAddPostRoutine(waitForTasks);
+        callBeforeThreadsEnd(waitForTasks);
     }
     EndOfProgram(const EndOfProgram&) = delete;
     EndOfProgram& operator=(const EndOfProgram&) = delete;

@@ -7,4 +7,6 @@ bool otherThreadsHaveEnded()
     return false; // they run until the last static object is destroyed
 }
 
+void callBeforeThreadsEnd(void (*)()) { }
+
 } // namespace kel

@@ -1,19 +1,19 @@
 #include <Quarn/platform/Logon_p.h>
 
-#include <qt_windows.h>
+#include <Quarn/platform/windows/SystemCalls_p.h>
 
 namespace kel {
 
 bool openLogonToken(const std::wstring& user, const std::wstring& password, void** token)
 {
-    return LogonUserW(user.c_str(), L".", password.c_str(), LOGON32_LOGON_NEW_CREDENTIALS,
-                      LOGON32_PROVIDER_DEFAULT, token)
+    return systemCalls().logonUser(user.c_str(), L".", password.c_str(),
+                                   LOGON32_LOGON_NEW_CREDENTIALS, LOGON32_PROVIDER_DEFAULT, token)
            != 0;
 }
 
 void closeLogonToken(void* token) noexcept
 {
-    CloseHandle(token);
+    systemCalls().closeHandle(token);
 }
 
 } // namespace kel

@@ -105,7 +105,7 @@ QString displayName(SystemNameView name)
 
 SystemName systemName(const QString& name)
 {
-    return systemPath(name);
+    return shellPath(name);
 }
 
 OpenFolder::OpenFolder() : m_handle(std::make_unique<Handle>()) { }
@@ -115,13 +115,13 @@ OpenFolder::~OpenFolder() = default;
 
 int OpenFolder::open(const QString& path)
 {
-    m_handle->folder = hold(longSystemPath(path), FILE_FLAG_BACKUP_SEMANTICS);
+    m_handle->folder = hold(systemPath(path), FILE_FLAG_BACKUP_SEMANTICS);
     const int error = openedId(m_handle->folder, m_id);
     if (error != systemError::none)
         return error;
     m_handle->path = finalPath(m_handle->folder.get());
     if (m_handle->path.empty()) // on file systems of few features
-        m_handle->path = longSystemPath(path);
+        m_handle->path = systemPath(path);
     return systemError::none;
 }
 

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <string>
-#include <system_error>
 
 namespace kel {
 namespace {
@@ -20,7 +19,7 @@ constexpr qint64 largestTransfer = 1 << 30;
 
 QString reasonOf(DWORD error)
 {
-    return QString::fromLocal8Bit(std::system_category().message(int(error)).c_str());
+    return qt_error_string(int(error));
 }
 
 OVERLAPPED at(qint64 position)

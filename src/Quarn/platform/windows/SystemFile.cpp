@@ -58,6 +58,8 @@ Outcome SystemFile::open(const QString& path, QIODevice::OpenMode mode, Wait&)
 
 Outcome SystemFile::read(char* target, qint64 size, Wait&)
 {
+    if (!m_handle->file.isReadable()) // which Qt would warn of
+        return failure(QFileDevice::ReadError, qt_error_string(ERROR_ACCESS_DENIED));
     m_handle->file.unsetError();
     qint64 count = 0;
     while (count < size) {
@@ -73,6 +75,8 @@ Outcome SystemFile::read(char* target, qint64 size, Wait&)
 
 Outcome SystemFile::write(const char* data, qint64 size, Wait&)
 {
+    if (!m_handle->file.isWritable())
+        return failure(QFileDevice::WriteError, qt_error_string(ERROR_ACCESS_DENIED));
     m_handle->file.unsetError();
     qint64 count = 0;
     while (count < size) {

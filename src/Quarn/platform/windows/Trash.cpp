@@ -1,10 +1,7 @@
 #include <Quarn/platform/Trash_p.h>
 
+#include <Quarn/platform/windows/SystemCalls_p.h>
 #include <Quarn/platform/windows/SystemPath_p.h>
-
-#include <windows.h>
-
-#include <shellapi.h>
 
 namespace kel {
 
@@ -12,7 +9,7 @@ TrashOutcome moveToTrash(const QString& path)
 {
     // The shell takes a list of names, each with a zero behind it and one more at the end, and
     // finds nothing under a name with forward slashes.
-    std::wstring names = systemPath(path);
+    std::wstring names = shellPath(path);
     if (names.empty())
         return {ERROR_INVALID_NAME, QString()};
     names += L'\0';
@@ -20,7 +17,7 @@ TrashOutcome moveToTrash(const QString& path)
     operation.wFunc = FO_DELETE;
     operation.pFrom = names.c_str();
     operation.fFlags = FOF_ALLOWUNDO;
-    return {::SHFileOperationW(&operation), QString()};
+    return {systemCalls().fileOperation(&operation), QString()};
 }
 
 // What is in the bin, only objects of the shell know; the way back is for its own windows.

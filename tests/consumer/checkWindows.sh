@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# checkWindows.sh SOURCE BUILD: builds the foreign project against an installation of the build for
+# Windows, and against its zip unpacked elsewhere, and runs it with Wine; with the zip it has no other
+# libraries than those in there.
+set -euo pipefail
+source_dir=$1
+build=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+consume() { # NAME PREFIX
+    printf '%s\n' "-- consumer: $1"
+    {
+        cmake -S "$source_dir/tests/consumer" -B "$work/$1" -G Ninja \
+            "-DCMAKE_TOOLCHAIN_FILE=$source_dir/cmake/mingw-w64.cmake" \
+            "-DCMAKE_FIND_ROOT_PATH=$2" -DCMAKE_PREFIX_PATH=/ -DCMAKE_BUILD_TYPE=Release
+        cmake --build "$work/$1"
+    } >"$work/log" || { cat "$work/log"; return 1; }
+    "$source_dir/scripts/wine.sh" "$build/wine" "$work/$1/consumer.exe" | tr -d '\r' | tee "$work/said"
+    grep -q '^Qt 6\.' "$work/said"
+}
+windows_path() { printf 'Z:%s' "${1//\//\\}"; }
+
+cache=${QUARN_WINDOWS_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/quarn-windows}
+cmake --install "$build" --prefix "$work/prefix" >/dev/null
+WINEPATH="$(windows_path "$work/prefix/bin");$(windows_path "$cache/prefix/bin")" \
+    consume installed "$work/prefix"
+
+(cd "$build" && cpack -B "$work/zip" >/dev/null)
+mkdir "$work/elsewhere"
+(cd "$work/elsewhere" && cmake -E tar xf "$work"/zip/Quarn-*.zip)
+unpacked=$(echo "$work"/elsewhere/*)
+WINEPATH=$(windows_path "$unpacked/bin") consume unpacked "$unpacked"
+du -h "$work"/zip/Quarn-*.zip
+(cd "$unpacked" && find . -maxdepth 3 | sort)
