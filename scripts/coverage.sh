@@ -28,7 +28,7 @@ export_coverage() {
         -instr-profile="$work/data" "$project_dir/src/Quarn"
 }
 
-export_coverage | awk -v root="$project_dir/src/Quarn/" -v gaps="${1:-}" '
+export_coverage | awk -v gaps="${1:-}" '
     function percent(hit, found) { return found == 0 ? 100 : 100 * hit / found }
     function row(name, lines, linesHit, branches, branchesHit) {
         return sprintf("%-12s %7d %7.1f %% %9d %7.1f %%", name, lines, percent(linesHit, lines),
@@ -37,7 +37,7 @@ export_coverage | awk -v root="$project_dir/src/Quarn/" -v gaps="${1:-}" '
     BEGIN { FS = "[:,]"; printf "%-12s %7s %9s %9s %9s\n", "family", "lines", "reached", "branches", "reached" }
     /^SF:/ {
         file = substr($0, 4)
-        sub(root, "", file)
+        sub(".*/src/Quarn/", "", file)
         family = file
         sub("/.*", "", family)
         families[family] = 1
