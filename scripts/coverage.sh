@@ -25,7 +25,8 @@ LLVM_PROFILE_FILE=$work/%4m.profraw ctest --test-dir "$project_dir/build/coverag
 export_coverage() {
     "$llvm_cov" export --format=lcov "$project_dir/build/coverage/src/Quarn/libQuarn-qt6.so" \
         -object "$project_dir/build/coverage/src/Quarn/libQuarn-qt6-desktop.so.1" \
-        -instr-profile="$work/data" "$project_dir/src/Quarn"
+        -ignore-filename-regex=_autogen -instr-profile="$work/data" \
+        "$project_dir/src/Quarn"
 }
 
 export_coverage | awk -v gaps="${1:-}" '
