@@ -17,30 +17,31 @@ llvm_profdata=$(compgen -c llvm-profdata | sort -V | head -n 1)
 
 say "Testing"
 # Some tests run hundreds of processes: what these leave is joined at once.
-LLVM_PROFILE_FILE=$work/%4m.profraw ctest --test-dir "$project_dir/build/coverage" \
+LLVM_PROFILE_FILE=$work/%4m.profraw ctest --test-dir "$project_dir/build/coverage" -j 2 \
     --output-on-failure --exclude-regex '^(format|windows|installation|docs|headers)' >"$work/log" 2>&1 \
     || { tail -n 40 "$work/log" >&2; say "Some tests failed; the figures are what the others reach"; }
 "$llvm_profdata" merge -o "$work/data" "$work"/*.profraw
 
 export_coverage() {
     "$llvm_cov" export --format=lcov "$project_dir/build/coverage/src/Quarn/libQuarn-qt6.so" \
-        -object "$project_dir/build/coverage/src/Quarn/libQuarn-qt6-desktop.so" \
-        -instr-profile="$work/data" "$project_dir/src/Quarn" 2>/dev/null
+        -object "$project_dir/build/coverage/src/Quarn/libQuarn-qt6-desktop.so.1" \
+        -ignore-filename-regex=_autogen -instr-profile="$work/data" \
+        "$project_dir/src/Quarn"
 }
 
-export_coverage | awk -v root="$project_dir/src/Quarn/" -v gaps="${1:-}" '
+export_coverage | awk -v gaps="${1:-}" '
     function percent(hit, found) { return found == 0 ? 100 : 100 * hit / found }
-    function show(name, lines, linesHit, branches, branchesHit) {
-        printf "%-12s %7d %7.1f %% %9d %7.1f %%\n", name, lines, percent(linesHit, lines),
-            branches, percent(branchesHit, branches)
+    function row(name, lines, linesHit, branches, branchesHit) {
+        return sprintf("%-12s %7d %7.1f %% %9d %7.1f %%", name, lines, percent(linesHit, lines),
+            branches, percent(branchesHit, branches))
     }
     BEGIN { FS = "[:,]"; printf "%-12s %7s %9s %9s %9s\n", "family", "lines", "reached", "branches", "reached" }
     /^SF:/ {
         file = substr($0, 4)
-        sub(root, "", file)
+        sub(".*/src/Quarn/", "", file)
         family = file
         sub("/.*", "", family)
-        families[family]
+        families[family] = 1
     }
     /^DA:/ {
         ++lines[family]
@@ -53,12 +54,13 @@ export_coverage | awk -v root="$project_dir/src/Quarn/" -v gaps="${1:-}" '
     }
     END {
         for (family in families) {
-            show(family, lines[family], linesHit[family], branches[family], branchesHit[family]) | "sort"
+            print row(family, lines[family], linesHit[family], branches[family], branchesHit[family]) \
+                | "sort"
             l += lines[family]; lh += linesHit[family]
             b += branches[family]; bh += branchesHit[family]
         }
         close("sort")
-        show("all", l, lh, b, bh)
+        print row("all", l, lh, b, bh)
         if (gaps != "")
             for (file in missed)
                 print file ":" missed[file] | "sort"

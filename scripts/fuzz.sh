@@ -42,7 +42,7 @@ if [ "${1:-}" = --coverage ]; then
         "$llvm_profdata" merge -o "$work/$target.data" "$work/$target.raw"
         "$llvm_cov" report "$program" -instr-profile="$work/$target.data" \
             "$project_dir/fuzz/$target.cpp" | awk -v target="$target" \
-            '/^TOTAL/ { printf "%-14s %s of %d\n", target, $10, $8 }'
+            '$1 ~ "(^|/)" target "[.]cpp$" { printf "%-14s %s of %d\n", target, $10, $8 }'
     done
     exit
 fi
