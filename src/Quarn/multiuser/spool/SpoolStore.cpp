@@ -220,7 +220,8 @@ MultiUserSpoolFigures SpoolStore::figures() const
     figures.firstPosition = firstPosition();
     figures.inMemory = m_chunks.bytesInMemory();
     figures.spilled = (m_memoryBegin - m_first) << m_shift;
-    figures.highWater = m_chunks.highWater();
+    // The producer counts a piece before it raises the high water.
+    figures.highWater = std::max(m_chunks.highWater(), figures.inMemory);
     for (const SpoolReading* reading : m_readings)
         figures.lags.push_back(reading->lag());
     return figures;
