@@ -238,13 +238,16 @@ int OpenFolder::sync()
     return errno;
 }
 
-qint64 OpenFolder::roomForCopies(const OpenFolder& source) const
+qint64 OpenFolder::roomForCopies(const OpenFolder& source, const SystemName& name) const
 {
+    // Another file system may begin right there.
+    const FileDescriptor entry(
+        ::openat(source.m_handle->get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     constexpr qint64 unknown = std::numeric_limits<qint64>::max();
     struct statfs here;
     struct statfs there;
     struct statvfs room;
-    if (::fstatfs(m_handle->get(), &here) != 0 || ::fstatfs(source.m_handle->get(), &there) != 0
+    if (::fstatfs(m_handle->get(), &here) != 0 || ::fstatfs(entry.get(), &there) != 0
         || ::fstatvfs(m_handle->get(), &room) != 0
         || (here.f_type == there.f_type && hasSharedBlocks(here.f_type)) || room.f_blocks == 0)
         return unknown;
