@@ -334,6 +334,27 @@ private Q_SLOTS:
         FileUtils::comment(folder.at("f"), QString());
         QVERIFY(FileOperations::copy({folder.at("f")}, other.path(), options).ok());
         QCOMPARE(FileUtils::comment(other.at("f")), QString()); // no old one is left
+
+        // A moved one takes it along, whether or not the file with it is moved itself, in any order.
+        for (const TemporaryFolder* const target :
+             {static_cast<const TemporaryFolder*>(&other), &folder}) {
+            for (const char* const names : {"m", "m m:comment", "m:comment m"}) {
+                createEntries(other.root(), {"m"});
+                createEntries(target->root(), {"to/"});
+                FileUtils::comment(other.at("m"), comment);
+                QStringList given;
+                for (const QByteArray& name : QByteArray(names).split(' '))
+                    given << other.at(name);
+                const FileResult result = FileOperations::move(given, target->at("to"));
+                QVERIFY2(result.ok(), qPrintable(result.what()));
+                if (target == &other || given.size() == 1)
+                    QCOMPARE(FileUtils::comment(target->at("to/m")), comment);
+                else
+                    QCOMPARE(contents(target->at("to/m:comment")), comment.toUtf8());
+                QVERIFY(!QFile::exists(other.at("m")) && !QFile::exists(other.at("m:comment")));
+                QVERIFY(FileOperations::remove({target->at("to")}).ok());
+            }
+        }
     }
 
     void endsOnAFullDisk()

@@ -29,6 +29,7 @@ class WorkLog;
  * The destructor cancels and waits for the end, which is a matter of milliseconds unless a disk or a
  * server doesn't answer; no signal comes any more. A job doesn't delete itself: connect finished()
  * with deleteLater().
+ * The end of the application cancels the jobs that are left, and waits for them.
  *
  * \par Threads
  * Use a job in the thread where it lives. cancel(), isFinished(), waitForFinished() and result() may
@@ -68,7 +69,10 @@ public:
     FileResult result() const;
 
 Q_SIGNALS:
-    /** At most ten times a second, and not at all in work that is done sooner than that. */
+    /**
+     * At most ten times a second, and once more right before finished() when the work was not
+     * cancelled.
+     */
     void progressChanged(const kel::FileProgress& progress);
     /** Once, when all is done, cancelled or failed. */
     void finished(const kel::FileResult& result);

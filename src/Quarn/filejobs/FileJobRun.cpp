@@ -1,5 +1,6 @@
 #include <Quarn/filejobs/FileJobRun_p.h>
 
+#include <Quarn/companion/backgroundTask_p.h>
 #include <Quarn/filejobs/WorkLog_p.h>
 
 #include <QDeadlineTimer>
@@ -80,7 +81,7 @@ FileResult FileJobRun::result() const
 
 FileResult FileJobRun::work()
 {
-    if (m_cancelled)
+    if (m_cancelled || programAwaitsTasks())
         return cancelledResult();
     WorkLog log([this](const FileProgress& progress) { return report(progress); }, reportInterval,
                 m_cancelled);
@@ -92,12 +93,15 @@ FileResult FileJobRun::work()
         log.fail(QString(), FileFailure::Look, 0, QStringLiteral("Unknown exception"));
     }
     m_work = nullptr; // with all that it keeps alive
+    m_last = log.progress();
     return log.result();
 }
 
-/** Sends no more than the job takes. */
+/** Sends no more than the job takes. Cancels when the program ends, which waits for the work. */
 bool FileJobRun::report(const FileProgress& progress)
 {
+    if (programAwaitsTasks())
+        return false;
     if (m_reporting.exchange(true))
         return true;
     QMetaObject::invokeMethod(
@@ -112,14 +116,15 @@ bool FileJobRun::report(const FileProgress& progress)
 
 void FileJobRun::finish(const FileResult& result)
 {
-    {
-        const QMutexLocker locker(&m_mutex);
-        m_result = result;
-    }
+    // Under the lock, so that slots find the job finished; nothing foreign runs here.
+    const QMutexLocker locker(&m_mutex);
     FileJob* const job = m_job;
+    m_result = result;
+    if (!result.cancelled)
+        QMetaObject::invokeMethod(
+            job, [job, last = m_last] { Q_EMIT job->progressChanged(last); }, Qt::QueuedConnection);
     QMetaObject::invokeMethod(
         job, [job, result] { Q_EMIT job->finished(result); }, Qt::QueuedConnection);
-    const QMutexLocker locker(&m_mutex);
     m_state = Finished; // from here on the job may go
     m_changed.wakeAll();
 }

@@ -46,6 +46,7 @@ private:
 
     FileJob* const m_job;
     Work m_work; // of the thread that works
+    FileProgress m_last; // of the thread that works
     std::atomic<bool> m_cancelled{false};
     std::atomic<bool> m_reporting{false}; // a progress is on its way to the job
     mutable QMutex m_mutex;

@@ -68,6 +68,10 @@ void Transfer::run(const QStringList& sources, const QString& folder)
     m_aboveTarget = target.idsUpwards();
     m_targets.push(std::move(target));
     m_targetPath = folder;
+    for (const QString& source : sources) {
+        const EntryPath path(source);
+        m_allGiven.insert(pathIn(path.folder, path.name));
+    }
     std::vector<qint64> sizes(std::size_t(sources.size()), -1);
     for (int i = 0; m_kind == Copy && i < sources.size(); ++i) {
         const qint64 before = m_survey.allocated();
@@ -151,6 +155,10 @@ bool Transfer::rename(const Entry& entry, Destination& destination)
         const int error = m_sources.top().rename(entry.name, m_targets.top(), destination.name,
                                                  destination.how == Destination::Replacing);
         if (error == systemError::none) {
+            if (isTop() && takesComment(entry))
+                settleComment(destination,
+                              EntryCopier::moveComment(m_sources.top(), entry.name, m_targets.top(),
+                                                       destination.name, commentStreamSuffix));
             finished(entry, destination);
             return true;
         }
@@ -178,7 +186,7 @@ bool Transfer::hasRoom(const Entry& entry, const Destination& destination)
         m_size = m_survey.allocated() - before;
     }
     if (destination.how == Destination::New
-        && m_targets.top().roomForCopies(m_sources.top()) < m_size)
+        && m_targets.top().roomForCopies(m_sources.top(), entry.name) < m_size)
         failTarget(entry.wantedName, FileStep::Write, systemError::noRoom);
     return m_log.goesOn();
 }
@@ -194,9 +202,9 @@ void Transfer::transferFile(const Entry& entry, Destination destination)
     file.keep();
     if (entry.status.hasOtherNames)
         m_linked.add(entry.status.id, m_targets.top(), placeOf(destination.name));
-    keepComment(entry, destination);
+    const bool isComplete = keepComment(entry, destination);
     finished(entry, destination);
-    if (m_kind == Copy)
+    if (m_kind == Copy || !isComplete)
         return;
     level().copied.push_back(entry);
     if (level().copied.size() >= copiedAtOnce)
@@ -248,17 +256,39 @@ bool Transfer::publish(const Entry& entry, const SystemName& temporary, Destinat
     }
 }
 
-/** Where comments are kept in files of their own, these come along with a whole folder only. */
-void Transfer::keepComment(const Entry& entry, const Destination& destination)
+/** Where comments are kept in files of their own, these may be on their way by themselves. */
+bool Transfer::takesComment(const Entry& entry) const
 {
-    const bool isAlone
-        = isTop() || destination.name != entry.name || destination.how == Destination::Replacing;
-    if (entry.status.type != EntryType::File || (!isAlone && !m_copier.hasCommentLeft()))
-        return;
-    const EntryCopier::Outcome outcome = m_copier.copyComment(
-        m_sources.top(), entry.name, m_targets.top(), destination.name, commentStreamSuffix);
-    if (!outcome.ok())
-        failTarget(destination.name, outcome.step, outcome.error);
+    if (entry.status.type != EntryType::File)
+        return false;
+    const std::vector<SystemName> files
+        = EntryCopier::commentFiles(entry.name, commentStreamSuffix);
+    return std::none_of(files.begin(), files.end(), [this](const SystemName& file) {
+        return m_allGiven.contains(sourcePath(file));
+    });
+}
+
+bool Transfer::keepComment(const Entry& entry, const Destination& destination)
+{
+    // What is moved with its folder may be in its place already, and isn't to be taken away again.
+    const bool isElsewhere
+        = destination.name != entry.name || destination.how == Destination::Replacing;
+    const bool isAlone = isTop() || (m_kind == Copy && isElsewhere);
+    if (entry.status.type != EntryType::File
+        || !(m_copier.hasCommentLeft() || (isAlone && takesComment(entry))))
+        return true;
+    return settleComment(destination,
+                         m_copier.copyComment(m_sources.top(), entry.name, m_targets.top(),
+                                              destination.name, commentStreamSuffix));
+}
+
+bool Transfer::settleComment(const Destination& destination, const EntryCopier::Outcome& outcome)
+{
+    if (outcome.ok())
+        return true;
+    m_log.fail(targetPath(destination.name), outcome.step, outcome.error);
+    level().whole = false;
+    return false;
 }
 
 void Transfer::transferFolder(const Entry& entry, Destination destination)
@@ -383,19 +413,27 @@ void Transfer::removeCopied(Level& level)
         level.copied.clear();
         return;
     }
-    OpenFolder& folder = m_sources.top();
+    const OpenFolder& folder = m_sources.top();
     for (const Entry& entry : level.copied) {
         EntryStatus status;
         int failed = folder.status(entry.name, status);
         if (failed == systemError::none)
-            failed = isSame(entry.status, status) ? folder.removeFile(entry.name)
-                                                  : systemError::changed;
+            failed = isSame(entry.status, status) ? removeMoved(entry) : systemError::changed;
         if (failed != systemError::none && failed != systemError::notThere) {
             m_log.fail(sourcePath(entry.name), FileStep::Remove, failed);
             level.whole = false;
         }
     }
     level.copied.clear();
+}
+
+int Transfer::removeMoved(const Entry& entry)
+{
+    OpenFolder& folder = m_sources.top();
+    int error = systemError::none;
+    if (isTop() && takesComment(entry))
+        error = EntryCopier::removeComment(folder, entry.name, commentStreamSuffix).error;
+    return error == systemError::none ? folder.removeFile(entry.name) : error;
 }
 
 LinkedCopies::Place Transfer::placeOf(const SystemName& name) const

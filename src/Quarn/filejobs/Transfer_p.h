@@ -7,6 +7,7 @@
 #include <Quarn/filejobs/TransferOptions.h>
 #include <Quarn/filejobs/WorkLog_p.h>
 
+#include <QSet>
 #include <QStringList>
 
 #include <optional>
@@ -75,11 +76,14 @@ private:
     void transferFile(const Entry& entry, Destination destination);
     bool makeFile(const Entry& entry, const SystemName& temporary, const SystemName& name);
     bool publish(const Entry& entry, const SystemName& temporary, Destination& destination);
-    void keepComment(const Entry& entry, const Destination& destination);
+    bool takesComment(const Entry& entry) const;
+    bool keepComment(const Entry& entry, const Destination& destination);
+    bool settleComment(const Destination& destination, const EntryCopier::Outcome& outcome);
     void transferFolder(const Entry& entry, Destination destination);
     bool makeFolder(const Entry& entry, Destination& destination);
     void leaveFolder();
     void removeCopied(Level& level);
+    int removeMoved(const Entry& entry);
     void abandonSource();
 
     std::optional<Destination> destinationOf(const Entry& entry);
@@ -110,6 +114,7 @@ private:
     FolderStack m_sources;
     FolderStack m_targets;
     std::vector<Level> m_levels; // the first has the one entry that was given
+    QSet<QString> m_allGiven; // clean paths
     std::vector<FileId> m_aboveTarget; // the target folder and those it is in
     QString m_given; // of the first level
     qint64 m_size = -1; // what it takes up; negative: not counted yet

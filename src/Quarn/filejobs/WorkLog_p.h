@@ -56,6 +56,7 @@ public:
     /** False when the work was cancelled or a disk is full. */
     bool goesOn() const { return !m_result.cancelled && !m_diskFull; }
 
+    const FileProgress& progress() const { return m_progress; }
     const FileResult& result() const { return m_result; }
 
 private:

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace kel {
 
@@ -66,6 +67,14 @@ public:
      */
     Outcome copyComment(const OpenFolder& source, const SystemName& name, OpenFolder& target,
                         const SystemName& newName, const QString& suffix);
+
+    /** Takes the comment along that is beside a file which was called \a name and is \a newName now. */
+    static Outcome moveComment(const OpenFolder& source, const SystemName& name, OpenFolder& target,
+                               const SystemName& newName, const QString& suffix);
+    /** Removes the comment that is beside the file \a name. */
+    static Outcome removeComment(OpenFolder& folder, const SystemName& name, const QString& suffix);
+    /** What the file beside \a name may be called that keeps its comment. */
+    static std::vector<SystemName> commentFiles(const SystemName& name, const QString& suffix);
 
 private:
     struct State;

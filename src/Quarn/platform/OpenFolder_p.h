@@ -104,8 +104,8 @@ public:
 
     /** Names that were made or removed survive a power failure. */
     int sync();
-    /** The bytes that copies from \a source can take; the most there is where nobody knows. */
-    qint64 roomForCopies(const OpenFolder& source) const;
+    /** The bytes that copies of \a name in \a source can take; the most there is where nobody knows. */
+    qint64 roomForCopies(const OpenFolder& source, const SystemName& name) const;
 
     struct Handle;
     const Handle& handle() const { return *m_handle; }

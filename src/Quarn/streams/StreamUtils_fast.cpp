@@ -131,6 +131,8 @@ Advance copyFromMemory(QRandomAccessIO& source, const CopyRange& range,
     if (!source.isReadable() || range.from < 0 || (other && &other->buffer() == &source.buffer()))
         return Advance();
     const QByteArray bytes = source.data(); // which the destination's write can't take away
+    if (range.from > bytes.size())
+        return Advance();
     const auto first = reinterpret_cast<const unsigned char*>(bytes.constData()) + range.from;
     const CopyRange there = cut(range, bytes.size() - range.from);
     const Advance advance = writeBytes(first, there, progress, [] { return true; });

@@ -70,16 +70,23 @@ CommentSidecar::CommentSidecar(const QByteArray& file, const QByteArray& suffix)
 
 CommentSidecar::CommentSidecar(FileDescriptor folder, const QByteArray& file,
                                const QByteArray& suffix)
-    : m_folder(std::move(folder)),
-      m_file(file), m_names{file + suffix, file + QByteArray(suffix).replace(':', ';')}
+    : m_folder(std::move(folder)), m_file(file), m_names(namesFor(file, suffix))
 { }
+
+CommentSidecar::Names CommentSidecar::namesFor(const QByteArray& file, const QByteArray& suffix)
+{
+    return {file + suffix, file + QByteArray(suffix).replace(':', ';')};
+}
 
 QByteArray CommentSidecar::read() const
 {
     struct stat file;
+    return statusOfFile(file) ? readOf(file) : QByteArray();
+}
+
+QByteArray CommentSidecar::readOf(const struct stat& file) const
+{
     struct stat sidecar;
-    if (!statusOfFile(file))
-        return QByteArray();
     for (const QByteArray& name : m_names) {
         // A pipe would block.
         const FileDescriptor opened(
@@ -121,6 +128,15 @@ bool CommentSidecar::remove()
             removed = false;
     }
     return removed;
+}
+
+bool CommentSidecar::takeFrom(CommentSidecar& former)
+{
+    struct stat file;
+    if (!statusOfFile(file))
+        return false;
+    const QByteArray comment = former.readOf(file);
+    return comment.isEmpty() ? remove() : replace(comment) && former.remove();
 }
 
 bool CommentSidecar::statusOfFile(struct stat& status) const

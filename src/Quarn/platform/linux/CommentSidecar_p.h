@@ -21,6 +21,10 @@ namespace kel {
 class CommentSidecar
 {
 public:
+    using Names = std::array<QByteArray, 2>; // the usual one, and the one for FAT
+
+    static Names namesFor(const QByteArray& file, const QByteArray& suffix);
+
     /** \a file is an absolute path without links. The root has no sidecar. */
     CommentSidecar(const QByteArray& file, const QByteArray& suffix);
     /** \a file is a name in the open \a folder. */
@@ -28,6 +32,8 @@ public:
 
     /** The comment; empty when there is none or it cannot be read to its end. */
     QByteArray read() const;
+    /** The same of a file that is called otherwise by now, and has that \a status. */
+    QByteArray readOf(const struct stat& status) const;
 
     /** Puts \a comment in the place of a former one, which stays when that fails. */
     bool replace(const QByteArray& comment);
@@ -35,13 +41,16 @@ public:
     /** \return whether there is none any more */
     bool remove();
 
+    /** Takes over the comment of the same file from before it was renamed; if it has none, neither. */
+    bool takeFrom(CommentSidecar& former);
+
 private:
     bool statusOfFile(struct stat& status) const;
     bool publish(const QByteArray& temporary);
 
     FileDescriptor m_folder;
     QByteArray m_file; ///< its name in the folder
-    std::array<QByteArray, 2> m_names; ///< of the sidecar: the usual one, and the one for FAT
+    Names m_names; ///< of the sidecar
 };
 
 } // namespace kel

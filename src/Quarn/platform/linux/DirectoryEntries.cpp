@@ -1,7 +1,5 @@
 #include <Quarn/platform/linux/DirectoryEntries_p.h>
 
-#include <Quarn/platform/linux/FileDescriptor_p.h>
-
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -17,6 +15,11 @@ struct CloseDirectory
     void operator()(DIR* directory) const { ::closedir(directory); }
 };
 
+bool isDots(const char* name)
+{
+    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
+}
+
 mode_t typeOf(int folder, const dirent& entry)
 {
     if (entry.d_type != DT_UNKNOWN)
@@ -29,22 +32,29 @@ mode_t typeOf(int folder, const dirent& entry)
 
 } // namespace
 
-int listDirectory(int folder, std::vector<DirectoryEntry>& entries)
+int visitDirectory(FileDescriptor folder, const DirectoryVisitor& visit)
 {
-    FileDescriptor copy(::fcntl(folder, F_DUPFD_CLOEXEC, 0));
-    const std::unique_ptr<DIR, CloseDirectory> directory(::fdopendir(copy.get()));
+    const std::unique_ptr<DIR, CloseDirectory> directory(::fdopendir(folder.get()));
     if (!directory)
         return errno;
-    copy.release();
+    const int descriptor = folder.release();
     for (;;) {
-        errno = 0;
+        errno = 0; // the end is no error
         const dirent* const entry = ::readdir(directory.get());
         if (!entry)
             return errno;
-        const QByteArray name(entry->d_name);
-        if (name != "." && name != "..")
-            entries.push_back({name, typeOf(folder, *entry)});
+        if (!isDots(entry->d_name) && !visit(entry->d_name, typeOf(descriptor, *entry)))
+            return 0;
     }
+}
+
+int listDirectory(int folder, std::vector<DirectoryEntry>& entries)
+{
+    return visitDirectory(FileDescriptor(::fcntl(folder, F_DUPFD_CLOEXEC, 0)),
+                          [&](const char* name, mode_t type) {
+                              entries.push_back({name, type});
+                              return true;
+                          });
 }
 
 } // namespace kel

@@ -210,4 +210,29 @@ Outcome EntryCopier::copyComment(const OpenFolder& source, const SystemName& nam
     return done ? Outcome() : failure(FileStep::Attributes);
 }
 
+Outcome EntryCopier::moveComment(const OpenFolder& source, const SystemName& name,
+                                 OpenFolder& target, const SystemName& newName,
+                                 const QString& suffix)
+{
+    CommentSidecar former = sidecar(source, name, suffix);
+    const bool done = sidecar(target, newName, suffix).takeFrom(former);
+    return done ? Outcome() : failure(FileStep::Attributes);
+}
+
+Outcome EntryCopier::removeComment(OpenFolder& folder, const SystemName& name,
+                                   const QString& suffix)
+{
+    CommentSidecar beside = sidecar(folder, name, suffix);
+    return beside.read().isEmpty() || beside.remove() ? Outcome() : failure(FileStep::Remove);
+}
+
+std::vector<SystemName> EntryCopier::commentFiles(const SystemName& name, const QString& suffix)
+{
+    std::vector<SystemName> names;
+    for (const QByteArray& file :
+         CommentSidecar::namesFor(QByteArray::fromStdString(name), QFile::encodeName(suffix)))
+        names.push_back(file.toStdString());
+    return names;
+}
+
 } // namespace kel

@@ -1,13 +1,13 @@
 #include <Quarn/platform/OpenFolder_p.h>
 
 #include <Quarn/platform/SystemError_p.h>
+#include <Quarn/platform/linux/DirectoryEntries_p.h>
 #include <Quarn/platform/linux/FreeRename_p.h>
 #include <Quarn/platform/linux/OpenFolderHandle_p.h>
 #include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <QFile>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/stat.h>
@@ -18,17 +18,13 @@
 #include <cerrno>
 #include <iterator>
 #include <limits>
+#include <utility>
 
 namespace kel {
 namespace {
 
 constexpr int folderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 constexpr int listFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-
-struct CloseDirectory
-{
-    void operator()(DIR* directory) const { ::closedir(directory); }
-};
 
 /** What a call that answers 0 for a success has ended with. */
 int outcome(int result)
@@ -64,11 +60,6 @@ int openedId(const FileDescriptor& folder, FileId& id)
         return errno;
     id = idOf(status);
     return systemError::none;
-}
-
-bool isDots(const char* name)
-{
-    return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
 bool hasSharedBlocks(long type)
@@ -162,25 +153,9 @@ int OpenFolder::list(const Visitor& visit) const
     FileDescriptor readable(::openat(m_handle->get(), ".", listFlags));
     if (!readable.isOpen())
         return errno;
-    const std::unique_ptr<DIR, CloseDirectory> directory(::fdopendir(readable.get()));
-    if (!directory)
-        return errno;
-    readable.release();
-    for (;;) {
-        errno = 0; // the end is no error
-        const dirent* const entry = ::readdir(directory.get());
-        if (!entry)
-            return errno;
-        if (isDots(entry->d_name))
-            continue;
-        EntryStatus known;
-        if (entry->d_type != DT_UNKNOWN)
-            known.type = typeOf(DTTOIF(entry->d_type));
-        else
-            status(entry->d_name, known);
-        if (!visit(entry->d_name, known.type))
-            return systemError::none;
-    }
+    return visitDirectory(std::move(readable), [&visit](const char* name, mode_t type) {
+        return visit(name, typeOf(type));
+    });
 }
 
 int OpenFolder::status(const SystemName& name, EntryStatus& status) const
@@ -238,13 +213,16 @@ int OpenFolder::sync()
     return errno;
 }
 
-qint64 OpenFolder::roomForCopies(const OpenFolder& source) const
+qint64 OpenFolder::roomForCopies(const OpenFolder& source, const SystemName& name) const
 {
+    // Another file system may begin right there.
+    const FileDescriptor entry(
+        ::openat(source.m_handle->get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     constexpr qint64 unknown = std::numeric_limits<qint64>::max();
     struct statfs here;
     struct statfs there;
     struct statvfs room;
-    if (::fstatfs(m_handle->get(), &here) != 0 || ::fstatfs(source.m_handle->get(), &there) != 0
+    if (::fstatfs(m_handle->get(), &here) != 0 || ::fstatfs(entry.get(), &there) != 0
         || ::fstatvfs(m_handle->get(), &room) != 0
         || (here.f_type == there.f_type && hasSharedBlocks(here.f_type)) || room.f_blocks == 0)
         return unknown;

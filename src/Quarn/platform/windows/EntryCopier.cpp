@@ -123,4 +123,20 @@ Outcome EntryCopier::copyComment(const OpenFolder&, const SystemName&, OpenFolde
     return Outcome();
 }
 
+Outcome EntryCopier::moveComment(const OpenFolder&, const SystemName&, OpenFolder&,
+                                 const SystemName&, const QString&)
+{
+    return Outcome();
+}
+
+Outcome EntryCopier::removeComment(OpenFolder&, const SystemName&, const QString&)
+{
+    return Outcome();
+}
+
+std::vector<SystemName> EntryCopier::commentFiles(const SystemName&, const QString&)
+{
+    return {};
+}
+
 } // namespace kel

@@ -252,7 +252,7 @@ int OpenFolder::sync()
     return systemError::none; // the file system keeps a journal of names
 }
 
-qint64 OpenFolder::roomForCopies(const OpenFolder&) const
+qint64 OpenFolder::roomForCopies(const OpenFolder&, const SystemName&) const
 {
     ULARGE_INTEGER room = {};
     return ::GetDiskFreeSpaceExW(m_handle->path.c_str(), &room, nullptr, nullptr)
