@@ -5,7 +5,7 @@ set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-families='multiuser|companion|streams|access|signature' # those that there are
+families='multiuser|companion|streams|access|signature|filejobs|fileoperations' # those that there are
 
 install_missing_packages library tests
 qt=$("$project_dir/scripts/tsan-qt.sh")
