@@ -40,7 +40,7 @@ consume sub-folder 5 -DQUARN_SOURCE="$source_dir" -DCONSUMER_QT=5 -DBUILD_SHARED
 cmake --install "$work/sub-folder" >/dev/null
 CMAKE_PREFIX_PATH=$work/static consume static 5
 
-for example in background-save capture copy-tree pin-publisher producer-and-readers relay sign-release verify-download; do
+for example in background-save capture copy-tree file-jobs follow-log log-on-once notes pin-publisher producer-and-readers receive-download relay sign-release verify-download; do
     say "example outside the tree: $example"
     cmake -S "$source_dir/examples/$example" -B "$work/$example" -G Ninja >"$work/log" \
         && cmake --build "$work/$example" >>"$work/log" || { cat "$work/log"; exit 1; }
