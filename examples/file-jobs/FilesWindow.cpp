@@ -46,7 +46,8 @@ FilesWindow::FilesWindow(const QString& folder)
     m_view->setRootIsDecorated(false);
     m_view->setItemsExpandable(false);
     m_view->setAlternatingRowColors(true);
-    m_view->setColumnWidth(0, 280);
+    m_view->hideColumn(2); // the type, which the names tell
+    m_view->setColumnWidth(0, 380);
     m_bar->setFixedWidth(220);
     m_status->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // a path may be long
 
