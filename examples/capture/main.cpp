@@ -6,10 +6,10 @@
 #include <Quarn/multiuser/MultiUserSpool.h>
 #include <Quarn/multiuser/MultiUserSpoolReader.h>
 #include <Quarn/signature/SignatureDigest.h>
+#include <Quarn/streams/SafeFile.h>
 
 #include <QCoreApplication>
 #include <QProcess>
-#include <QSaveFile>
 
 #include <cstdio>
 #include <future>
@@ -44,10 +44,10 @@ bool verify(const Spool& spool, kel::SignatureDigest digest)
 QString store(const Spool& spool, const QString& path, std::future<bool> valid)
 {
     kel::MultiUserSpoolReader reader(spool.get(), true); // from the first byte, whenever it is made
-    QSaveFile file(path);
+    kel::SafeFile file(path);
     bool written = file.open(QIODevice::WriteOnly);
     for (kel::MultiUserSpoolView view; written && !(view = reader.readView()).isEmpty();)
-        written = file.write(view.data(), view.size()) == view.size();
+        written = file.writeBlock(view.data(), int(view.size()));
     if (!written)
         spool->cancel(); // nobody needs the rest
     else if (reader.ioFailureDetected())
