@@ -79,8 +79,8 @@ FilesWindow::FilesWindow(const QString& folder)
 
 void FilesWindow::addActions()
 {
-    connect(addAction("go-up", tr("Up"), Qt::ALT | Qt::Key_Up), &QAction::triggered, this,
-            [this] { showFolder(QFileInfo(m_path->text()).path()); });
+    connect(addAction("go-up", tr("Up"), QKeySequence(QStringLiteral("Alt+Up"))),
+            &QAction::triggered, this, [this] { showFolder(QFileInfo(m_path->text()).path()); });
     QAction* const copy = addAction("edit-copy", tr("Copy to…"), Qt::Key_F5);
     connect(copy, &QAction::triggered, this, [this] { copyTo(chosenFolder(tr("Copy to"))); });
     QAction* const move = addAction("edit-cut", tr("Move to…"), Qt::Key_F6);
