@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
@@ -19,10 +20,10 @@ void countLines(const Buffer& buffer)
 {
     const auto reader = kel::MultiUserBuffer::createReaderInterface(buffer, true);
     char data[4096];
-    long lines = 0;
+    std::ptrdiff_t lines = 0;
     for (int count; (count = reader->read(data, sizeof data)) > 0;) // waits; 0 is the end
         lines += std::count(data, data + count, '\n');
-    std::fprintf(stderr, "%ld lines%s\n", lines, reader->ioFailureDetected() ? ", not all" : "");
+    std::fprintf(stderr, "%td lines%s\n", lines, reader->ioFailureDetected() ? ", not all" : "");
 }
 //! [read]
 
