@@ -1,6 +1,6 @@
 #include "PatientReader.h"
 #include "support/Thread.h"
-#include "support/cpuTime.h"
+#include "support/posix.h"
 
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/multiuser/MultiUserReader.h>
@@ -14,6 +14,7 @@
 #include <QTimer>
 
 #include <atomic>
+#include <ctime>
 #include <functional>
 #include <future>
 #include <memory>
@@ -44,6 +45,12 @@ QByteArray readToTheEnd(MultiUserReader& reader)
     for (QByteArray piece; !(piece = reader.read(4)).isEmpty();)
         data += piece;
     return data;
+}
+
+/** Of the processor's time; elsewhere the clock goes on while the process sleeps. */
+bool isShort(std::clock_t duration, int msecs)
+{
+    return !hasPosix || duration / (CLOCKS_PER_SEC / 1000) < msecs;
 }
 
 /** Blocked reads in both kinds of threads get everything and end, whatever happens in between. */
@@ -120,9 +127,9 @@ private Q_SLOTS:
         QTimer::singleShot(0, this, [&] { buffer.write("abc"); });
         QTimer::singleShot(100, this, [&] { buffer.write("def"); });
         QTimer::singleShot(200, this, [&] { buffer.write("ghi"); });
-        const qint64 cpu = cpuMsecs();
+        const std::clock_t cpu = std::clock();
         QCOMPARE(reader.read(3), QByteArray("ghi"));
-        QVERIFY2(cpuMsecs() - cpu < 100, "the nested wait spins");
+        QVERIFY2(isShort(std::clock() - cpu, 100), "the nested wait spins");
         QCOMPARE(inner, QByteArray("abcdef"));
         QCOMPARE(calls, 3); // once more after the slot has returned
     }
@@ -133,14 +140,14 @@ private Q_SLOTS:
         QSemaphore made;
         bool written = true;
         QByteArray data;
-        qint64 cpu = 0;
+        std::clock_t cpu = 0;
         Thread worker([&] {
             PatientReader reader(buffer, true);
             made.release();
             written = reader.MultiUserReader::waitForReadyRead(300);
-            cpu = -cpuMsecs();
+            cpu = -std::clock();
             data = readToTheEnd(reader);
-            cpu += cpuMsecs();
+            cpu += std::clock();
         });
         worker.start();
         made.acquire();
@@ -152,7 +159,7 @@ private Q_SLOTS:
         QTimer::singleShot(900, this, [&] { buffer->close(); });
         QTRY_VERIFY_WITH_TIMEOUT(worker.isFinished(), 60000);
         QVERIFY(!written && data == "abc");
-        QVERIFY2(cpu < 200, "waiting costs time");
+        QVERIFY2(isShort(cpu, 200), "waiting costs time");
     }
 
     void writeTellsAReaderElsewhereOnce()

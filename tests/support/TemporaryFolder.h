@@ -33,6 +33,15 @@ public:
         QFile file(at(name));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
+
+    /** Ends the program when that cannot be done. */
+    void write(const char* name, const QByteArray& bytes,
+               QIODevice::OpenMode mode = QIODevice::WriteOnly) const
+    {
+        QFile file(at(name));
+        if (!file.open(mode) || file.write(bytes) != bytes.size())
+            qFatal("cannot write %s", name);
+    }
 };
 
 #endif
