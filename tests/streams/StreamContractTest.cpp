@@ -215,11 +215,9 @@ private:
 
     Stream make(const Kind& kind, const QByteArray& data)
     {
-        m_path = m_folder.at(++m_files % 2 ? "one" : "other");
-        QFile file(m_path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size())
-            qFatal("cannot write");
-        file.close();
+        const char* const name = ++m_files % 2 ? "one" : "other";
+        m_folder.write(name, data);
+        m_path = m_folder.at(name);
         return kind.make(m_path);
     }
 
