@@ -138,7 +138,7 @@ private Q_SLOTS:
 
     void everyReaderOfABufferGetsEveryByte()
     {
-        const qint64 size = qint64(4) << 20;
+        constexpr qint64 size = qint64(4) << 20;
         SharedBuffer buffer = makeBuffer(true);
         Threads threads;
         for (unsigned seed = 1; seed <= 16; ++seed) {
@@ -148,7 +148,7 @@ private Q_SLOTS:
             for (QObject& other : *others)
                 QObject::connect(
                     buffer.get(), &QIODevice::bytesWritten, &other, [] {}, Qt::DirectConnection);
-            threads.start([seed, size, buffer, others]() mutable {
+            threads.start([seed, buffer, others]() mutable {
                 Random random(seed);
                 for (const QObject& other : *others) {
                     consume(buffer, qint64(random() % 100000), size, random);
@@ -157,7 +157,7 @@ private Q_SLOTS:
                 consume(std::move(buffer), size + 1, size, random);
             });
         }
-        threads.start([size, buffer = std::move(buffer)] { produce(*buffer, size, 99); });
+        threads.start([buffer = std::move(buffer)] { produce(*buffer, size, 99); });
     }
 
     void lastReaderDestroysTheBuffer()
