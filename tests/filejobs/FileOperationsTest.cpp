@@ -269,13 +269,21 @@ private Q_SLOTS:
     void givesANewName()
     {
         const TemporaryFolder folder;
-        createEntries(folder.root(), {"f"});
-        TransferOptions options;
+        createEntries(folder.root(), {"f", "to/"});
+        const QString target = folder.at("to");
+        TransferOptions options = by(ConflictPolicy::Overwrite);
         options.newName = QStringLiteral("g");
         QVERIFY(FileOperations::copy({folder.at("f")}, folder.path(), options).ok());
         options.newName = QStringLiteral("h");
         QVERIFY(FileOperations::move({folder.at("f")}, folder.path(), options).ok());
-        QCOMPARE(entriesOf(folder.root()), (Entries{"g", "h"}));
+        for (const char* name : {"../h", "sub/x", ".", "..", "/h"}) {
+            options.newName = QLatin1String(name);
+            QVERIFY2(!FileOperations::move({folder.at("g")}, target, options).ok(), name);
+            QCOMPARE(entriesOf(folder.root()), (Entries{"g", "h", "to/"}));
+        }
+        options.newName = QStringLiteral("one"); // several would replace each other
+        QVERIFY(FileOperations::move({folder.at("g"), folder.at("h")}, target, options).ok());
+        QCOMPARE(entriesOf(folder.root()), (Entries{"to/g", "to/h"}));
     }
 
     /** Somebody puts a link in the place of a folder that is still to be gone to. */

@@ -68,6 +68,8 @@ void Transfer::run(const QStringList& sources, const QString& folder)
     m_aboveTarget = target.idsUpwards();
     m_targets.push(std::move(target));
     m_targetPath = folder;
+    if (sources.size() == 1 && !m_options.newName.isEmpty() && !takeNewName())
+        return;
     for (const QString& source : sources) {
         const EntryPath path(source);
         m_allGiven.insert(pathIn(path.folder, path.name));
@@ -80,6 +82,17 @@ void Transfer::run(const QStringList& sources, const QString& folder)
     }
     for (int i = 0; m_log.goesOn() && i < sources.size(); ++i)
         transferSource(sources.at(i), sizes[std::size_t(i)]);
+}
+
+/** Answers false when that leads anywhere but into the target folder. */
+bool Transfer::takeNewName()
+{
+    const QString path = pathIn(m_targetPath, m_options.newName);
+    m_newName = systemName(m_options.newName);
+    const bool isName = EntryPath(path).name == m_options.newName;
+    if (!isName)
+        m_log.fail(path, FileStep::Create, systemError::notPermitted);
+    return isName;
 }
 
 void Transfer::survey(const QStringList& sources)
@@ -127,8 +140,8 @@ void Transfer::runLevels()
 void Transfer::transferEntry(const SystemName& name)
 {
     Entry entry{name, name, EntryStatus()};
-    if (isTop() && !m_options.newName.isEmpty())
-        entry.wantedName = systemName(m_options.newName);
+    if (isTop() && !m_newName.empty())
+        entry.wantedName = m_newName;
     const int error = m_sources.top().status(name, entry.status);
     if (error != systemError::none) {
         failSource(name, FileStep::Look, error);

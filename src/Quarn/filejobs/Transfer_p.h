@@ -66,6 +66,7 @@ private:
         int targetPathSize = 0;
     };
 
+    bool takeNewName();
     void survey(const QStringList& sources);
     void transferSource(const QString& source, qint64 size);
     void runLevels();
@@ -114,6 +115,7 @@ private:
     FolderStack m_sources;
     FolderStack m_targets;
     std::vector<Level> m_levels; // the first has the one entry that was given
+    SystemName m_newName; // of the one source; empty: that which it has
     QSet<QString> m_allGiven; // clean paths
     std::vector<FileId> m_aboveTarget; // the target folder and those it is in
     QString m_given; // of the first level
