@@ -286,6 +286,27 @@ private Q_SLOTS:
         QCOMPARE(entriesOf(folder.root()), (Entries{"to/g", "to/h"}));
     }
 
+    /** Names of one file: one that is its own copy's already, and one behind a file with a comment. */
+    void sharesCopiesBetweenLinks()
+    {
+        const TemporaryFolder folder;
+        const MountedFolder other("ramfs"); // without attributes
+        createEntries(folder.root(), {"a", "f", "to/"});
+        QVERIFY(::link(folder.root() + "/a", folder.root() + "/b") == 0);
+        const QStringList twice{folder.at("a"), folder.at("a"), folder.at("b")};
+        const TransferOptions options = by(ConflictPolicy::Overwrite);
+        QVERIFY(FileOperations::copy(twice, folder.at("to"), options).ok());
+        QCOMPARE(entriesOf(folder.root() + "/to"), (Entries{"a", "b"}));
+        FileUtils::comment(folder.at("f"), QStringLiteral("of f"));
+        const QStringList between{folder.at("a"), folder.at("f"), folder.at("b")};
+        for (const QString& comment : {QString(), QStringLiteral("of a and b")}) {
+            FileUtils::comment(folder.at("a"), comment);
+            QVERIFY(FileOperations::copy(between, other.path(), options).ok());
+            QCOMPARE(FileUtils::comment(other.at("f")), QStringLiteral("of f"));
+            QCOMPARE(FileUtils::comment(other.at("b")), comment);
+        }
+    }
+
     /** Somebody puts a link in the place of a folder that is still to be gone to. */
     void isNotLedOutside()
     {

@@ -212,8 +212,10 @@ void Transfer::transferFile(const Entry& entry, Destination destination)
     TemporaryFile file(m_targets.top(), temporary);
     if (!publish(entry, temporary, destination))
         return;
-    file.keep();
-    if (entry.status.hasOtherNames)
+    // A rename to another name of the same file does nothing: then both are there.
+    if (!entry.status.hasOtherNames)
+        file.keep();
+    else
         m_linked.add(entry.status.id, m_targets.top(), placeOf(destination.name));
     const bool isComplete = keepComment(entry, destination);
     finished(entry, destination);
@@ -229,8 +231,10 @@ bool Transfer::makeFile(const Entry& entry, const SystemName& temporary, const S
 {
     // Of the last name it doesn't show any more, when the others have been moved.
     if (entry.status.type == EntryType::File
-        && m_linked.link(entry.status.id, m_targets.bottom(), m_targets.top(), temporary))
+        && m_linked.link(entry.status.id, m_targets.bottom(), m_targets.top(), temporary)) {
+        m_copier.setCopiedLast(entry.status.id);
         return true;
+    }
     qint64 told = 0;
     const EntryCopier::Outcome outcome = m_copier.copy(
         m_sources.top(), entry.name, entry.status, m_targets.top(), temporary, [&](qint64 bytes) {

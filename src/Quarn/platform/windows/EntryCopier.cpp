@@ -112,6 +112,8 @@ Outcome EntryCopier::copyAttributes(const OpenFolder& source, const OpenFolder& 
                : failure(FileStep::Attributes);
 }
 
+void EntryCopier::setCopiedLast(const FileId&) { }
+
 bool EntryCopier::hasCommentLeft() const
 {
     return false; // it is a stream of the file
