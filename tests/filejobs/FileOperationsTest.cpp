@@ -8,6 +8,7 @@
 #include <QTest>
 
 #include <sys/resource.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -305,6 +306,21 @@ private Q_SLOTS:
             QCOMPARE(FileUtils::comment(other.at("f")), QStringLiteral("of f"));
             QCOMPARE(FileUtils::comment(other.at("b")), comment);
         }
+    }
+
+    void keepsAFolderWhoseAttributesDoNotFit()
+    {
+        const TemporaryFolder folder(memory), target(disk);
+        createEntries(folder.root(), {"t/f"});
+        const QByteArray value(60000, 'v');
+        const auto fits = [&](const QByteArray& path) {
+            return ::setxattr(path, "user.a", value, size_t(value.size()), 0) == 0;
+        };
+        if (!fits(folder.root() + "/t") || fits(target.root()))
+            QSKIP("There is only one kind of file system", );
+        QVERIFY(!FileOperations::move({folder.at("t")}, target.path()).ok());
+        QCOMPARE(entriesOf(folder.root()), Entries{"t/"});
+        QCOMPARE(entriesOf(target.root()), Entries{"t/f"});
     }
 
     /** Somebody puts a link in the place of a folder that is still to be gone to. */

@@ -380,8 +380,10 @@ void Transfer::leaveFolder()
     if (left.isNew) {
         const EntryCopier::Outcome outcome
             = m_copier.copyAttributes(m_sources.top(), m_targets.top(), left.status);
-        if (!outcome.ok())
+        if (!outcome.ok()) {
             m_log.fail(m_targetPath, outcome.step, outcome.error);
+            left.whole = false; // so a move leaves the one that has them
+        }
     }
     removeCopied(left);
     m_levels.pop_back();
