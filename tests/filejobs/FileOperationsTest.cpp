@@ -365,11 +365,11 @@ private Q_SLOTS:
         if (!other.isMounted())
             QSKIP("Needs the right to mount", );
         const QString comment = QStringLiteral("a comment");
-        createEntries(folder.root(), {"f", "t/g"});
-        for (const char* name : {"f", "t/g"})
+        createEntries(folder.root(), {"f", "t/g", "t/s/"});
+        for (const char* name : {"f", "t", "t/g", "t/s"})
             FileUtils::comment(folder.at(name), comment);
         QVERIFY(FileOperations::copy({folder.at("f"), folder.at("t")}, other.path()).ok());
-        for (const char* name : {"f", "t/g"})
+        for (const char* name : {"f", "t", "t/g", "t/s"})
             QCOMPARE(FileUtils::comment(other.at(name)), comment);
         TransferOptions options = by(ConflictPolicy::Overwrite);
         options.newName = QStringLiteral("h");
@@ -383,8 +383,8 @@ private Q_SLOTS:
         // A moved one takes it along, whether or not the file with it is moved itself, in any order.
         for (const TemporaryFolder* const target :
              {static_cast<const TemporaryFolder*>(&other), &folder}) {
-            for (const char* const names : {"m", "m m:comment", "m:comment m"}) {
-                createEntries(other.root(), {"m"});
+            for (const char* const names : {"m", "m m:comment", "m:comment m", "m/"}) {
+                createEntries(other.root(), {names[1] == '/' ? "m/" : "m"});
                 createEntries(target->root(), {"to/"});
                 FileUtils::comment(other.at("m"), comment);
                 QStringList given;
