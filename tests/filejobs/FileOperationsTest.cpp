@@ -308,6 +308,22 @@ private Q_SLOTS:
         }
     }
 
+    void letsNobodyElseIn()
+    {
+        const TemporaryFolder folder;
+        createEntries(folder.root(), {"t/f", "to/"});
+        // Of a folder that gives all in it to user 99, too.
+        const auto list = QByteArray::fromHex("0200000001000700ffffffff020007006300000004000500"
+                                              "ffffffff10000700ffffffff20000000ffffffff");
+        const char* const names[] = {"system.posix_acl_default", "system.posix_acl_access"};
+        if (::setxattr(folder.root() + "/to", names[0], list, size_t(list.size()), 0) != 0)
+            QSKIP("There are no access lists", );
+        QVERIFY(FileOperations::copy({folder.at("t")}, folder.at("to")).ok());
+        for (const char* const name : names)
+            for (const char* const path : {"/to/t", "/to/t/f"})
+                QVERIFY2(::getxattr(folder.root() + path, name, nullptr, 0) < 0, path);
+    }
+
     void keepsAFolderWhoseAttributesDoNotFit()
     {
         const TemporaryFolder folder(memory), target(disk);
