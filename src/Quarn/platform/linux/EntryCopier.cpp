@@ -70,8 +70,8 @@ struct EntryCopier::State
 {
     explicit State(bool isSynced) : synced(isSynced), bytes(isSynced) { }
 
-    Outcome copyFile(int from, const char* name, int to, const char* newName, NewEntry& made,
-                     const Transferred& transferred);
+    Outcome copyFile(int from, const char* name, const EntryStatus& known, int to,
+                     const char* newName, NewEntry& made, const Transferred& transferred);
     Outcome copyLink(int from, const char* name, int to, const char* newName, NewEntry& made);
     Outcome copyPipe(int from, const char* name, int to, const char* newName, NewEntry& made);
 
@@ -82,8 +82,9 @@ struct EntryCopier::State
     std::map<FileId, QByteArray> linkedComments; // those left of files with several names
 };
 
-Outcome EntryCopier::State::copyFile(int from, const char* name, int to, const char* newName,
-                                     NewEntry& made, const Transferred& transferred)
+Outcome EntryCopier::State::copyFile(int from, const char* name, const EntryStatus& known, int to,
+                                     const char* newName, NewEntry& made,
+                                     const Transferred& transferred)
 {
     // It may be a pipe by now, which must not be waited for.
     const FileDescriptor source(
@@ -91,7 +92,9 @@ Outcome EntryCopier::State::copyFile(int from, const char* name, int to, const c
     struct stat status;
     if (!source.isOpen() || ::fstat(source.get(), &status) != 0)
         return failure(FileStep::Open);
-    if (!S_ISREG(status.st_mode))
+    // Other names of the one that is known are to become those of its copy.
+    const bool isAnother = known.hasOtherNames && !(entryStatus(status).id == known.id);
+    if (!S_ISREG(status.st_mode) || isAnother)
         return failure(FileStep::Open, systemError::changed);
     FileDescriptor target(::openat(to, newName, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!target.isOpen())
@@ -174,7 +177,7 @@ Outcome EntryCopier::copy(const OpenFolder& source, const SystemName& name,
     switch (status.type) {
     case EntryType::File:
         return made.finish(
-            m_state->copyFile(from, name.c_str(), to, newName.c_str(), made, transferred));
+            m_state->copyFile(from, name.c_str(), status, to, newName.c_str(), made, transferred));
     case EntryType::Link:
         return made.finish(m_state->copyLink(from, name.c_str(), to, newName.c_str(), made));
     case EntryType::Pipe:
@@ -204,8 +207,7 @@ Outcome EntryCopier::copyAttributes(const OpenFolder& source, const OpenFolder& 
 void EntryCopier::setCopiedLast(const FileId& id)
 {
     const auto found = m_state->linkedComments.find(id);
-    m_state->commentLeft
-        = found != m_state->linkedComments.end() ? found->second : QByteArray();
+    m_state->commentLeft = found != m_state->linkedComments.end() ? found->second : QByteArray();
 }
 
 bool EntryCopier::hasCommentLeft() const
