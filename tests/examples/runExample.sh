@@ -9,7 +9,7 @@ export HOME XDG_RUNTIME_DIR=$HOME XDG_DATA_HOME=$HOME/data XDG_CONFIG_HOME=$HOME
 echo leak:libqoffscreen >suppressions # Qt's own
 export LSAN_OPTIONS=suppressions=$HOME/suppressions:print_suppressions=0
 
-run() { "$program" "$@" 2>messages || { status=$?; cat messages; return $status; }; }
+run() { "$program" "$@" 2>messages || { status=$?; cat messages; return "$status"; }; }
 fails_with() { # STATUS ARGUMENT...
     local status=0
     run "${@:2}" || status=$?
