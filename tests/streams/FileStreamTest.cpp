@@ -310,6 +310,7 @@ private Q_SLOTS:
                 other.join();
                 QCOMPARE(QByteArray(c.name) + read, c.name + c.read);
                 QVERIFY2(file.followEnd() == c.end, c.name);
+                QVERIFY2(c.quietMsecs < 0 || !file.waitForReadyRead(-1), c.name);
                 char byte;
                 const bool fails = c.end == End::CutShort;
                 QVERIFY2(file.read(&byte, 1) == (fails ? -1 : 0), c.name);
