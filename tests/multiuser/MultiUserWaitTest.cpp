@@ -194,13 +194,18 @@ private Q_SLOTS:
     void deleteLaterEndsTheWaits()
     {
         const SharedBuffer buffer(new MultiUserBuffer);
-        QPointer<MultiUserReader> reader(new MultiUserReader(buffer, true));
-        bool inner = true;
-        QTimer::singleShot(0, this, [&] { inner = reader->waitForReadyRead(-1); });
-        QTimer::singleShot(10, this, [&] { reader->deleteLater(); });
-        QVERIFY(reader->read(1).isEmpty() && reader && !inner);
-        QVERIFY(!reader->waitForReadyRead(-1));
-        QTRY_VERIFY(!reader);
+        for (const unsigned long duration : {0ul, 50ul}) { // then the wait goes on in an event loop
+            QPointer<MultiUserReader> reader(new MultiUserReader(buffer, true));
+            bool inner = true;
+            QTimer::singleShot(0, this, [&] { inner = reader->waitForReadyRead(-1); });
+            QTimer::singleShot(10, this, [&] {
+                reader->deleteLater();
+                QThread::msleep(duration);
+            });
+            QVERIFY(reader->read(1).isEmpty() && reader && !inner);
+            QVERIFY(!reader->waitForReadyRead(-1));
+            QTRY_VERIFY(!reader);
+        }
 
         std::atomic<MultiUserReader*> made{nullptr};
         Thread worker([&] {

@@ -120,7 +120,10 @@ void ReaderWaits::process(Wait& wait)
         // Once more when the time is over: what has come is not to be lost to the limit.
         const bool over = wait.deadline.hasExpired();
         if (!over && wait.loopFrom.hasExpired()) {
-            processInLoop(wait);
+            // What deleted itself later by now: in the loop it would count as what the caller still uses.
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            if (wait.running() && dispatcher())
+                processInLoop(wait);
             continue;
         }
         if (!over)
