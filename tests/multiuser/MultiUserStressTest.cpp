@@ -9,9 +9,11 @@
 #include <QTest>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <memory>
 #include <random>
+#include <thread>
 
 using namespace kel;
 using Settings = MultiUserSpoolSettings;
