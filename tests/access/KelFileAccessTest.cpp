@@ -151,8 +151,9 @@ private Q_SLOTS:
         const QByteArray data(20000000, 'x');
         for (const QByteArray& state :
              QList<QByteArray>{"new", "idle", "never started", "writing", "quit", "slot"}) {
-            auto access = std::make_unique<Access>(m_path);
-            QVERIFY(access->openForWorker(QIODevice::WriteOnly));
+            auto access = std::make_unique<KelFileAccess>(m_path);
+            QVERIFY(access->open(QIODevice::WriteOnly, false));
+            access->open(QIODevice::WriteOnly, true);
             const bool writes = state != "new" && state != "idle";
             if (writes)
                 access->write(QByteArray(data.constData(), data.size())); // a temporary will do
