@@ -1,11 +1,9 @@
 #include <Quarn/filejobs/Transfer_p.h>
 
 #include <Quarn/filejobs/EntryPath_p.h>
-#include <Quarn/module/commentStreamSuffix.h>
 
 #include <QRandomGenerator>
 
-#include <algorithm>
 #include <utility>
 
 namespace kel {
@@ -39,13 +37,6 @@ private:
 bool isAtTarget(FileStep step)
 {
     return step == FileStep::Create || step == FileStep::Write || step == FileStep::Attributes;
-}
-
-/** Whether nobody wrote to it. The name that a link has elsewhere may have been removed, though. */
-bool isSame(const EntryStatus& left, const EntryStatus& right)
-{
-    return left.id == right.id && left.size == right.size && left.changed[0] == right.changed[0]
-           && (left.hasOtherNames || left.changed[1] == right.changed[1]);
 }
 
 } // namespace
@@ -161,35 +152,6 @@ void Transfer::transferEntry(const SystemName& name)
         transferFile(entry, std::move(*destination));
 }
 
-/** Answers false when the contents have to be moved instead, and that may be tried. */
-bool Transfer::rename(const Entry& entry, Destination& destination)
-{
-    for (;;) {
-        const int error = m_sources.top().rename(entry.name, m_targets.top(), destination.name,
-                                                 destination.how == Destination::Replacing);
-        if (error == systemError::none) {
-            if (isTop() && takesComment(entry))
-                settleComment(destination.name,
-                              EntryCopier::moveComment(m_sources.top(), entry.name, m_targets.top(),
-                                                       destination.name, commentStreamSuffix));
-            finished(entry, destination);
-            return true;
-        }
-        if (systemError::isOtherFileSystem(error))
-            return false;
-        if (error != systemError::alreadyThere) {
-            failTarget(destination.name, FileStep::Rename, error);
-            return true;
-        }
-        const std::optional<Destination> another = resolve(entry);
-        if (!another)
-            return true;
-        destination = *another;
-        if (destination.how == Destination::Merging)
-            return false;
-    }
-}
-
 /** Looks whether all of a source fits, unless it joins what is there: nobody knows by how much. */
 bool Transfer::hasRoom(const Entry& entry, const Destination& destination)
 {
@@ -271,215 +233,6 @@ bool Transfer::publish(const Entry& entry, const SystemName& temporary, Destinat
             return false;
         destination = *another;
     }
-}
-
-/** Where comments are kept in files of their own, these may be on their way by themselves. */
-bool Transfer::takesComment(const Entry& entry) const
-{
-    if (entry.status.type != EntryType::File && entry.status.type != EntryType::Folder)
-        return false;
-    const std::vector<SystemName> files
-        = EntryCopier::commentFiles(entry.name, commentStreamSuffix);
-    return std::none_of(files.begin(), files.end(), [this](const SystemName& file) {
-        return m_allGiven.contains(sourcePath(file));
-    });
-}
-
-bool Transfer::keepComment(const Entry& entry, const Destination& destination)
-{
-    // What is moved with its folder may be in its place already, and isn't to be taken away again.
-    const bool isElsewhere
-        = destination.name != entry.name || destination.how == Destination::Replacing;
-    const bool isAlone = isTop() || (m_kind == Copy && isElsewhere);
-    if (entry.status.type != EntryType::File
-        || !(m_copier.hasCommentLeft() || (isAlone && takesComment(entry))))
-        return true;
-    return settleComment(destination.name,
-                         m_copier.copyComment(m_sources.top(), entry.name, m_targets.top(),
-                                              destination.name, commentStreamSuffix));
-}
-
-bool Transfer::settleComment(const SystemName& name, const EntryCopier::Outcome& outcome)
-{
-    if (outcome.ok())
-        return true;
-    m_log.fail(targetPath(name), outcome.step, outcome.error);
-    level().whole = false;
-    return false;
-}
-
-void Transfer::transferFolder(const Entry& entry, Destination destination)
-{
-    OpenFolder source;
-    int error = source.enter(m_sources.top(), entry.name);
-    if (error != systemError::none) {
-        failSource(entry.name, FileStep::Open, error);
-        return;
-    }
-    if (std::find(m_aboveTarget.begin(), m_aboveTarget.end(), source.id()) != m_aboveTarget.end()) {
-        failTarget(destination.name, FileStep::Create, systemError::intoItself);
-        return;
-    }
-    if (!makeFolder(entry, destination))
-        return;
-    OpenFolder target;
-    error = target.enter(m_targets.top(), destination.name);
-    if (error != systemError::none) {
-        failTarget(destination.name, FileStep::Open, error);
-        return;
-    }
-    if (isTop())
-        m_log.addPlace(m_given, targetPath(destination.name));
-
-    Level next;
-    next.sourceName = entry.name;
-    next.targetName = destination.name;
-    next.status = entry.status;
-    next.isNew = destination.how == Destination::New;
-    next.triesToRename = level().triesToRename && !next.isNew;
-    next.sourcePathSize = int(m_sourcePath.size());
-    next.targetPathSize = int(m_targetPath.size());
-    error = source.list([&](SystemNameView name, EntryType) {
-        next.entries.emplace_back(name);
-        return true;
-    });
-    if (error != systemError::none) {
-        failSource(entry.name, FileStep::List, error);
-        next.whole = false;
-    }
-    m_sourcePath = sourcePath(entry.name);
-    m_targetPath = targetPath(destination.name);
-    m_sources.push(std::move(source));
-    m_targets.push(std::move(target));
-    m_levels.push_back(std::move(next));
-}
-
-bool Transfer::makeFolder(const Entry& entry, Destination& destination)
-{
-    while (destination.how != Destination::Merging) {
-        int error = m_targets.top().makeFolder(destination.name);
-        if (error == systemError::none && m_kind == Move)
-            error = m_targets.top().sync();
-        if (error == systemError::none)
-            return true;
-        if (error != systemError::alreadyThere) {
-            failTarget(destination.name, FileStep::Create, error);
-            return false;
-        }
-        const std::optional<Destination> another = resolve(entry);
-        if (!another)
-            return false;
-        destination = *another;
-    }
-    return true;
-}
-
-void Transfer::leaveFolder()
-{
-    Level left = std::move(m_levels.back());
-    finishFolder(left);
-    removeCopied(left);
-    m_levels.pop_back();
-    const int sourceError = m_sources.pop();
-    if (m_levels.empty())
-        return;
-    const int targetError = m_targets.pop();
-    if (sourceError != systemError::none || targetError != systemError::none) {
-        m_log.fail(sourceError != systemError::none ? m_sourcePath : m_targetPath, FileStep::Look,
-                   sourceError != systemError::none ? sourceError : targetError);
-        abandonSource();
-        return;
-    }
-    m_sourcePath.truncate(left.sourcePathSize);
-    m_targetPath.truncate(left.targetPathSize);
-    settleFolder(left);
-    m_log.advance(1, 0, [&] { return sourcePath(left.sourceName); });
-}
-
-/** Nothing is made in it any more. */
-void Transfer::finishFolder(Level& left)
-{
-    if (!left.isNew)
-        return;
-    const EntryCopier::Outcome outcome
-        = m_copier.copyAttributes(m_sources.top(), m_targets.top(), left.status);
-    left.hasCommentLeft = m_copier.hasCommentLeft();
-    if (!outcome.ok()) {
-        m_log.fail(m_targetPath, outcome.step, outcome.error);
-        left.whole = false; // so a move leaves the one that has them
-    }
-}
-
-/** What is done to it from the folders that both are in. */
-void Transfer::settleFolder(const Level& left)
-{
-    const Entry entry{left.sourceName, left.targetName, left.status};
-    const bool takesIt = left.isNew && isTop() && takesComment(entry);
-    bool isWhole = left.whole && left.next == left.entries.size();
-    if (left.hasCommentLeft || takesIt)
-        isWhole
-            = settleComment(left.targetName,
-                            m_copier.copyComment(m_sources.top(), left.sourceName, m_targets.top(),
-                                                 left.targetName, commentStreamSuffix))
-              && isWhole;
-    if (left.isNew)
-        m_log.addDone(1, 0);
-    if (!isWhole) {
-        level().whole = false;
-    } else if (m_kind == Move) {
-        const int error = removeMoved(entry, takesIt);
-        if (error != systemError::none && error != systemError::notThere)
-            failSource(left.sourceName, FileStep::Remove, error);
-    }
-}
-
-/** Nobody knows any more where the folders above are. */
-void Transfer::abandonSource()
-{
-    m_targetPath.truncate(m_levels.size() > 1 ? m_levels[1].targetPathSize : m_targetPath.size());
-    m_levels.clear();
-    m_sources.clear();
-    m_targets.shrinkToBottom();
-}
-
-/** The files of a move, once nothing can happen to their copies any more. */
-void Transfer::removeCopied(Level& level)
-{
-    if (level.copied.empty())
-        return;
-    const int error = m_targets.top().sync();
-    if (error != systemError::none) {
-        m_log.fail(m_targetPath, FileStep::Write, error);
-        level.whole = false;
-        level.copied.clear();
-        return;
-    }
-    const OpenFolder& folder = m_sources.top();
-    for (const Entry& entry : level.copied) {
-        EntryStatus status;
-        int failed = folder.status(entry.name, status);
-        if (failed == systemError::none)
-            failed = isSame(entry.status, status)
-                         ? removeMoved(entry, isTop() && takesComment(entry))
-                         : systemError::changed;
-        if (failed != systemError::none && failed != systemError::notThere) {
-            m_log.fail(sourcePath(entry.name), FileStep::Remove, failed);
-            level.whole = false;
-        }
-    }
-    level.copied.clear();
-}
-
-int Transfer::removeMoved(const Entry& entry, bool withComment)
-{
-    OpenFolder& folder = m_sources.top();
-    if (withComment) {
-        const int error = EntryCopier::removeComment(folder, entry.name, commentStreamSuffix).error;
-        if (error != systemError::none)
-            return error;
-    }
-    return entry.status.type == EntryType::Folder ? folder.removeFolder(entry.name)
-                                                  : folder.removeFile(entry.name);
 }
 
 LinkedCopies::Place Transfer::placeOf(const SystemName& name) const
