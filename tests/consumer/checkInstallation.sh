@@ -43,7 +43,7 @@ ninja -C "$work/fetched" -t commands consumer >>"$work/log"
 grep -q StreamUtilsTest "$work/log"
 grep -q 'libQuarn-qt6\.so\.1' "$work/log"
 
-for example in background-save capture copy-tree file-jobs follow-log log-on-once notes pin-publisher producer-and-readers receive-download sign-release verify-download; do
+for example in background-save capture copy-tree file-jobs follow-log inbox log-on-once notes pin-publisher producer-and-readers receive-download sign-release verify-download; do
     say "example outside the tree: $example"
     cmake -S "$source_dir/examples/$example" -B "$work/$example" -G Ninja >"$work/log" \
         && cmake --build "$work/$example" >>"$work/log" || { cat "$work/log"; exit 1; }
