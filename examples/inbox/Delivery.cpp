@@ -102,14 +102,17 @@ void Delivery::start(const QString& host, quint16 port)
 
 //! [verify]
 void Delivery::verify()
-try {
-    const kel::SignatureVerifier verifier(m_key, kel::SignatureScheme::EcdsaSha256);
-    const auto reader = kel::MultiUserSpool::createReaderInterface(m_spool, true);
-    const bool genuine = verifier.verify(reader, m_announcement.signature); // waits for the end
-    Q_EMIT verified(genuine ? Verdict::Genuine : Verdict::Damaged, QString());
-} catch (const kel::IOException& exception) { // SignatureException is one, too
-    const QString reason = createReader()->errorString(); // of the stream
-    Q_EMIT verified(Verdict::Incomplete, reason.isEmpty() ? exception.message() : reason);
+{
+    const boost::shared_ptr<kel::MultiUserSpoolReader> reader(
+        new kel::MultiUserSpoolReader(m_spool.get(), true));
+    try {
+        const kel::SignatureVerifier verifier(m_key, kel::SignatureScheme::EcdsaSha256);
+        const bool genuine = verifier.verify(reader, m_announcement.signature); // waits for the end
+        Q_EMIT verified(genuine ? Verdict::Genuine : Verdict::Damaged, QString());
+    } catch (const kel::IOException& exception) { // SignatureException is one, too
+        Q_EMIT verified(Verdict::Incomplete,
+                        reader->ioFailureDetected() ? reader->errorString() : exception.message());
+    }
 }
 //! [verify]
 
