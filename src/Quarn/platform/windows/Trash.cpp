@@ -14,7 +14,9 @@ TrashOutcome moveToTrash(const QString& path)
     std::wstring names = shellPath(path);
     if (names.empty())
         return {ERROR_INVALID_NAME, QString()};
-    if (QDir(QDir::cleanPath(path)).isRoot()) // some shells would take all that is in it
+    const QString clean = QDir::cleanPath(path);
+    const bool isShare = clean.startsWith(QLatin1String("//")) && clean.count(QLatin1Char('/')) < 4;
+    if (isShare || QDir(clean).isRoot()) // some shells would take all that is in it
         return {ERROR_ACCESS_DENIED, QString()};
     names += L'\0';
     SHFILEOPSTRUCTW operation = {};
