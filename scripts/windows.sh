@@ -160,7 +160,9 @@ case ${1-test} in
         configure_and_build windows
         say "Testing windows"
         cd "$project_dir"
-        exec ctest --preset windows "$@"
+        scripts/wine.sh build/windows/wine --start
+        trap 'scripts/wine.sh build/windows/wine --stop' EXIT
+        ctest --preset windows "$@"
         ;;
     package)
         build_toolchain

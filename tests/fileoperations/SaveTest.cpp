@@ -104,6 +104,20 @@ private Q_SLOTS:
         QVERIFY(!attributes || (::getxattr(name, "user.a", value, 1) == 1 && value[0] == 'b'));
         QVERIFY(!listed
                 || ::getxattr(name, "system.posix_acl_access", value, sizeof value) == list.size());
+        // A file without a list gets none from its folder: user rwx, user 99 rwx, mask rwx, the rest none.
+        const auto inherited = QByteArray::fromHex("02000000"
+                                                   "01000700ffffffff"
+                                                   "0200070063000000"
+                                                   "04000000ffffffff"
+                                                   "10000700ffffffff"
+                                                   "20000000ffffffff");
+        ::setxattr(folder.root(), "system.posix_acl_default", inherited, size_t(inherited.size()),
+                   0);
+        ::removexattr(name, "system.posix_acl_access");
+        ::chmod(name, 0640);
+        QVERIFY(save(path).isEmpty()
+                && ::getxattr(name, "system.posix_acl_access", nullptr, 0) < 0);
+        ::removexattr(folder.root(), "system.posix_acl_default");
         const mode_t mask = ::umask(027);
         QVERIFY(save(folder.at("new")).isEmpty() && ::stat(folder.root() + "/new", &status) == 0);
         ::umask(mask);

@@ -86,6 +86,8 @@ private Q_SLOTS:
         elapsed.start();
         QVERIFY(!reader.waitForReadyRead(100));
         QVERIFY(elapsed.elapsed() >= 90);
+        buffer.write("w", 1); // the timer of that wait then comes too early for the next one
+        QVERIFY(reader.waitForReadyRead(5) && !reader.waitForReadyRead(15));
         QTimer::singleShot(10, this, [&] { buffer.write("x", 1); });
         QVERIFY(reader.waitForReadyRead(300));
         elapsed.start(); // the rest of that limit must not end the next wait
@@ -130,7 +132,7 @@ private Q_SLOTS:
     void neitherQuittingNorASlowCloseDisturbs()
     {
         const SharedBuffer buffer(new MultiUserBuffer);
-        QSemaphore made;
+        QSemaphore made, waited;
         bool written = true;
         QByteArray data;
         qint64 cpu = 0;
@@ -138,6 +140,7 @@ private Q_SLOTS:
             PatientReader reader(buffer, true);
             made.release();
             written = reader.MultiUserReader::waitForReadyRead(300);
+            waited.release();
             cpu = -cpuMsecs();
             data = readToTheEnd(reader);
             cpu += cpuMsecs();
@@ -148,8 +151,9 @@ private Q_SLOTS:
         connect(buffer.get(), &QIODevice::aboutToClose, this, [] { QThread::msleep(200); });
         for (const int exitCode : {0, 1, 2}) // 1 and 2 might look like data and a close
             QTimer::singleShot(50 * (exitCode + 1), this, [&, exitCode] { worker.exit(exitCode); });
-        QTimer::singleShot(700, this, [&] { buffer->write("abc"); });
-        QTimer::singleShot(900, this, [&] { buffer->close(); });
+        QTRY_VERIFY_WITH_TIMEOUT(waited.available() == 1, 60000);
+        QTimer::singleShot(400, this, [&] { buffer->write("abc"); });
+        QTimer::singleShot(600, this, [&] { buffer->close(); });
         QTRY_VERIFY_WITH_TIMEOUT(worker.isFinished(), 60000);
         QVERIFY(!written && data == "abc");
         QVERIFY2(cpu < 200, "waiting costs time");

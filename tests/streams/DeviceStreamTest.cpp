@@ -1,12 +1,15 @@
+#include "support/TemporaryFolder.h"
 #include "support/posix.h"
 #include "support/testBytes.h"
 
 #include <Quarn/streams/DeviceStream.h>
 #include <Quarn/streams/QRandomAccessIO.h>
 #include <Quarn/streams/StreamUtils.h>
+#include <Quarn/streams/SubStream.h>
 
 #include <QBuffer>
 #include <QProcess>
+#include <QSaveFile>
 #include <QTest>
 #include <QTimer>
 
@@ -129,6 +132,21 @@ private Q_SLOTS:
                 && !stream.ioFailureDetected());
         char data[10];
         QVERIFY(stream.readBlock(data, 10));
+        reply.arrive("0123456789");
+        SubStream part(&stream, 20, 4);
+        QVERIFY(part.streamSize() == -1 && !part.eofEncountered());
+        QVERIFY(StreamUtils::copy(&part, 0, &read, 0, -1) == 4 && part.eofEncountered());
+    }
+
+    void leavesCommitToItsOwner()
+    {
+        const TemporaryFolder folder;
+        QSaveFile file(folder.at("f"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        DeviceStream stream(&file);
+        QVERIFY(stream.write("x", 1) == 1);
+        stream.finishIO();
+        QVERIFY(!stream.ioFailureDetected() && file.commit() && QFile::exists(file.fileName()));
     }
 
     void deviceGoesAway()

@@ -111,6 +111,12 @@ private Q_SLOTS:
         }
     }
 
+    void neverWaitsWithoutLimit()
+    {
+        FileStream file(m_path, QIODevice::ReadOnly);
+        QVERIFY(file.follow(1) && file.readAll() == "first " && !file.waitForReadyRead(-1));
+    }
+
     void cancelledBeforeItWaits()
     {
         FileStream file(m_path, QIODevice::ReadOnly);

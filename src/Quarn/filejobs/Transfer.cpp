@@ -68,6 +68,8 @@ void Transfer::run(const QStringList& sources, const QString& folder)
     m_aboveTarget = target.idsUpwards();
     m_targets.push(std::move(target));
     m_targetPath = folder;
+    if (sources.size() == 1 && !m_options.newName.isEmpty() && !takeNewName())
+        return;
     for (const QString& source : sources) {
         const EntryPath path(source);
         m_allGiven.insert(pathIn(path.folder, path.name));
@@ -80,6 +82,17 @@ void Transfer::run(const QStringList& sources, const QString& folder)
     }
     for (int i = 0; m_log.goesOn() && i < sources.size(); ++i)
         transferSource(sources.at(i), sizes[std::size_t(i)]);
+}
+
+/** Answers false when that leads anywhere but into the target folder. */
+bool Transfer::takeNewName()
+{
+    const QString path = pathIn(m_targetPath, m_options.newName);
+    m_newName = systemName(m_options.newName);
+    const bool isName = EntryPath(path).name == m_options.newName;
+    if (!isName)
+        m_log.fail(path, FileStep::Create, systemError::notPermitted);
+    return isName;
 }
 
 void Transfer::survey(const QStringList& sources)
@@ -127,8 +140,8 @@ void Transfer::runLevels()
 void Transfer::transferEntry(const SystemName& name)
 {
     Entry entry{name, name, EntryStatus()};
-    if (isTop() && !m_options.newName.isEmpty())
-        entry.wantedName = systemName(m_options.newName);
+    if (isTop() && !m_newName.empty())
+        entry.wantedName = m_newName;
     const int error = m_sources.top().status(name, entry.status);
     if (error != systemError::none) {
         failSource(name, FileStep::Look, error);
@@ -156,7 +169,7 @@ bool Transfer::rename(const Entry& entry, Destination& destination)
                                                  destination.how == Destination::Replacing);
         if (error == systemError::none) {
             if (isTop() && takesComment(entry))
-                settleComment(destination,
+                settleComment(destination.name,
                               EntryCopier::moveComment(m_sources.top(), entry.name, m_targets.top(),
                                                        destination.name, commentStreamSuffix));
             finished(entry, destination);
@@ -199,8 +212,10 @@ void Transfer::transferFile(const Entry& entry, Destination destination)
     TemporaryFile file(m_targets.top(), temporary);
     if (!publish(entry, temporary, destination))
         return;
-    file.keep();
-    if (entry.status.hasOtherNames)
+    // A rename to another name of the same file does nothing: then both are there.
+    if (!entry.status.hasOtherNames)
+        file.keep();
+    else
         m_linked.add(entry.status.id, m_targets.top(), placeOf(destination.name));
     const bool isComplete = keepComment(entry, destination);
     finished(entry, destination);
@@ -216,8 +231,10 @@ bool Transfer::makeFile(const Entry& entry, const SystemName& temporary, const S
 {
     // Of the last name it doesn't show any more, when the others have been moved.
     if (entry.status.type == EntryType::File
-        && m_linked.link(entry.status.id, m_targets.bottom(), m_targets.top(), temporary))
+        && m_linked.link(entry.status.id, m_targets.bottom(), m_targets.top(), temporary)) {
+        m_copier.setCopiedLast(entry.status.id);
         return true;
+    }
     qint64 told = 0;
     const EntryCopier::Outcome outcome = m_copier.copy(
         m_sources.top(), entry.name, entry.status, m_targets.top(), temporary, [&](qint64 bytes) {
@@ -259,7 +276,7 @@ bool Transfer::publish(const Entry& entry, const SystemName& temporary, Destinat
 /** Where comments are kept in files of their own, these may be on their way by themselves. */
 bool Transfer::takesComment(const Entry& entry) const
 {
-    if (entry.status.type != EntryType::File)
+    if (entry.status.type != EntryType::File && entry.status.type != EntryType::Folder)
         return false;
     const std::vector<SystemName> files
         = EntryCopier::commentFiles(entry.name, commentStreamSuffix);
@@ -277,16 +294,16 @@ bool Transfer::keepComment(const Entry& entry, const Destination& destination)
     if (entry.status.type != EntryType::File
         || !(m_copier.hasCommentLeft() || (isAlone && takesComment(entry))))
         return true;
-    return settleComment(destination,
+    return settleComment(destination.name,
                          m_copier.copyComment(m_sources.top(), entry.name, m_targets.top(),
                                               destination.name, commentStreamSuffix));
 }
 
-bool Transfer::settleComment(const Destination& destination, const EntryCopier::Outcome& outcome)
+bool Transfer::settleComment(const SystemName& name, const EntryCopier::Outcome& outcome)
 {
     if (outcome.ok())
         return true;
-    m_log.fail(targetPath(destination.name), outcome.step, outcome.error);
+    m_log.fail(targetPath(name), outcome.step, outcome.error);
     level().whole = false;
     return false;
 }
@@ -360,12 +377,7 @@ bool Transfer::makeFolder(const Entry& entry, Destination& destination)
 void Transfer::leaveFolder()
 {
     Level left = std::move(m_levels.back());
-    if (left.isNew) {
-        const EntryCopier::Outcome outcome
-            = m_copier.copyAttributes(m_sources.top(), m_targets.top(), left.status);
-        if (!outcome.ok())
-            m_log.fail(m_targetPath, outcome.step, outcome.error);
-    }
+    finishFolder(left);
     removeCopied(left);
     m_levels.pop_back();
     const int sourceError = m_sources.pop();
@@ -380,16 +392,45 @@ void Transfer::leaveFolder()
     }
     m_sourcePath.truncate(left.sourcePathSize);
     m_targetPath.truncate(left.targetPathSize);
-    if (!left.whole || left.next < left.entries.size()) {
+    settleFolder(left);
+    m_log.advance(1, 0, [&] { return sourcePath(left.sourceName); });
+}
+
+/** Nothing is made in it any more. */
+void Transfer::finishFolder(Level& left)
+{
+    if (!left.isNew)
+        return;
+    const EntryCopier::Outcome outcome
+        = m_copier.copyAttributes(m_sources.top(), m_targets.top(), left.status);
+    left.hasCommentLeft = m_copier.hasCommentLeft();
+    if (!outcome.ok()) {
+        m_log.fail(m_targetPath, outcome.step, outcome.error);
+        left.whole = false; // so a move leaves the one that has them
+    }
+}
+
+/** What is done to it from the folders that both are in. */
+void Transfer::settleFolder(const Level& left)
+{
+    const Entry entry{left.sourceName, left.targetName, left.status};
+    const bool takesIt = left.isNew && isTop() && takesComment(entry);
+    bool isWhole = left.whole && left.next == left.entries.size();
+    if (left.hasCommentLeft || takesIt)
+        isWhole
+            = settleComment(left.targetName,
+                            m_copier.copyComment(m_sources.top(), left.sourceName, m_targets.top(),
+                                                 left.targetName, commentStreamSuffix))
+              && isWhole;
+    if (left.isNew)
+        m_log.addDone(1, 0);
+    if (!isWhole) {
         level().whole = false;
     } else if (m_kind == Move) {
-        const int error = m_sources.top().removeFolder(left.sourceName);
+        const int error = removeMoved(entry, takesIt);
         if (error != systemError::none && error != systemError::notThere)
             failSource(left.sourceName, FileStep::Remove, error);
     }
-    if (left.isNew)
-        m_log.addDone(1, 0);
-    m_log.advance(1, 0, [&] { return sourcePath(left.sourceName); });
 }
 
 /** Nobody knows any more where the folders above are. */
@@ -418,7 +459,9 @@ void Transfer::removeCopied(Level& level)
         EntryStatus status;
         int failed = folder.status(entry.name, status);
         if (failed == systemError::none)
-            failed = isSame(entry.status, status) ? removeMoved(entry) : systemError::changed;
+            failed = isSame(entry.status, status)
+                         ? removeMoved(entry, isTop() && takesComment(entry))
+                         : systemError::changed;
         if (failed != systemError::none && failed != systemError::notThere) {
             m_log.fail(sourcePath(entry.name), FileStep::Remove, failed);
             level.whole = false;
@@ -427,13 +470,16 @@ void Transfer::removeCopied(Level& level)
     level.copied.clear();
 }
 
-int Transfer::removeMoved(const Entry& entry)
+int Transfer::removeMoved(const Entry& entry, bool withComment)
 {
     OpenFolder& folder = m_sources.top();
-    int error = systemError::none;
-    if (isTop() && takesComment(entry))
-        error = EntryCopier::removeComment(folder, entry.name, commentStreamSuffix).error;
-    return error == systemError::none ? folder.removeFile(entry.name) : error;
+    if (withComment) {
+        const int error = EntryCopier::removeComment(folder, entry.name, commentStreamSuffix).error;
+        if (error != systemError::none)
+            return error;
+    }
+    return entry.status.type == EntryType::Folder ? folder.removeFolder(entry.name)
+                                                  : folder.removeFile(entry.name);
 }
 
 LinkedCopies::Place Transfer::placeOf(const SystemName& name) const

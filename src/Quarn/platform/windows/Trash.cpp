@@ -3,6 +3,8 @@
 #include <Quarn/platform/windows/SystemCalls_p.h>
 #include <Quarn/platform/windows/SystemPath_p.h>
 
+#include <QDir>
+
 namespace kel {
 
 TrashOutcome moveToTrash(const QString& path)
@@ -12,6 +14,8 @@ TrashOutcome moveToTrash(const QString& path)
     std::wstring names = shellPath(path);
     if (names.empty())
         return {ERROR_INVALID_NAME, QString()};
+    if (QDir(QDir::cleanPath(path)).isRoot()) // some shells would take all that is in it
+        return {ERROR_ACCESS_DENIED, QString()};
     names += L'\0';
     SHFILEOPSTRUCTW operation = {};
     operation.wFunc = FO_DELETE;
