@@ -3,6 +3,7 @@
 #include "support/TemporaryFolder.h"
 #include "support/testBytes.h"
 
+#include <Quarn/access/AsyncFile.h>
 #include <Quarn/access/KelFileAccess.h>
 #include <Quarn/fileutils/FileUtils.h>
 #include <Quarn/fileutils/TempDir.h>
@@ -33,7 +34,9 @@ constexpr int size = 40000;
 const QByteArray bytes = testBytes(size).replace('\r', 'r'); // which text mode would drop
 const QByteArray text = QByteArray("Zeile \xc3\xa4\n").repeated(size / 9);
 constexpr int errors[]
-    = {EIO, EACCES, ENOSPC, EDQUOT, ENOMEM, EMFILE, EROFS, faultyCalls::shortCount};
+    = {EIO, EACCES, ENOSPC, EDQUOT, ENOMEM, EMFILE, EROFS, faultyCalls::shortCount,
+       // what tells that a file system doesn't know a call, or that it is to be repeated
+       ENOTSUP, ENOSYS, EPERM, EINVAL, EINTR};
 
 QByteArray contents(const QString& path)
 {
@@ -296,6 +299,21 @@ private Q_SLOTS:
         for (const bool threaded : {false, true})
             for (const bool writing : {false, true})
                 check(writing ? "write" : "read", [=] { return transfers(writing, threaded); });
+        for (const char* name : {"own", "new"}) { // read, and written
+            check("requests", [=] {
+                AsyncFile file(path(name));
+                const bool writing = name[0] == 'n';
+                const auto works = [](const auto& request) { return request.result().ok(); };
+                if (!works(file.open(writing ? QIODevice::WriteOnly : QIODevice::ReadOnly)))
+                    return false;
+                const bool sought = works(file.seek(0));
+                const AsyncFileResult result
+                    = (writing ? file.write(bytes) : file.read(all)).result();
+                m_got = result.data;
+                const bool flushed = !writing || works(file.flush());
+                return works(file.close()) && sought && flushed && result.count == size;
+            });
+        }
     }
 
     void relay()
@@ -388,6 +406,8 @@ private:
         ++m_operations;
         for (const int error : errors) {
             for (const bool lasting : {false, true}) {
+                if (lasting && error == EINTR)
+                    continue; // is repeated without end
                 do {
                     const bool claimed = run(work, {m_fault.nth + 1, error, lasting});
                     if (!isRight(promise, claimed, former, done))
