@@ -72,8 +72,6 @@ private Q_SLOTS:
     }
 
 private:
-    QByteArray contents() const { return m_folder.contents("f"); }
-
     TemporaryFolder m_folder;
     const QString m_path = m_folder.at("f");
 };
