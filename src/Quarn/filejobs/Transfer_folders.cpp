@@ -57,8 +57,11 @@ bool Transfer::makeFolder(const Entry& entry, Destination& destination)
 {
     while (destination.how != Destination::Merging) {
         int error = m_targets.top().makeFolder(destination.name);
-        if (error == systemError::none && m_kind == Move)
+        if (error == systemError::none && m_kind == Move) {
             error = m_targets.top().sync();
+            if (error != systemError::none)
+                m_targets.top().removeFolder(destination.name);
+        }
         if (error == systemError::none)
             return true;
         if (error != systemError::alreadyThere) {

@@ -3,6 +3,7 @@
 #include <Quarn/platform/linux/ByteCopier_p.h>
 #include <Quarn/platform/linux/CommentSidecar_p.h>
 #include <Quarn/platform/linux/FileAttributes_p.h>
+#include <Quarn/platform/linux/NewFile_p.h>
 #include <Quarn/platform/linux/OpenFolderHandle_p.h>
 
 #include <QFile>
@@ -110,7 +111,7 @@ Outcome EntryCopier::State::copyFile(int from, const char* name, const EntryStat
     if (status.st_nlink > 1 && !commentLeft.isEmpty())
         linkedComments[entryStatus(status).id] = commentLeft;
     // Some file systems tell of a full disk only here.
-    if ((synced && ::fsync(target.get()) != 0) || ::close(target.release()) != 0)
+    if ((synced && !isSynchronized(target.get())) || ::close(target.release()) != 0)
         return failure(FileStep::Write);
     struct stat after;
     if (synced && ::fstat(source.get(), &after) != 0)
