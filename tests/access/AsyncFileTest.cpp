@@ -161,10 +161,9 @@ private Q_SLOTS:
         QCOMPARE(read.result().count, qint64(1000)); // opening is a new beginning
     }
 
+#if QUARN_HAS_POSIX // others have no pipes in folders
     void pipesHoldUpNobody()
     {
-        if (!hasPosix)
-            QSKIP("There are no pipes in folders here", );
         QVERIFY(::mkfifo(QFile::encodeName(m_path).constData(), 0600) == 0);
         QThreadPool pool;
         pool.setMaxThreadCount(1);
@@ -207,6 +206,7 @@ private Q_SLOTS:
         writer.close().waitForFinished();
         QCOMPARE(errorOf(last.write("x")), QFile::WriteError); // and no SIGPIPE
     }
+#endif
 
     void takesBack()
     {

@@ -185,10 +185,9 @@ private Q_SLOTS:
                         check(by, mode, lines);
     }
 
+#if QUARN_HAS_POSIX // others have no pipes in folders, and remove no file that is open
     void readsWhatCameRightBeforeTheRemoval()
     {
-        if (!hasPosix)
-            QSKIP("A file that is open cannot be removed here", );
         append(m_path, "ab");
         GrowingFile file(m_path);
         QVERIFY(file.open(unbuffered) && file.read(2) == "ab");
@@ -202,8 +201,6 @@ private Q_SLOTS:
 
     void endOfAPipeEndsABlockingRead()
     {
-        if (!hasPosix)
-            QSKIP("There are no pipes in folders here", );
         QCOMPARE(QProcess::execute(QStringLiteral("mkfifo"), {m_path}), 0);
         std::thread writer([this] { append(m_path, "through the pipe"); });
         File file(m_path);
@@ -216,6 +213,7 @@ private Q_SLOTS:
         QCOMPARE(StreamUtils::copy(&file, 0, &memory, 0, 100), qint64(16));
         QVERIFY(memory.data() == "through the pipe" && !file.ioFailureDetected());
     }
+#endif
 
     void failedSeekIsNotPassedOver()
     {
