@@ -68,7 +68,11 @@ class AsyncFileTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QFile::remove(m_path); }
+    void init()
+    {
+        // Some systems remove none that the file before has still to close.
+        QTRY_VERIFY_WITH_TIMEOUT(!QFile::exists(m_path) || QFile::remove(m_path), 60000);
+    }
 
     void carriesOutInOrder()
     {
@@ -154,10 +158,9 @@ private Q_SLOTS:
         QCOMPARE(read.result().count, qint64(1000)); // opening is a new beginning
     }
 
+#if QUARN_HAS_POSIX // others have no pipes in folders
     void pipesHoldUpNobody()
     {
-        if (!hasPosix)
-            QSKIP("There are no pipes in folders here", );
         QVERIFY(::mkfifo(QFile::encodeName(m_path).constData(), 0600) == 0);
         QThreadPool pool;
         pool.setMaxThreadCount(1);
@@ -200,6 +203,7 @@ private Q_SLOTS:
         writer.close().waitForFinished();
         QCOMPARE(errorOf(last.write("x")), QFile::WriteError); // and no SIGPIPE
     }
+#endif
 
     void takesBack()
     {

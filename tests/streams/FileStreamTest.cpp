@@ -166,10 +166,9 @@ private Q_SLOTS:
                         check(by, mode, lines);
     }
 
+#if QUARN_HAS_POSIX // others have no pipes in folders, and remove no file that is open
     void readsWhatCameRightBeforeTheRemoval()
     {
-        if (!hasPosix)
-            QSKIP("A file that is open cannot be removed here", );
         append("ab");
         GrowingFile file(m_path);
         QVERIFY(file.open(unbuffered) && file.read(2) == "ab");
@@ -183,8 +182,6 @@ private Q_SLOTS:
 
     void endOfAPipeEndsABlockingRead()
     {
-        if (!hasPosix)
-            QSKIP("There are no pipes in folders here", );
         QCOMPARE(QProcess::execute(QStringLiteral("mkfifo"), {m_path}), 0);
         std::thread writer([this] { append("through the pipe"); });
         File file(m_path);
@@ -196,6 +193,7 @@ private Q_SLOTS:
         QCOMPARE(StreamUtils::copy(&file, 0, &memory, 0, 100), qint64(16));
         QVERIFY(memory.bytes == "through the pipe" && !file.ioFailureDetected());
     }
+#endif
 
     void failedSeekIsNotPassedOver()
     {
