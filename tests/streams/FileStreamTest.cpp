@@ -322,7 +322,10 @@ private Q_SLOTS:
     }
 
 private:
-    void append(const QByteArray& bytes) { m_folder->write("file", bytes, QIODevice::Append); }
+    void append(const QByteArray& bytes)
+    {
+        m_folder->write("file", bytes, QIODevice::Append);
+    }
 
     std::unique_ptr<TemporaryFolder> m_folder;
     QString m_path;
