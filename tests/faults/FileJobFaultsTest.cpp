@@ -19,7 +19,7 @@ using namespace kel;
 namespace {
 
 // The two before the last tell that a file system doesn't know a call.
-constexpr int errors[] = {EIO, EACCES, ENOSPC, ENOTSUP, EINVAL, faultyCalls::shortCount};
+constexpr int errors[] = {EIO, EACCES, ENOSPC, EEXIST, ENOTSUP, EINVAL, faultyCalls::shortCount};
 const QByteArray bytes = testBytes(100000);
 constexpr int hole = 1 << 20; // behind the bytes of a file
 const QByteArray older = "older";

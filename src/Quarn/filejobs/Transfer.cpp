@@ -130,6 +130,7 @@ void Transfer::runLevels()
 
 void Transfer::transferEntry(const SystemName& name)
 {
+    m_conflicts = 0;
     Entry entry{name, name, EntryStatus()};
     if (isTop() && !m_newName.empty())
         entry.wantedName = m_newName;

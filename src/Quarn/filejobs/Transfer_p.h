@@ -114,6 +114,7 @@ private:
     Survey m_survey;
     const QString m_temporaryName;
     int m_temporaryNames = 0;
+    int m_conflicts = 0; // of the entry under way, so far
 
     FolderStack m_sources;
     FolderStack m_targets;
