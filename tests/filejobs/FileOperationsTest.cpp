@@ -141,7 +141,7 @@ private Q_SLOTS:
     {
         for (const bool moving : {false, true}) {
             bool cancelled = true;
-            for (int calls = 1; cancelled; calls = calls * 4 / 3 + 1) {
+            for (int calls = 1; cancelled; calls = hasPosix ? calls * 4 / 3 + 1 : calls * 2) {
                 const TemporaryFolder source(memory), plain(memory);
                 const MountedFolder mounted;
                 const TemporaryFolder& target = moving ? mounted : plain;

@@ -23,7 +23,7 @@ public:
         static const char* const names[] = {"a.txt", ".h", "b", "c d", "\xc3\xa4.jpg", "e.jpg"};
         for (const char* const name : names) {
             const QString path = folder + QLatin1Char('/') + QString::fromUtf8(name);
-            if (m_random() % 4 == 0 && depth < 3) {
+            if (m_random() % 4 == 0 && depth < 2) {
                 QDir().mkdir(path);
                 fill(path, depth + 1);
             } else {
