@@ -37,6 +37,7 @@ fi
 mkdir "$root/quarn"
 cp -r "$folder" "$root/quarn/packages"
 cp -r "$project_dir/tests/consumer" "$root/quarn/consumer"
+cp "$project_dir/README.md" "$project_dir/docs/using.md" "$root/quarn/"
 cp /etc/resolv.conf /etc/hosts "$root/etc/"
 (cd "$root/quarn/packages" && dpkg-scanpackages --multiversion . >Packages 2>/dev/null)
 echo "deb [trusted=yes] file:/quarn/packages ./" >"$root/etc/apt/sources.list.d/quarn.list"

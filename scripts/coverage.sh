@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Runs the tests with Clang's coverage and tells for each family of the library how many lines and
-# branches they reach, and which lines they don't.
+# Runs the tests with Clang's coverage, the fault tests and the children of all of them included, and
+# tells for each family of the library how many lines and branches they reach. A branch is one outcome
+# of one condition; what a template's instantiations reach counts together.
 #
 # Usage: scripts/coverage.sh             the figures; fails below 95 % of lines or 90 % of branches
-#        scripts/coverage.sh --gaps      and each line that was not reached
+#        scripts/coverage.sh --gaps      and each line and condition that was not reached
 set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
@@ -16,54 +17,20 @@ llvm_cov=$(compgen -c llvm-cov | sort -V | head -n 1)
 llvm_profdata=$(compgen -c llvm-profdata | sort -V | head -n 1)
 
 say "Testing"
-# Some tests run hundreds of processes: what these leave is joined at once.
-LLVM_PROFILE_FILE=$work/%4m.profraw ctest --test-dir "$project_dir/build/coverage" -j 2 \
+# One file for each binary (%m), which its processes share as memory (%c): it holds what was reached
+# by a process that is killed, too.
+LLVM_PROFILE_FILE=$work/%m%c.profraw ctest --test-dir "$project_dir/build/coverage" -j 2 \
     --output-on-failure --exclude-regex '^(format|windows|installation|docs|headers)' >"$work/log" 2>&1 \
     || { tail -n 40 "$work/log" >&2; say "Some tests failed; the figures are what the others reach"; }
 "$llvm_profdata" merge -o "$work/data" "$work"/*.profraw
 
+# export_coverage OPTION...: what was reached, in a form of llvm-cov's.
 export_coverage() {
-    "$llvm_cov" export --format=lcov "$project_dir/build/coverage/src/Quarn/libQuarn-qt6.so" \
+    "$llvm_cov" export "$@" "$project_dir/build/coverage/src/Quarn/libQuarn-qt6.so" \
         -object "$project_dir/build/coverage/src/Quarn/libQuarn-qt6-desktop.so.1" \
-        -ignore-filename-regex=_autogen -instr-profile="$work/data" \
-        "$project_dir/src/Quarn"
+        -ignore-filename-regex=_autogen -instr-profile="$work/data" "$project_dir/src/Quarn"
 }
 
-export_coverage | awk -v gaps="${1:-}" '
-    function percent(hit, found) { return found == 0 ? 100 : 100 * hit / found }
-    function row(name, lines, linesHit, branches, branchesHit) {
-        return sprintf("%-12s %7d %7.1f %% %9d %7.1f %%", name, lines, percent(linesHit, lines),
-            branches, percent(branchesHit, branches))
-    }
-    BEGIN { FS = "[:,]"; printf "%-12s %7s %9s %9s %9s\n", "family", "lines", "reached", "branches", "reached" }
-    /^SF:/ {
-        file = substr($0, 4)
-        sub(".*/src/Quarn/", "", file)
-        family = file
-        sub("/.*", "", family)
-        families[family] = 1
-    }
-    /^DA:/ {
-        ++lines[family]
-        if ($3 > 0) ++linesHit[family]
-        else missed[file] = missed[file] " " $2
-    }
-    /^BRDA:/ {
-        ++branches[family]
-        if ($5 != "-" && $5 > 0) ++branchesHit[family]
-    }
-    END {
-        for (family in families) {
-            print row(family, lines[family], linesHit[family], branches[family], branchesHit[family]) \
-                | "sort"
-            l += lines[family]; lh += linesHit[family]
-            b += branches[family]; bh += branchesHit[family]
-        }
-        close("sort")
-        print row("all", l, lh, b, bh)
-        if (gaps != "")
-            for (file in missed)
-                print file ":" missed[file] | "sort"
-        close("sort")
-        exit percent(lh, l) < 95 || percent(bh, b) < 90
-    }'
+export_coverage --format=lcov >"$work/lines"
+export_coverage >"$work/branches"
+python3 "$project_dir/scripts/coverage.py" "$work/lines" "$work/branches" "$@"

@@ -2,8 +2,11 @@
 # Runs a Windows program with Wine, as CTest does for the preset windows.
 #
 # Usage: scripts/wine.sh PREFIX PROGRAM [ARGUMENT...]
+#        scripts/wine.sh PREFIX --start | --stop
 # PREFIX is the folder of Wine's settings and drive C:, which is made when it is missing. The program
-# finds the libraries in its own folder and those of the toolchain that scripts/windows.sh builds.
+# finds the libraries in its own folder and those of the toolchain that scripts/windows.sh builds. With --start
+# Wine's own processes run until --stop, which ends all that there is; otherwise each program waits
+# for its own.
 set -euo pipefail
 
 [ $# -ge 2 ] || { sed -n '2,/^set /{/^set /d;s/^# \{0,1\}//;p}' "$0" && exit 2; }
@@ -33,4 +36,17 @@ if [ ! -e "$WINEPREFIX/quarn-ready" ]; then
     fi
     exec 9>&-
 fi
-exec "$wine" "$@"
+
+server=${wine%64}server64
+[ -x "$server" ] || server=$(type -P wineserver)
+stop() { ! "$server" -k || "$server" -w; } # the first is false when none runs
+case $1 in
+    --start)
+        stop # what an earlier run left
+        # They keep no pipe open that somebody reads to its end.
+        "$server" -p </dev/null >/dev/null 2>&1
+        exec "$wine" wineboot </dev/null >/dev/null 2>&1
+        ;;
+    --stop) stop ;;
+    *) exec "$wine" "$@" ;;
+esac

@@ -168,7 +168,10 @@ def search(browser, word):
         browser.call("Input.dispatchKeyEvent", type="keyDown", text=letter, key=letter)
         browser.call("Input.dispatchKeyEvent", type="keyUp", key=letter)
     for _ in range(100):
-        texts = [text for text in results_shown(browser) if word.lower() in text.lower()]
+        try:
+            texts = [text for text in results_shown(browser) if word.lower() in text.lower()]
+        except RuntimeError:  # the frame of the results was replaced meanwhile
+            texts = []
         if texts:
             break
         time.sleep(0.1)

@@ -2,7 +2,6 @@
 
 #include <Quarn/filejobs/CopyJob.h>
 #include <Quarn/filejobs/MoveJob.h>
-#include <Quarn/filejobs/RemoveJob.h>
 #include <Quarn/filejobs/TrashJob.h>
 #include <Quarn/fileutils/FileUtils.h>
 
@@ -177,7 +176,7 @@ void FilesWindow::undo()
     if (last.kind == Kind::Trash)
         restore(last.places);
     else if (last.kind == Kind::Copy)
-        start(Kind::Undo, new kel::RemoveJob(targets, this));
+        start(Kind::Undo, new kel::TrashJob(targets, this)); // with what has come into them since
     else // all of them came from one folder
         start(Kind::Undo,
               new kel::MoveJob(targets, QFileInfo(last.places.first().source).path(), {}, this));

@@ -13,8 +13,6 @@
 #include <QThreadPool>
 #include <QtEndian>
 
-#include <deque>
-
 using kel::AsyncFile;
 using Request = AsyncFile::Request;
 
@@ -70,7 +68,11 @@ class AsyncFileTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QFile::remove(m_path); }
+    void init()
+    {
+        // Some systems remove none that the file before has still to close.
+        QTRY_VERIFY_WITH_TIMEOUT(!QFile::exists(m_path) || QFile::remove(m_path), 60000);
+    }
 
     void carriesOutInOrder()
     {
@@ -87,41 +89,36 @@ private Q_SLOTS:
         file.flush();
         const Request closed = file.close();
         QVERIFY(file.waitForFinished());
-        QCOMPARE(written.result().count, qint64(bytes.size()));
-        QCOMPARE(sought.result().count, qint64(5));
+        QVERIFY(written.result().count == bytes.size() && sought.result().count == 5);
         QVERIFY(part.result().data == bytes.mid(5, mebibyte));
         QVERIFY(rest.result().data == bytes.mid(5 + mebibyte) + "abc");
-        QVERIFY(end.result().ok() && end.result().data.isEmpty());
-        QVERIFY(closed.result().ok());
+        QVERIFY(end.result().ok() && end.result().data.isEmpty() && closed.result().ok());
         QVERIFY(file.queuedRequests() == 0 && file.queuedBytes() == 0);
         QVERIFY(m_folder.contents("file") == bytes + "abc");
     }
 
     void failuresStopWhatStandsBehind()
     {
+        using Ask = Request (*)(AsyncFile & file);
+        const Ask write = [](AsyncFile& file) { return file.write("x"); };
+        const Ask read = [](AsyncFile& file) { return file.read(1); };
+        const Ask seek = [](AsyncFile& file) { return file.seek(-1); };
         const struct
         {
             const char* path; // null: that of the test
             QIODevice::OpenMode mode;
-            Request (*ask)(AsyncFile& file);
+            Ask ask;
             QFileDevice::FileError opening, asking;
         } cases[] = {
-            {"/nowhere/file", QIODevice::WriteOnly, [](AsyncFile& f) { return f.write("x"); },
-             QFile::OpenError, QFile::AbortError},
-            {"/", QIODevice::ReadOnly, [](AsyncFile& f) { return f.read(1); }, QFile::OpenError,
+            {"/nowhere/file", QIODevice::WriteOnly, write, QFile::OpenError, QFile::AbortError},
+            {"/", QIODevice::ReadOnly, read, QFile::OpenError, QFile::AbortError},
+            {nullptr, QIODevice::WriteOnly | QIODevice::Text, write, QFile::OpenError,
              QFile::AbortError},
-            {nullptr, QIODevice::WriteOnly | QIODevice::Text,
-             [](AsyncFile& f) { return f.write("x"); }, QFile::OpenError, QFile::AbortError},
-            {"/dev/full", QIODevice::WriteOnly, [](AsyncFile& f) { return f.write("x"); },
-             QFile::NoError, QFile::ResourceError},
-            {"/proc/self/mem", QIODevice::ReadOnly, [](AsyncFile& f) { return f.read(1); },
-             QFile::NoError, QFile::ReadError}, // EIO
-            {"/proc/self/mem", QIODevice::ReadWrite, [](AsyncFile& f) { return f.write("x"); },
-             QFile::NoError, QFile::WriteError}, // EIO
-            {nullptr, QIODevice::ReadWrite, [](AsyncFile& f) { return f.seek(-1); }, QFile::NoError,
-             QFile::PositionError},
-            {nullptr, QIODevice::WriteOnly, [](AsyncFile& f) { return f.read(1); }, QFile::NoError,
-             QFile::ReadError},
+            {"/dev/full", QIODevice::WriteOnly, write, QFile::NoError, QFile::ResourceError},
+            {"/proc/self/mem", QIODevice::ReadOnly, read, QFile::NoError, QFile::ReadError}, // EIO
+            {"/proc/self/mem", QIODevice::ReadWrite, write, QFile::NoError, QFile::WriteError},
+            {nullptr, QIODevice::ReadWrite, seek, QFile::NoError, QFile::PositionError},
+            {nullptr, QIODevice::WriteOnly, read, QFile::NoError, QFile::ReadError},
         };
         for (const auto& c : cases) {
             if (!hasPosix && c.opening == QFile::NoError && c.path)
@@ -161,10 +158,9 @@ private Q_SLOTS:
         QCOMPARE(read.result().count, qint64(1000)); // opening is a new beginning
     }
 
+#if QUARN_HAS_POSIX // others have no pipes in folders
     void pipesHoldUpNobody()
     {
-        if (!hasPosix)
-            QSKIP("There are no pipes in folders here", );
         QVERIFY(::mkfifo(QFile::encodeName(m_path).constData(), 0600) == 0);
         QThreadPool pool;
         pool.setMaxThreadCount(1);
@@ -207,6 +203,7 @@ private Q_SLOTS:
         writer.close().waitForFinished();
         QCOMPARE(errorOf(last.write("x")), QFile::WriteError); // and no SIGPIPE
     }
+#endif
 
     void takesBack()
     {
@@ -229,23 +226,31 @@ private Q_SLOTS:
         whole.cancel();
         QCOMPARE(whole.queuedBytes(), qint64(0));
         held.release();
-        QVERIFY(errorOf(opened) == QFile::AbortError && errorOf(written) == QFile::AbortError);
-        QCOMPARE(m_folder.contents("file"), QByteArray("ac"));
+        QVERIFY(errorOf(opened) == QFile::AbortError && errorOf(written) == QFile::AbortError
+                && m_folder.contents("file") == "ac");
     }
 
     void queuedWritesOutlive()
     {
-        for (const char* gone : {"the file", "the pool", "the pool's queue"}) {
+        for (const QByteArray gone :
+             {"the file", "its watcher's", "the pool", "the pool's queue"}) {
             auto pool = std::make_unique<HeldPool>();
             auto file = std::make_unique<AsyncFile>(m_path, pool.get());
-            file->open(QIODevice::ReadWrite | QIODevice::Truncate);
+            QFutureWatcher<kel::AsyncFileResult> watcher;
+            const Request opened = file->open(QIODevice::ReadWrite | QIODevice::Truncate);
             file->write("written");
             const Request read = file->read(1);
-            if (gone == QByteArray("the pool's queue"))
+            if (gone == "the pool's queue")
                 pool->clear();
-            if (gone != QByteArray("the file"))
+            if (gone.startsWith("the pool"))
                 pool.reset();
             const Request last = file->write("!");
+            if (gone == "its watcher's") {
+                connect(&watcher, &QFutureWatcherBase::finished, this, [&] { file.reset(); });
+                watcher.setFuture(opened);
+                pool->release();
+                QTRY_VERIFY(!file);
+            }
             file.reset();
             pool.reset();
             QVERIFY2(last.result().ok(), gone);
@@ -267,17 +272,6 @@ private Q_SLOTS:
         }
     }
 
-    void watchersMayDestroyTheFile()
-    {
-        auto file = std::make_unique<AsyncFile>(m_path);
-        QFutureWatcher<kel::AsyncFileResult> watcher;
-        connect(&watcher, &QFutureWatcherBase::finished, this, [&] { file.reset(); });
-        watcher.setFuture(file->open(QIODevice::WriteOnly));
-        file->write("written");
-        QTRY_VERIFY(!file);
-        QTRY_COMPARE(m_folder.contents("file"), QByteArray("written"));
-    }
-
     /** 100,000 requests: what the results say is what the file holds, in order, nothing twice. */
     void survivesStorms()
     {
@@ -287,25 +281,20 @@ private Q_SLOTS:
             auto file = std::make_unique<AsyncFile>(m_path);
             std::vector<std::vector<Request>> made(threads);
             {
-                std::deque<Thread> storm;
-                for (int t = 0; t < threads; ++t) {
-                    storm.emplace_back(
-                        [&, t] { makeRequests(*file, t, requests, made[size_t(t)]); });
-                    storm.back().start();
-                }
+                Threads storm;
+                for (int t = 0; t < threads; ++t)
+                    storm.start([&, t] { makeRequests(*file, t, requests, made[size_t(t)]); });
             }
             file.reset();
             QMap<int, QList<int>> expected, found;
-            for (int t = 0; t < threads; ++t) {
+            for (int t = 0; t < threads; ++t)
                 for (int i = 0; i < requests; ++i) {
-                    const kel::AsyncFileResult result = made[size_t(t)][size_t(i)].result();
-                    QCOMPARE(made[size_t(t)][size_t(i)].resultCount(), 1);
-                    if (result.count == recordSize)
+                    const Request& request = made[size_t(t)][size_t(i)];
+                    const qint64 count = request.result().count;
+                    QVERIFY(request.resultCount() == 1 && (count == recordSize || count == 0));
+                    if (count > 0)
                         expected[t] << i;
-                    else
-                        QCOMPARE(result.count, qint64(0));
                 }
-            }
             const QByteArray bytes = m_folder.contents("file");
             for (int at = 0; at + recordSize <= bytes.size(); at += recordSize)
                 found[qFromLittleEndian<int>(bytes.constData() + at)]

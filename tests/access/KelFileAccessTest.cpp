@@ -109,7 +109,7 @@ private Q_SLOTS:
      */
     void acceptsTheNextRequestOfEverySlot()
     {
-        constexpr int size = 4 * (hasPosix ? 50000 : 5000); // Wine's threads take long to wake
+        constexpr int size = 4 * (hasPosix ? 50000 : 1000); // Wine's threads take long to wake
         QEventLoop loop; // QTRY_COMPARE would sleep after each request
         QTimer::singleShot(60000, &loop, &QEventLoop::quit);
         Access access(m_path);

@@ -30,8 +30,20 @@ private Q_SLOTS:
     {
         IOException exception(QStringLiteral("first"));
         QCOMPARE(exception.what(), "kel::IOException: first");
-        exception = IOException(QTextStream::ReadCorruptData);
-        QVERIFY(QByteArray(exception.what()).contains("corrupt"));
+        const std::pair<QTextStream::Status, const char*> statuses[]
+            = {{QTextStream::Ok, "no text stream error"},
+               {QTextStream::ReadPastEnd, "past"},
+               {QTextStream::ReadCorruptData, "corrupt"},
+               {QTextStream::WriteFailed, "not write"}};
+        for (const auto& [status, text] : statuses) {
+            exception = IOException(status);
+            QVERIFY2(QByteArray(exception.what()).contains(text), exception.what());
+        }
+        // A cause is kept as what it is.
+        const ExceptionQt outer(QStringLiteral("outer"), &exception);
+        const ExceptionQt outermost(QStringLiteral("outermost"), &outer);
+        QVERIFY(
+            QByteArray(outermost.what()).contains("kel::ExceptionQt: outer; caused by kel::IO"));
     }
 };
 

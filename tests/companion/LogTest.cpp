@@ -1,6 +1,7 @@
 #include "support/Thread.h"
 
 #include <Quarn/companion/Log.h>
+#include <Quarn/companion/MutexLocker.h>
 
 #include <QRegularExpression>
 #include <QTest>
@@ -47,6 +48,40 @@ private Q_SLOTS:
                            "straße     \\[2J\n$"));
         Log::instance().setStream(Log::Warning, nullptr);
         QVERIFY2(format.match(text).hasMatch(), qPrintable(text));
+    }
+
+    void keepsOthersOutOfALine()
+    {
+        Log& log = Log::instance();
+        const std::pair<Log::ELevel, const wchar_t*> levels[]
+            = {{Log::Debug, L"[debug]"},
+               {Log::Information, L"[information]"},
+               {Log::Error, L"[error]"}};
+        for (const auto& [level, name] : levels) {
+            std::wostringstream stream;
+            std::wostream* const before = log.getStream(level);
+            log.setStream(level, &stream);
+            const auto isFree = [&log] {
+                bool free = false;
+                Thread other([&] {
+                    free = log.mutex().try_lock();
+                    if (free)
+                        log.mutex().unlock();
+                });
+                other.start();
+                other.wait();
+                return free;
+            };
+            kel::MutexLocker locker(log.mutex(), false);
+            QVERIFY(isFree());
+            locker.lock();
+            log.pre(level) << L"text";
+            QVERIFY(!isFree());
+            locker.unlock();
+            QVERIFY(isFree() && stream.str().find(name) != std::wstring::npos);
+            log.setStream(level, before);
+        }
+        log.pre(Log::Off) << L"dropped";
     }
 
     void aStreamThatThrowsIsNoConcernOfTheWriter()

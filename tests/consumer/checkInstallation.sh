@@ -34,16 +34,23 @@ consume sub-folder 5 -DQUARN_SOURCE="$source_dir" -DCONSUMER_QT=5 -DBUILD_SHARED
     -DQUARN_INSTALL=ON -DCMAKE_INSTALL_PREFIX="$work/static" -DCMAKE_INSTALL_LIBDIR="$work/static/lib"
 cmake --install "$work/sub-folder" >/dev/null
 CMAKE_PREFIX_PATH=$work/static consume static 5
-say "fetched, as a shared library with its tests"
-cmake -S "$source_dir/tests/consumer" -B "$work/fetched" -G Ninja --log-level=WARNING \
-    -DQUARN_SOURCE="$source_dir" -DQUARN_FETCHED=ON -DQUARN_BUILD_TESTS=ON >"$work/log" \
-    || { cat "$work/log"; exit 1; }
-ctest --test-dir "$work/fetched" -N >"$work/log"
-ninja -C "$work/fetched" -t commands consumer >>"$work/log"
-grep -q StreamUtilsTest "$work/log"
-grep -q 'libQuarn-qt6\.so\.1' "$work/log"
+for shared in ON OFF; do
+    say "fetched, with and without its tests; BUILD_SHARED_LIBS=$shared"
+    cmake -S "$source_dir/tests/consumer" -B "$work/fetched-$shared" -G Ninja --log-level=WARNING \
+        -DQUARN_SOURCE="$source_dir" -DQUARN_FETCHED=ON -DQUARN_BUILD_TESTS=$shared \
+        -DBUILD_SHARED_LIBS=$shared >"$work/log" || { cat "$work/log"; exit 1; }
+    ctest --test-dir "$work/fetched-$shared" -N >"$work/tests"
+    ninja -C "$work/fetched-$shared" -t commands consumer >"$work/log"
+    if [ $shared = ON ]; then
+        grep -q 'libQuarn-qt6\.so\.1' "$work/log"
+        grep -q StreamUtilsTest "$work/tests"
+    else
+        grep -q 'libQuarn-qt6\.a' "$work/log"
+        if grep StreamUtilsTest "$work/tests"; then exit 1; fi
+    fi
+done
 
-for example in background-save capture copy-tree file-jobs follow-log log-on-once notes pin-publisher producer-and-readers receive-download sign-release verify-download; do
+for example in background-save capture copy-tree file-jobs follow-log inbox log-on-once notes pin-publisher producer-and-readers receive-download sign-release verify-download; do
     say "example outside the tree: $example"
     cmake -S "$source_dir/examples/$example" -B "$work/$example" -G Ninja >"$work/log" \
         && cmake --build "$work/$example" >>"$work/log" || { cat "$work/log"; exit 1; }

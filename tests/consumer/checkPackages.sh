@@ -20,6 +20,15 @@ apt install libquarn-qt6-dev
 consume qt6 6
 consume_by_pkg_config "$pc_dir/quarn-qt6.pc"
 
+say "the program of the README, built as the manual says"
+first_block() { awk -v "start=\`\`\`$2" 'on && /^```$/ { exit } on; $0 == start { on = 1 }' "$1"; }
+mkdir "$work/program"
+first_block /quarn/README.md cpp >"$work/program/main.cpp"
+first_block /quarn/using.md cmake >"$work/program/CMakeLists.txt"
+cmake -S "$work/program" -B "$work/program/build" -G Ninja >"$work/log" \
+    && cmake --build "$work/program/build" >>"$work/log" || { cat "$work/log"; exit 1; }
+[ "$("$work/program/build/program")" = "written while it is read" ]
+
 apt install libquarn-qt5-dev
 consume both-newest 6
 consume both-for-the-qt-found 5 -DCONSUMER_QT=5 -DCONSUMER_REFUSES=6

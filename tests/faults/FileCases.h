@@ -5,6 +5,7 @@
 #include "support/TemporaryFolder.h"
 #include "support/testBytes.h"
 
+#include <Quarn/access/AsyncFile.h>
 #include <Quarn/access/KelFileAccess.h>
 #include <Quarn/fileutils/FileUtils.h>
 #include <Quarn/fileutils/TempDir.h>
@@ -347,6 +348,21 @@ private Q_SLOTS:
         for (const bool threaded : {false, true})
             for (const bool writing : {false, true})
                 check(writing ? "write" : "read", [=] { return transfers(writing, threaded); });
+        for (const char* name : {"own", "new"}) { // read, and written
+            check("requests", [=] {
+                AsyncFile file(path(name));
+                const bool writing = name[0] == 'n';
+                const auto works = [](const auto& request) { return request.result().ok(); };
+                if (!works(file.open(writing ? QIODevice::WriteOnly : QIODevice::ReadOnly)))
+                    return false;
+                const bool sought = works(file.seek(0));
+                const AsyncFileResult result
+                    = (writing ? file.write(bytes) : file.read(all)).result();
+                m_got = result.data;
+                const bool flushed = !writing || works(file.flush());
+                return works(file.close()) && sought && flushed && result.count == size;
+            });
+        }
     }
 };
 

@@ -14,7 +14,9 @@ using namespace kel;
 namespace {
 
 constexpr int errors[]
-    = {EIO, EACCES, ENOSPC, EDQUOT, ENOMEM, EMFILE, EROFS, faultyCalls::shortCount};
+    = {EIO, EACCES, ENOSPC, EDQUOT, ENOMEM, EMFILE, EROFS, faultyCalls::shortCount,
+       // what tells that a file system doesn't know a call, or that it is to be repeated
+       ENOTSUP, ENOSYS, EPERM, EINVAL, EINTR};
 
 } // namespace
 
@@ -69,6 +71,8 @@ private:
         ++m_operations;
         for (const int error : errors) {
             for (const bool lasting : {false, true}) {
+                if (lasting && error == EINTR)
+                    continue; // is repeated without end
                 do {
                     const bool claimed = run(work, {m_fault.nth + 1, error, lasting});
                     if (!isRight(promise, claimed, former, done))

@@ -68,12 +68,14 @@ private Q_SLOTS:
         MoveJob move(copied, folder.path());
         run(move);
         QCOMPARE(difference(describe(folder.root() + "/t"), tree), QByteArray());
+        QVERIFY(entriesOf(folder.root() + "/copies").isEmpty());
+        if (!hasPosix)
+            return; // it would be the user's
         TrashJob trash(moved);
         run(trash);
         const FileResult::Place place = trash.result().places.at(0);
         QCOMPARE(place.source, moved.at(0));
         QCOMPARE(difference(describe(QFile::encodeName(place.target)), tree), QByteArray());
-        QVERIFY(entriesOf(folder.root() + "/copies").isEmpty());
     }
 
     /** Cancelled or deleted in the middle, and before it could begin. */

@@ -128,18 +128,3 @@ void generateTree(const QByteArray& root, unsigned seed)
     ::mkdir(root, 0755);
     Generator(seed).fill(root, 0);
 }
-
-QByteArray difference(const Description& found, const Description& expected)
-{
-    for (const auto& [path, text] : expected) {
-        const auto other = found.find(path);
-        if (other == found.end())
-            return path + " is missing";
-        if (other->second != text)
-            return path + ": " + other->second + ", not " + text;
-    }
-    for (const auto& [path, text] : found)
-        if (!expected.count(path))
-            return path + " is too much";
-    return QByteArray();
-}

@@ -12,11 +12,25 @@ Description describe(const QByteArray& root);
 
 /**
  * Makes a tree at \a root of folders, files of many sizes, with holes and several names, links and
- * pipes, all with times, permissions and attributes of their own; the same for the same \a seed.
+ * pipes as the system has them, all with times, permissions and attributes of their own; the same
+ * for the same \a seed.
  */
 void generateTree(const QByteArray& root, unsigned seed);
 
 /** Where two descriptions differ, in a line; empty when they don't. */
-QByteArray difference(const Description& found, const Description& expected);
+inline QByteArray difference(const Description& found, const Description& expected)
+{
+    for (const auto& [path, text] : expected) {
+        const auto other = found.find(path);
+        if (other == found.end())
+            return path + " is missing";
+        if (other->second != text)
+            return path + ": " + other->second + ", not " + text;
+    }
+    for (const auto& [path, text] : found)
+        if (!expected.count(path))
+            return path + " is too much";
+    return QByteArray();
+}
 
 #endif

@@ -113,6 +113,9 @@ private Q_SLOTS:
                {m_bus, true, 2, 2, true},
                {"unix:path=/nowhere;" + m_bus, false, std::nullopt, 1, false},
                {"", false, std::nullopt, 0, true},
+               {"tcp:host=localhost;unix:tmpdir=/tmp;unix:path=/" + QByteArray(200, 'x')
+                    + ";unix:abstract=quarn-nobody",
+                false, std::nullopt, 0, true},
                {silentBus("silent", false), false, std::nullopt, 0, true},
                {silentBus("full", true), false, std::nullopt, 0, true}};
         const QString folder = m_folder.at("a b");

@@ -26,12 +26,6 @@ static QByteArray save(const QString& path, const QByteArray& data = "new\r\n")
     }
 }
 
-static QByteArray contents(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
-}
-
 /** Files that are saved whole or not at all; what a fault or crash leaves is for the fault tests. */
 class SaveTest : public QObject
 {
@@ -66,10 +60,10 @@ private Q_SLOTS:
             const Entries before = entriesOf(folder.root());
             QCOMPARE(save(folder.at(row.saved)), row.message);
             if (row.message.isEmpty())
-                QCOMPARE(contents(folder.at(row.file)), QByteArray("new\r\n"));
+                QCOMPARE(contentsOf(folder.at(row.file)), QByteArray("new\r\n"));
             const int created = row.message.isEmpty() && !before.contains(row.file);
             QCOMPARE(entriesOf(folder.root()).size(), before.size() + created);
-            QVERIFY(row.file == "f" || contents(folder.at("f")) == "contents");
+            QVERIFY(row.file == "f" || contentsOf(folder.at("f")) == "contents");
         }
         QVERIFY(!save(QStringLiteral("f") + QChar(QChar::Null)).isEmpty());
     }
@@ -104,6 +98,20 @@ private Q_SLOTS:
         QVERIFY(!attributes || (::getxattr(name, "user.a", value, 1) == 1 && value[0] == 'b'));
         QVERIFY(!listed
                 || ::getxattr(name, "system.posix_acl_access", value, sizeof value) == list.size());
+        // A file without a list gets none from its folder: user rwx, user 99 rwx, mask rwx, the rest none.
+        const auto inherited = QByteArray::fromHex("02000000"
+                                                   "01000700ffffffff"
+                                                   "0200070063000000"
+                                                   "04000000ffffffff"
+                                                   "10000700ffffffff"
+                                                   "20000000ffffffff");
+        ::setxattr(folder.root(), "system.posix_acl_default", inherited, size_t(inherited.size()),
+                   0);
+        ::removexattr(name, "system.posix_acl_access");
+        ::chmod(name, 0640);
+        QVERIFY(save(path).isEmpty()
+                && ::getxattr(name, "system.posix_acl_access", nullptr, 0) < 0);
+        ::removexattr(folder.root(), "system.posix_acl_default");
         const mode_t mask = ::umask(027);
         QVERIFY(save(folder.at("new")).isEmpty() && ::stat(folder.root() + "/new", &status) == 0);
         ::umask(mask);
@@ -138,7 +146,7 @@ private Q_SLOTS:
         QCOMPARE(save(folder.at("f"), QByteArray(300000, 'x')),
                  QByteArray("could not be written: No space left on device"));
         QCOMPARE(entriesOf(folder.root()), Entries{"f"});
-        QCOMPARE(contents(folder.at("f")), QByteArray("contents"));
+        QCOMPARE(contentsOf(folder.at("f")), QByteArray("contents"));
         ::umount2(folder.root(), MNT_DETACH);
     }
 
@@ -147,9 +155,9 @@ private Q_SLOTS:
         const TemporaryFolder folder;
         const QString path = folder.at("t");
         FileUtils::saveText(QStringLiteral("Zeile ä😀\r\n"), path);
-        QCOMPARE(contents(path), QByteArray("Zeile ä😀\r\n"));
+        QCOMPARE(contentsOf(path), QByteArray("Zeile ä😀\r\n"));
         QVERIFY_EXCEPTION_THROWN(FileUtils::saveText(QString(QChar(0xd800)), path), FileException);
-        QVERIFY(contents(path).startsWith("Zeile"));
+        QVERIFY(contentsOf(path).startsWith("Zeile"));
     }
 };
 

@@ -141,21 +141,27 @@ private Q_SLOTS:
 
     void reachesTheBottomAndBeyondFourGigabytes()
     {
-        if (!hasPosix)
-            QSKIP("The system's own functions reach no such depth here", );
         const TemporaryFolder folder;
+        const auto finds = [dir = QDir(folder.path())] {
+            return FileUtils::findFiles(dir, QStringLiteral("f"), true, QDir::Name).size() == 1
+                   && FileUtils::dirSize(dir, {}, QDir::Files | QDir::Dirs, true) == 5ll << 30;
+        };
+        if (!hasPosix) { // no path gets too long there
+            const QString deep = folder.at("t") + QStringLiteral("/above").repeated(50);
+            QFile file(deep + QStringLiteral("/f"));
+            QVERIFY(QDir().mkpath(deep) && file.open(QIODevice::WriteOnly));
+            QVERIFY(file.resize(5ll << 30) && finds());
+            file.close();
+            QVERIFY(FileUtils::erase(folder.at("t")) && entriesOf(folder.root()).isEmpty());
+            return;
+        }
         const QByteArray top = folder.root() + "/t", above = folder.root() + "/above";
         createEntries(top, {"f"});
         QVERIFY(QFile::resize(folder.at("t/f"), 5ll << 30)); // takes no room
         for (int depth = 1; depth <= 2500; ++depth) { // from the inside out: the path gets too long
             createEntries(above, {""});
             QVERIFY(::rename(top, above + "/t") == 0 && ::rename(above, top) == 0);
-            if (depth == 1950) {
-                const QDir dir(folder.path());
-                QCOMPARE(FileUtils::findFiles(dir, QStringLiteral("f"), true, QDir::Name).size(),
-                         1);
-                QCOMPARE(FileUtils::dirSize(dir, {}, QDir::Files | QDir::Dirs, true), 5ll << 30);
-            }
+            QVERIFY(depth != 1950 || finds());
         }
         const ResourceLimit low(ResourceLimit::OpenFiles, 40);
         QVERIFY(FileUtils::erase(folder.at("t")) && entriesOf(folder.root()).isEmpty());

@@ -1,9 +1,14 @@
 #include <Quarn/interfaces/InterfaceStub.h>
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/multiuser/MultiUserReader.h>
+#include <Quarn/multiuser/MultiUserSpool.h>
+#include <Quarn/multiuser/MultiUserSpoolReader.h>
+#include <Quarn/streams/MappedFileStream.h>
 #include <Quarn/streams/QRandomAccessIO.h>
+#include <Quarn/streams/SubStream.h>
 #include <Quarn/streams/kelmQFile.h>
 
+#include <QRegularExpression>
 #include <QTest>
 
 struct File : public kel::kelmQFile
@@ -44,12 +49,81 @@ private Q_SLOTS:
         };
         kel::MultiUserBuffer buffer;
         kel::MultiUserReader reader(&buffer, false);
+        kel::MultiUserSpool spool;
+        kel::MultiUserSpoolReader spoolReader(&spool, false);
         kel::QRandomAccessIO memory;
         File file{QString()};
         check(buffer, "kel::MultiUserBuffer");
         check(reader, "kel::MultiUserReader");
+        check(spool, "kel::MultiUserSpool");
+        check(spoolReader, "kel::MultiUserSpoolReader");
         check(static_cast<kel::kelmQFile&>(file), "kel::kelmQFile");
         check(memory, "QBuffer");
+    }
+
+    /** What callers ask of a stream before they use it; each kind gets four bytes if it takes any. */
+    void tellsWhatItCan()
+    {
+        QFile written(QDir::temp().filePath(QStringLiteral("InterfaceQueryTest")));
+        QVERIFY(written.open(QIODevice::WriteOnly) && written.write("four") == 4);
+        written.close();
+        kel::MultiUserBuffer buffer;
+        kel::MultiUserReader bufferReader(&buffer, false);
+        for (int i = 0; i < 2; ++i)
+            QTest::ignoreMessage(QtWarningMsg,
+                                 QRegularExpression(QStringLiteral("Cannot connect \\(null\\)")));
+        kel::MultiUserReader bufferOfNothing(static_cast<kel::MultiUserBuffer*>(nullptr), true);
+        kel::MultiUserSpool spool;
+        kel::MultiUserSpoolReader spoolReader(&spool, false);
+        kel::MultiUserSpoolReader spoolOfNothing(static_cast<kel::MultiUserSpool*>(nullptr), true);
+        kel::MappedFileStream mapped(written.fileName());
+        kel::SubStream range(&mapped, 2),
+            rangeOfNothing(static_cast<kel::IRandomAccessIO*>(nullptr), 2);
+        struct Row
+        {
+            const char* name;
+            kel::IRandomAccessIO& stream;
+            int takes;
+            bool reads, fails;
+            enum { Always, Never, AsSet } nonBlocking;
+            qint64 size;
+        };
+        const Row rows[]
+            = {{"buffer", buffer, 4, false, false, Row::Always, 4},
+               {"its reader", bufferReader, 0, true, false, Row::AsSet, 4},
+               {"reader of no buffer", bufferOfNothing, 0, false, false, Row::AsSet, 0},
+               {"spool", spool, 4, false, false, Row::Always, 4},
+               {"its reader", spoolReader, 0, true, false, Row::AsSet, 4},
+               {"reader of no spool", spoolOfNothing, 0, true, true, Row::AsSet, 0},
+               {"mapping", mapped, 0, true, false, Row::Never, 4},
+               {"range", range, 0, true, false, Row::Never, 2},
+               {"range of nothing", rangeOfNothing, -1, false, true, Row::Never, 0}};
+        for (const Row& row : rows) {
+            kel::IRandomAccessIO& stream = row.stream;
+            const auto is = [&](bool answer) { return answer ? "" : row.name; };
+            QCOMPARE(is(stream.write("four", 4) == row.takes), "");
+            QCOMPARE(is(stream.writable() == (row.takes > 0)), "");
+            QCOMPARE(is(stream.readable() == row.reads), "");
+            for (const bool set : {false, true}) {
+                stream.enableNonBlockingMode(set);
+                QCOMPARE(is(stream.nonBlocking()
+                            == (row.nonBlocking == Row::Always
+                                || (set && row.nonBlocking == Row::AsSet))),
+                         "");
+            }
+            stream.flush();
+            QCOMPARE(is(stream.streamSize() == row.size), "");
+            QCOMPARE(is(stream.ioFailureDetected() == row.fails), "");
+            QCOMPARE(is(row.takes > 0 || stream.position() == 0), "");
+            stream.finishIO();
+        }
+        QVERIFY(written.remove());
+        QVERIFY(!spool.open(QIODevice::ReadWrite) && spool.size() == 4 && spool.isSequential());
+        QVERIFY(!spoolReader.open(QIODevice::ReadWrite) && spoolReader.open(QIODevice::ReadOnly));
+        QVERIFY(spoolReader.size() == 4 && spoolReader.lag() == 4 && spoolReader.reset());
+        // Those that write have ended, and tell their readers so.
+        for (kel::IRandomAccessIO* const ended : {&rows[0].stream, &rows[3].stream})
+            QVERIFY(!ended->writable() && ended->eofEncountered());
     }
 };
 

@@ -43,6 +43,8 @@ private Q_SLOTS:
             QProcess program;
             QProcessEnvironment bare; // without a bus, or a PATH to xdg-open
             bare.insert(QStringLiteral("PATH"), QStringLiteral("/nowhere"));
+            const QString profile = QStringLiteral("LLVM_PROFILE_FILE"); // of scripts/coverage.sh
+            bare.insert(profile, qEnvironmentVariable(profile.toLatin1()));
             if (separate)
                 program.setProcessEnvironment(bare);
             program.start(QStringLiteral(UNLOADING_PROGRAM), {loaded, QStringLiteral("1000")});

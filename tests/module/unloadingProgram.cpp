@@ -41,8 +41,8 @@ int main(int argc, char** argv)
         const auto show = reinterpret_cast<void (*)(const QString&, const QString&)>(
             library.resolve("_ZN3kel9FileUtils17showDesktopWindowERK7QStringS3_"));
         // Elsewhere the file manager needs no further library, and would be seen.
-        show(QFile::exists(QStringLiteral("/proc")) ? QDir::rootPath() : QStringLiteral(":/none"),
-             {});
+        const QString root = QDir::rootPath();
+        show(root == QLatin1String("/") ? root : QStringLiteral(":/none"), {});
         library.unload();
     }
     // Then so often that what each time leaves would show. The first ones warm up.

@@ -6,6 +6,7 @@
 #include <Quarn/multiuser/MultiUserReader.h>
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QEvent>
 #include <QRegularExpression>
 #include <QSignalSpy>
@@ -31,7 +32,18 @@ public:
     using MultiUserBuffer::readData, MultiUserBuffer::readLineData;
 };
 
-static_assert(keepsEverySpelling<Buffer>);
+/** The reader with the operations that Qt calls in the open. */
+class Reader : public MultiUserReader
+{
+public:
+    using MultiUserReader::MultiUserReader;
+    using MultiUserReader::readData, MultiUserReader::readLineData, QIODevice::setErrorString;
+
+    bool waitForReadyRead(int) override { return ++waits, false; }
+    static inline int waits = 0;
+};
+
+static_assert(keepsEverySpelling<Buffer> && keepsEverySpelling<Reader>);
 
 /** Translates everything to one text. */
 class Translator : public QTranslator
@@ -46,18 +58,16 @@ public:
 
 } // namespace
 
-/** The producer's side, and what the buffer offers to readers. */
+/** The producer's side, and readers that find what they read, or have nothing to wait for. */
 class MultiUserBufferTest : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
+    void cleanup() { QCOMPARE(Reader::waits, 0); }
+
     void startsAsConstructed()
     {
-        Buffer empty;
-        QVERIFY(empty.writable() && !empty.eofEncountered() && empty.nonBlocking());
-        char data[8];
-        QVERIFY(empty.read(data, 8) == 0 && !empty.readable());
         Buffer raw("abc", 3);
         QVERIFY(raw.write("X", 1) == 1 && raw.data() == "Xbc");
         QByteArray array("abc");
@@ -210,14 +220,12 @@ private Q_SLOTS:
         MultiUserReader reader(&buffer, false);
         QSignalSpy written(&buffer, &QIODevice::bytesWritten);
         QSignalSpy ready(&reader, &QIODevice::readyRead);
-        const auto failing = [](const std::function<void()>& work) {
+        const auto failing = [](auto work) {
             const ShortMemory here;
-            work();
+            return work();
         };
-        int count = 0;
-        failing([&] { count = buffer.write("abc", 3); }); // nothing can be posted
-        QVERIFY(count == 3 && !buffer.ioFailureDetected());
-        buffer.write("de", 2);
+        QCOMPARE(failing([&] { return buffer.write("abc", 3); }), 3); // nothing can be posted
+        QVERIFY(!buffer.ioFailureDetected() && buffer.write("de", 2) == 2);
         failing([] { QCoreApplication::sendPostedEvents(); }); // nothing can be emitted
         QTest::qWait(0);
         QCOMPARE(written.count(), 0);
@@ -226,6 +234,115 @@ private Q_SLOTS:
         QVERIFY(written.takeFirst().constFirst().toLongLong() == 6 && ready.count() == 1);
         failing([&] { buffer.close(); });
         QVERIFY(buffer.eofEncountered() && !buffer.isOpen() && reader.readAll() == "abcdef");
+    }
+
+    void readsWhatIsThere()
+    {
+        Buffer buffer;
+        Reader reader(&buffer, false), other(&buffer, false);
+        char data[10] = {};
+        QVERIFY(reader.read(data, 10) == 0 && !reader.atEnd() && reader.bytesAvailable() == 0);
+        QVERIFY(buffer.writeBlock("hello", 5) && reader.bytesAvailable() == 5);
+        QVERIFY(reader.peek(2) == "he" && reader.peek(data, 3) == 3);
+        QVERIFY(reader.read(data, 10) == 5 && qstrcmp(data, "hello") == 0);
+        QVERIFY(reader.read(data, 10) == 0 && reader.peek(1).isEmpty() && !reader.atEnd());
+        QVERIFY(other.position() == 0 && reader.write("x", 1) == 0 && reader.bytesToWrite() == -1);
+        const qint64 far = 5 + (qint64(1) << 32) - 5; // 5 bytes when cut to 32 bits
+        QVERIFY(reader.setPosition(far) && reader.bytesAvailable() == 5 - far);
+        QVERIFY(reader.readData(data, 8) < 0 && reader.readLineData(data, 8) < 0);
+        reader.finishIO();
+        reader.close();
+        QVERIFY(reader.isOpen() && reader.readable() && !buffer.eofEncountered());
+        for (const auto mode : {QIODevice::ReadOnly, QIODevice::ReadWrite}) {
+            QCOMPARE(reader.open(mode), mode == QIODevice::ReadOnly);
+            QCOMPARE(reader.openMode(), mode | QIODevice::Unbuffered);
+        }
+        reader.setErrorString(QStringLiteral("mine"));
+        QVERIFY(reader.ioFailureDetected() && !other.ioFailureDetected());
+        QVERIFY(!buffer.ioFailureDetected());
+        buffer.setErrorString(QStringLiteral("the producer's"));
+        QVERIFY(other.ioFailureDetected());
+    }
+
+    void endsWhenTheProducerCloses()
+    {
+        for (const bool blocking : {false, true}) {
+            Buffer buffer("0123456789", 10);
+            Reader reader(&buffer, blocking);
+            char data[10];
+            QVERIFY(reader.seek(10)); // who asks for nothing doesn't wait
+            QVERIFY(reader.read(data, 0) == 0 && reader.readBlock(data, 0)
+                    && reader.peek(0).isEmpty());
+            QVERIFY(reader.readData(data, 0) == 0 && reader.readLineData(data, 1) == 0);
+            QCOMPARE(static_cast<QIODevice&>(reader).readLine(data, 2), qint64(0));
+            QVERIFY(reader.reset() && reader.read(data, 4) == 4);
+            buffer.finishIO();
+            QVERIFY(reader.bytesAvailable() == 6 && !reader.atEnd());
+            std::vector<unsigned char> rest;
+            reader.readAll(rest);
+            QVERIFY(rest.size() == 6 && reader.atEnd() && reader.eofEncountered());
+            QVERIFY(reader.read(data, 10) == 0 && reader.peek(5).isEmpty());
+            QVERIFY(reader.seek(20) && reader.readData(data, 10) == 0);
+            QVERIFY(buffer.open(QIODevice::WriteOnly) && !reader.atEnd());
+        }
+    }
+
+    void readsLines()
+    {
+        MultiUserBuffer lines(QByteArray("ab\ncd"));
+        Reader ofLines(&lines, true);
+        QIODevice& device = ofLines;
+        QVERIFY(ofLines.canReadLine() && device.readLine() == "ab\n");
+        QVERIFY(!ofLines.canReadLine() && device.readLine() == "cd" && device.readLine().isEmpty());
+
+        MultiUserBuffer buffer(QByteArray(64 * 1024 * 1024, 'x'));
+        Reader reader(&buffer, false);
+        char data[1026];
+        qint64 total = 0;
+        QElapsedTimer elapsed;
+        elapsed.start();
+        // Searched to its end for every piece, this line would be read 65,000 times over.
+        for (qint64 count; (count = static_cast<QIODevice&>(reader).readLine(data, 1026)) > 0;)
+            total += count;
+        QCOMPARE(total, qint64(64 * 1024 * 1024));
+        QVERIFY2(elapsed.elapsed() < 60000, "minutes instead of a fraction of a second");
+    }
+
+    void livesWithoutABuffer()
+    {
+        for (const QByteArray before : {"", "read", "line"}) {
+            auto buffer = std::make_unique<MultiUserBuffer>(QByteArray("ab\ncd"));
+            Reader reader(buffer.get(), true);
+            QIODevice& device = reader;
+            if (!before.isEmpty())
+                QCOMPARE(before == "read" ? device.read(3) : device.readLine(), QByteArray("ab\n"));
+            buffer.reset();
+            char data[8];
+            QVERIFY(!reader.buffer() && !reader.readable());
+            for (int round = 0; round < 2; ++round)
+                QVERIFY(device.read(data, 8) == 0 && device.readLine(data, 8) == 0);
+            QVERIFY(reader.peek(4).isEmpty() && reader.peek(data, 4) == 0);
+            QVERIFY(!reader.seek(1) && !reader.canReadLine() && !reader.atEnd());
+            QVERIFY(reader.size() == 0 && reader.bytesAvailable() == 0);
+            QVERIFY(!reader.ioFailureDetected());
+        }
+    }
+
+    void factorySharesTheBuffer()
+    {
+        boost::shared_ptr<MultiUserBuffer> buffer(new MultiUserBuffer(QByteArray("abc")));
+        const QPointer<MultiUserBuffer> watched(buffer.get());
+        auto reader = MultiUserBuffer::createReaderInterface(buffer, true);
+        auto* const device = dynamic_cast<MultiUserReader*>(reader.get());
+        QSignalSpy ready(device, &QIODevice::readyRead);
+        QVERIFY(buffer->open(QIODevice::WriteOnly) && buffer->write("abc") == 3);
+        QTRY_COMPARE(ready.count(), 1);
+        buffer->close();
+        buffer.reset();
+        QVERIFY(watched && !reader->nonBlocking());
+        QVERIFY(device->read(2) == "ab" && device->readAll() == "c");
+        reader.reset();
+        QVERIFY(!watched);
     }
 };
 

@@ -10,6 +10,7 @@
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -69,13 +70,12 @@ private Q_SLOTS:
     /** Random operations of readers that don't block answer as a plain array would. */
     void answersAsAModelDoes()
     {
-        const Settings all[] = {tiny(Settings::KeepEverything, Settings::SpillToDisk),
-                                tiny(Settings::KeepUnread, Settings::SpillToDisk),
-                                tiny(Settings::KeepEverything, Settings::HoldBack),
-                                tiny(Settings::KeepUnread, Settings::RefuseWrite)};
-        for (const Settings& settings : all)
-            for (unsigned seed = 1; seed <= 10; ++seed)
-                runModel(settings, seed);
+        for (unsigned seed = 1; seed <= 10; ++seed) {
+            runModel(tiny(Settings::KeepEverything, Settings::SpillToDisk), seed);
+            runModel(tiny(Settings::KeepUnread, Settings::SpillToDisk), seed);
+            runModel(tiny(Settings::KeepEverything, Settings::HoldBack), seed);
+            runModel(tiny(Settings::KeepUnread, Settings::RefuseWrite), seed);
+        }
     }
 
     void failuresComeBehindTheBytes()
@@ -158,8 +158,9 @@ private Q_SLOTS:
 
     void brokenDiskDeliversNothing()
     {
-        if (!hasPosix)
-            QSKIP("An open file cannot be broken here", );
+#if !QUARN_HAS_POSIX
+        QSKIP("An open file cannot be broken here", );
+#else
         const TemporaryFolder folder;
         Settings settings = tiny(Settings::KeepEverything, Settings::SpillToDisk);
         settings.spillFolder = folder.path();
@@ -168,13 +169,16 @@ private Q_SLOTS:
         QCOMPARE(spool.write(bytesAt(0, 3 * limit)), 3 * limit);
         spool.finishIO();
         QCOMPARE(QDir(folder.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(), 0);
-        QVERIFY(breakReads(folder.path()));
-        QByteArray bytes(int(4 * limit), '?');
-        QCOMPARE(reader.read(bytes.data(), 10), -1);
+        const QDir open(QStringLiteral("/proc/self/fd"));
+        for (const QString& name : open.entryList(QDir::System | QDir::Files))
+            if (QFile::symLinkTarget(open.filePath(name)).startsWith(folder.path()))
+                ::dup2(::open("/dev/null", O_WRONLY), name.toInt());
+        char bytes[10];
+        QCOMPARE(reader.read(bytes, 10), -1);
         QVERIFY(reader.ioFailureDetected() && reader.peekView().isEmpty());
         QVERIFY(reader.seek(2 * limit)); // what is in memory is still right
-        QCOMPARE(reader.readAll(), bytesAt(2 * limit, limit));
-        QVERIFY(reader.atEnd());
+        QVERIFY(reader.readAll() == bytesAt(2 * limit, limit) && reader.atEnd());
+#endif
     }
 
     /** Each has something to end a wait in another thread, for good. */
@@ -197,17 +201,20 @@ private Q_SLOTS:
             for (int round = 0; round < 5; ++round) {
                 MultiUserSpool spool;
                 auto reader = std::make_unique<MultiUserSpoolReader>(&spool, true);
-                std::atomic<int> id{0};
+                QSemaphore begun;
+                QString name;
                 int count = 7;
                 {
-                    Thread thread([&count, &id, stream = reader.get()] {
+                    Thread thread([&, stream = reader.get()] {
                         char byte = 0;
-                        id = currentThread();
+                        name = currentThread();
+                        begun.release();
                         count = stream->read(&byte, 1);
                     });
                     thread.start();
+                    begun.acquire();
                     if (round == 0 || !each.early)
-                        QTRY_VERIFY(id && sleeps(id));
+                        QTRY_VERIFY(sleeps(name));
                     each.end(spool, reader);
                 }
                 QVERIFY2(count == each.count, each.name);

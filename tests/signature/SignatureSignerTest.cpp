@@ -52,30 +52,28 @@ for key in rsa.pkcs8 ed.pkcs8 ec.pkcs8 made.pem; do
 done | awk '/^ / { if (secret) { gsub(/[ :]/, ""); printf "%s", $0 } next }
             { print ""; secret = /^pri/ }' >numbers)";
 
+/** A file with a private key. */
 struct Form
 {
     const char* file;
-    Scheme scheme;
-    bool encrypted;
+
+    Scheme scheme() const
+    {
+        return file[0] == 'r'   ? Scheme::RsaPssSha256
+               : file[1] == 'c' ? Scheme::EcdsaSha512
+                                : Scheme::Ed25519;
+    }
+    bool isEncrypted() const
+    {
+        const QByteArray how = strchr(file, '.');
+        return how == ".dek" || how == ".pbkdf2" || how == ".scrypt";
+    }
 };
 
-constexpr Form forms[] = {
-    {"rsa.pkcs8", Scheme::RsaPssSha256, false},
-    {"rsa.traditional", Scheme::RsaPkcs1Sha512, false},
-    {"rsa.dek", Scheme::RsaPssSha256, true},
-    {"rsa.pbkdf2", Scheme::RsaPssSha256, true},
-    {"rsa.scrypt", Scheme::RsaPssSha256, true},
-    {"ec.pkcs8", Scheme::EcdsaSha512, false},
-    {"ec.traditional", Scheme::EcdsaSha512, false},
-    {"ec.parameters", Scheme::EcdsaSha512, false},
-    {"ec.dek", Scheme::EcdsaSha512, true},
-    {"ec.pbkdf2", Scheme::EcdsaSha512, true},
-    {"ec.scrypt", Scheme::EcdsaSha512, true},
-    {"ed.pkcs8", Scheme::Ed25519, false},
-    {"ed.both", Scheme::Ed25519, false},
-    {"ed.pbkdf2", Scheme::Ed25519, true},
-    {"ed.scrypt", Scheme::Ed25519, true},
-};
+constexpr Form forms[]
+    = {{"rsa.pkcs8"}, {"rsa.traditional"}, {"rsa.dek"},       {"rsa.pbkdf2"}, {"rsa.scrypt"},
+       {"ec.pkcs8"},  {"ec.traditional"},  {"ec.parameters"}, {"ec.dek"},     {"ec.pbkdf2"},
+       {"ec.scrypt"}, {"ed.pkcs8"},        {"ed.both"},       {"ed.pbkdf2"},  {"ed.scrypt"}};
 
 #if QUARN_HAS_POSIX
 /** While it is on, nothing that OpenSSL gives back is used again: what is in it stays there. */
@@ -118,6 +116,11 @@ void saveMemory(const QString& path)
 }
 #endif
 
+QByteArray loaded(const QByteArray& pem, QByteArray word, Scheme scheme)
+{
+    return outcome([&] { return SignatureSigner::fromPem(pem, std::move(word), scheme), true; });
+}
+
 } // namespace
 
 class SignatureSignerTest : public QObject
@@ -138,14 +141,14 @@ private Q_SLOTS:
         hoarding = true;
         for (const Form& form : forms) {
             const auto signer = SignatureSigner::fromPemFile(
-                m_folder.at(form.file), form.encrypted ? passphrase() : QByteArray(), form.scheme);
+                m_folder.at(form.file), form.isEncrypted() ? passphrase() : QByteArray(),
+                form.scheme());
             QVERIFY(!signer.sign("data").isEmpty());
             QVERIFY(!signer.toPem(passphrase()).isEmpty());
         }
-        write("made.pem", SignatureSigner::generate(Scheme::EcdsaSha384).toPem(passphrase()));
-        try {
-            SignatureSigner::fromPemFile(m_folder.at("rsa.scrypt"), passphrase(), Scheme::Ed25519);
-        } catch (const SignatureException&) { }
+        m_folder.write("made.pem",
+                       SignatureSigner::generate(Scheme::EcdsaSha384).toPem(passphrase()));
+        loaded(read("rsa.scrypt"), passphrase(), Scheme::Ed25519);
         saveMemory(m_folder.at("memory"));
         hoarding = false;
         std::for_each(hoard.begin(), hoard.end(), std::free);
@@ -174,27 +177,17 @@ private Q_SLOTS:
     {
         const QByteArray refusal = "Invalid private key";
         for (const Form& form : forms) {
-            const auto load = [&](const QByteArray& word) {
-                return outcome([&] {
-                    const auto signer
-                        = SignatureSigner::fromPem(read(form.file), word, form.scheme);
-                    const SignatureVerifier check(signer.publicKey(), form.scheme);
-                    return check.verify("data", signer.sign("data"));
-                });
-            };
-            QVERIFY2(load(form.encrypted ? passphrase() : QByteArray()) == "true", form.file);
-            QVERIFY2(!form.encrypted || load("wrong") == refusal, form.file);
-            QVERIFY2(!form.encrypted || load(QByteArray()) == refusal, form.file);
+            const QByteArray pem = read(form.file);
+            const auto signer = SignatureSigner::fromPem(
+                pem, form.isEncrypted() ? passphrase() : QByteArray(), form.scheme());
+            const SignatureVerifier check(signer.publicKey(), form.scheme());
+            QVERIFY2(check.verify("data", signer.sign("data")), form.file);
+            for (const char* const wrong : {"wrong", ""})
+                QVERIFY2(!form.isEncrypted() || loaded(pem, wrong, form.scheme()) == refusal,
+                         form.file);
         }
-        QCOMPARE(outcome([&] {
-                     return SignatureSigner::fromPem(read("other.pkcs8"), {}, Scheme::Ed25519),
-                            true;
-                 }),
-                 refusal);
-        QCOMPARE(outcome([&] {
-                     return SignatureSigner::fromPem(read("ec.dek"), passphrase(), Scheme::Ed25519),
-                            true;
-                 }),
+        QCOMPARE(loaded(read("other.pkcs8"), {}, Scheme::Ed25519), refusal);
+        QCOMPARE(loaded(read("ec.dek"), passphrase(), Scheme::Ed25519),
                  QByteArray("Key does not fit the scheme"));
     }
 
@@ -207,9 +200,7 @@ private Q_SLOTS:
                 QByteArray changed = pem;
                 changed[at] = pem.at(at) == 'A' ? 'B' : 'A';
                 for (const QByteArray& bad : {changed, pem.left(at)}) {
-                    const QByteArray result = outcome([&] {
-                        return SignatureSigner::fromPem(bad, passphrase(), form.scheme), true;
-                    });
+                    const QByteArray result = loaded(bad, passphrase(), form.scheme());
                     // A change may fall on an Ed25519 key, where any will do, or on what is ignored,
                     // as the last line's end is.
                     QVERIFY2(result == "Invalid private key" || result == "Key too weak"
@@ -234,9 +225,9 @@ private Q_SLOTS:
             const int input = ::open(::ptsname(terminal), O_RDWR); // controls us from now on
             ::dup2(input, STDIN_FILENO);
             for (const Form& form : forms)
-                if (form.encrypted) {
+                if (form.isEncrypted()) {
                     const QByteArray pem = read(form.file);
-                    outcome([&] { return SignatureSigner::fromPem(pem, {}, form.scheme), true; });
+                    loaded(pem, {}, form.scheme());
                     outcome([&] { return PublicKey::fromPem(pem).isNull(); });
                 }
             ::_exit(0);
@@ -255,18 +246,18 @@ private Q_SLOTS:
              {Scheme::RsaPkcs1Sha256, Scheme::EcdsaSha256, Scheme::EcdsaSha512, Scheme::Ed25519}) {
             const auto signer = SignatureSigner::generate(scheme);
             const QByteArray pem = signer.toPem(passphrase());
+            const QByteArray fingerprint = signer.publicKey().fingerprint();
             const auto again = SignatureSigner::fromPem(pem, passphrase(), scheme);
-            QCOMPARE(again.publicKey().fingerprint(), signer.publicKey().fingerprint());
-            write("saved.pem", pem);
+            QCOMPARE(again.publicKey().fingerprint(), fingerprint);
+            m_folder.write("saved.pem", pem);
             QCOMPARE(shellErrors(m_folder.path(),
                                  "openssl asn1parse -in saved.pem | grep -q scrypt\n"
                                  "openssl pkey -in saved.pem -passin file:passphrase -pubout "
                                  "-outform DER | openssl dgst -sha256 -binary >print"),
                      QByteArray());
-            QCOMPARE(read("print"), signer.publicKey().fingerprint());
-            QVERIFY(signer.publicKey().toPem().startsWith("-----BEGIN PUBLIC KEY-----\n"));
-            QCOMPARE(PublicKey::fromPem(signer.publicKey().toPem()).fingerprint(),
-                     signer.publicKey().fingerprint());
+            QCOMPARE(read("print"), fingerprint);
+            const QByteArray publicPem = signer.publicKey().toPem();
+            QCOMPARE(PublicKey::fromPem(publicPem).fingerprint(), fingerprint);
             QCOMPARE(outcome([&] { return signer.toPem(QByteArray()).isEmpty(); }),
                      QByteArray("Passphrase expected"));
         }
@@ -276,8 +267,8 @@ private Q_SLOTS:
     {
         const auto signer = SignatureSigner::generate(Scheme::Ed25519);
         const QByteArray data = testBytes(100000);
-        write("data", data);
-        write("old.sig", "old");
+        m_folder.write("data", data);
+        m_folder.write("old.sig", "old");
         QVERIFY(!hasPosix || QFile::link(m_folder.at("data"), m_folder.at("link")));
         ::mkfifo(QFile::encodeName(m_folder.at("fifo")).constData(), 0600);
         const auto sign = [&](const char* name, const TransferProgress& progress = {}) {
@@ -303,8 +294,7 @@ private Q_SLOTS:
 private:
     QByteArray read(const char* name) const
     {
-        QFile file(m_folder.at(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        return m_folder.contents(name);
     }
     /** With no other owner and no copy, for the one that gets it to wipe. */
     QByteArray passphrase() const
@@ -315,11 +305,6 @@ private:
                        && file.read(word.data(), word.size()) == word.size()
                    ? word
                    : QByteArray();
-    }
-    void write(const char* name, const QByteArray& contents) const
-    {
-        QFile file(m_folder.at(name));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size());
     }
 
     TemporaryFolder m_folder;

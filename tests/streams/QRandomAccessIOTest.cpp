@@ -47,11 +47,8 @@ private Q_SLOTS:
         QRandomAccessIO stream(&bytes);
         QVERIFY(stream.open(QIODevice::ReadWrite));
         QVERIFY(stream.write("one\n") == 4 && stream.write(QByteArray("two\n")) == 4);
-        QVERIFY(stream.writeBlock("three", 5));
-        QVERIFY(!stream.writeBlock("", 0));
+        QVERIFY(stream.writeBlock("three", 5) && !stream.writeBlock("", 0));
         QCOMPARE(bytes, QByteArray("one\ntwo\nthree"));
-        QVERIFY(stream.setPosition(0) && stream.read(3) == "one");
-        QCOMPARE(stream.readAll(), QByteArray("\ntwo\nthree"));
         QVERIFY(stream.setPosition(4) && stream.readLine() == "two\n");
 
         kelmBuffer buffer(10, 1);

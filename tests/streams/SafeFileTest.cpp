@@ -8,12 +8,6 @@
 
 using kel::SafeFile;
 
-static QByteArray contents(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
-}
-
 class SafeFileTest : public QObject
 {
     Q_OBJECT
@@ -32,14 +26,13 @@ private Q_SLOTS:
             QVERIFY(file.writeBlock("0123456789", 10));
             QVERIFY(file.setPosition(3) && file.writeBlock("abc", 3));
             QCOMPARE(file.streamSize(), qint64(10));
-            QCOMPARE(contents(m_path), QByteArray("contents"));
             file.finishIO();
-            QVERIFY(!file.ioFailureDetected() && contents(m_path) == "contents");
-            QCOMPARE(contents(file.temporaryPath()), QByteArray("012abc6789"));
+            QVERIFY(!file.ioFailureDetected() && contentsOf(m_path) == "contents");
+            QCOMPARE(contentsOf(file.temporaryPath()), QByteArray("012abc6789"));
             QVERIFY2(file.commit(), qPrintable(file.errorString()));
-            QCOMPARE(contents(m_path), QByteArray("012abc6789"));
+            QCOMPARE(contentsOf(m_path), QByteArray("012abc6789"));
             QVERIFY(file.temporaryPath().isEmpty() && !file.commit());
-            QVERIFY(file.open(mode) && file.commit() && contents(m_path).isEmpty());
+            QVERIFY(file.open(mode) && file.commit() && contentsOf(m_path).isEmpty());
         }
     }
 
@@ -67,7 +60,7 @@ private Q_SLOTS:
             QVERIFY(file.ioFailureDetected());
             QVERIFY(!file.writeBlock("more", 4)); // for which there would be room now
             QVERIFY(!file.commit() && file.errorString() == QLatin1String("File too large"));
-            QVERIFY(file.ioFailureDetected() && contents(m_path) == "contents");
+            QVERIFY(file.ioFailureDetected() && contentsOf(m_path) == "contents");
         }
     }
 

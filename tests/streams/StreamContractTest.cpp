@@ -33,12 +33,6 @@ Stream made(Arguments&&... arguments)
     return boost::make_shared<Made>(std::forward<Arguments>(arguments)...);
 }
 
-QByteArray contents(const QString& path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 Stream memory(const QByteArray& bytes)
 {
     const auto stream = boost::make_shared<QRandomAccessIO>();
@@ -58,19 +52,19 @@ Stream rangeOfRange(const QString& path)
 {
     TestStream::Manner manner;
     manner.mostAtOnce = 777;
-    const Stream whole = made<TestStream>("head" + contents(path), manner);
+    const Stream whole = made<TestStream>("head" + contentsOf(path), manner);
     return made<SubStream>(made<SubStream>(whole, 1, 1 << 30), 3);
 }
 
 const auto readWrite = QIODevice::ReadWrite;
 const Kind kinds[] = {
-    {"memory", true, [](const QString& path) { return memory(contents(path)); }},
+    {"memory", true, [](const QString& path) { return memory(contentsOf(path)); }},
     {"file", true, [](const QString& path) { return made<FileStream>(path, readWrite); }},
     {"unbuffered file", true,
      [](const QString& path) { return made<FileStream>(path, readWrite | QIODevice::Unbuffered); }},
     {"device", true, device},
     {"range", true,
-     [](const QString& path) { return made<SubStream>(memory("head" + contents(path)), 4); }},
+     [](const QString& path) { return made<SubStream>(memory("head" + contentsOf(path)), 4); }},
     {"range of a range of short transfers", true, rangeOfRange},
     {"mapping", false, [](const QString& path) { return made<MappedFileStream>(path); }},
 };
@@ -180,7 +174,7 @@ private Q_SLOTS:
                 QCOMPARE(StreamUtils::copyFast(&one, source, &other, to - source, 130000),
                          qint64(130000));
                 other.flush();
-                QVERIFY(contents(m_path).mid(to - source, 130000) == bytes.mid(source, 130000));
+                QVERIFY(contentsOf(m_path).mid(to - source, 130000) == bytes.mid(source, 130000));
             }
         }
     }
@@ -215,11 +209,9 @@ private:
 
     Stream make(const Kind& kind, const QByteArray& data)
     {
-        m_path = m_folder.at(++m_files % 2 ? "one" : "other");
-        QFile file(m_path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(data) != data.size())
-            qFatal("cannot write");
-        file.close();
+        const char* const name = ++m_files % 2 ? "one" : "other";
+        m_folder.write(name, data);
+        m_path = m_folder.at(name);
         return kind.make(m_path);
     }
 

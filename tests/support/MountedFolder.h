@@ -1,8 +1,10 @@
 #ifndef QUARN_TESTS_SUPPORT_MOUNTEDFOLDER_H
 #define QUARN_TESTS_SUPPORT_MOUNTEDFOLDER_H
 
-#include "TemporaryFolder.h"
+#include "support/TemporaryFolder.h"
+#include "support/posix.h"
 
+#if QUARN_HAS_POSIX
 #include <sched.h>
 #include <sys/mount.h>
 
@@ -34,4 +36,14 @@ private:
     const bool m_isMounted;
 };
 
+#else
+
+/** Wine has two drives, which are on one file system, but no rename leads from one to the other. */
+class MountedFolder : public TemporaryFolder
+{
+public:
+    explicit MountedFolder() : TemporaryFolder(QStringLiteral("Z:/tmp")) { }
+};
+
+#endif
 #endif

@@ -8,6 +8,13 @@
 
 #include <filesystem>
 
+/** Of the file at \a path; null when it cannot be opened. */
+inline QByteArray contentsOf(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 /** A folder that goes with the object, whatever is in it: QTemporaryDir leaves some links. */
 class TemporaryFolder : public QTemporaryDir
 {
@@ -28,10 +35,15 @@ public:
     QString at(const char* name) const { return filePath(QString::fromUtf8(name)); }
 
     /** Of a file in the folder; null when it cannot be opened. */
-    QByteArray contents(const char* name) const
+    QByteArray contents(const char* name) const { return contentsOf(at(name)); }
+
+    /** Ends the program when that cannot be done. */
+    void write(const char* name, const QByteArray& bytes,
+               QIODevice::OpenMode mode = QIODevice::WriteOnly) const
     {
         QFile file(at(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        if (!file.open(mode) || file.write(bytes) != bytes.size())
+            qFatal("cannot write %s", name);
     }
 };
 

@@ -3,6 +3,7 @@
 
 #include <QThread>
 
+#include <deque>
 #include <functional>
 #include <utility>
 
@@ -18,6 +19,20 @@ protected:
 
 private:
     const std::function<void()> m_work;
+};
+
+/** Several of these, which begin at once. */
+class Threads
+{
+public:
+    void start(std::function<void()> work)
+    {
+        m_threads.emplace_back(std::move(work));
+        m_threads.back().start();
+    }
+
+private:
+    std::deque<Thread> m_threads;
 };
 
 #endif

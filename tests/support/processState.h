@@ -3,71 +3,32 @@
 
 /**
  * \file
- * What Linux tells of this process; without POSIX nothing of use.
+ * What Linux tells of this process; elsewhere nothing of use.
  */
 
 #include "support/posix.h"
 
-#include <QDir>
 #include <QFile>
 
-#include <fstream>
-#include <iterator>
-#include <string>
-
-#if QUARN_HAS_POSIX
-
+/** Bytes. */
 inline qint64 addressSpace()
 {
-    qint64 pages = 0;
-    std::ifstream("/proc/self/statm") >> pages;
-    return pages * ::sysconf(_SC_PAGESIZE);
+    QFile file(QStringLiteral("/proc/self/statm"));
+    return file.open(QIODevice::ReadOnly) ? file.readAll().split(' ').first().toLongLong() * 4096
+                                          : 0;
 }
 
-/** Has the file in \a folder that has no name answer no read any more. */
-inline bool breakReads(const QString& folder)
+/** By the folder that tells of it. */
+inline QString currentThread()
 {
-    const QDir open(QStringLiteral("/proc/self/fd"));
-    for (const QString& name : open.entryList(QDir::System | QDir::Files | QDir::NoDotAndDotDot))
-        if (QFile::symLinkTarget(open.filePath(name)).startsWith(folder))
-            return ::dup2(::open("/dev/null", O_WRONLY), name.toInt()) >= 0;
-    return false;
+    return QFile::symLinkTarget(QStringLiteral("/proc/thread-self"));
 }
 
-inline int currentThread()
+/** Where that cannot be told, it may as well come to that later. */
+inline bool sleeps(const QString& thread)
 {
-    return ::gettid();
+    QFile file(thread + QStringLiteral("/stat"));
+    return !hasPosix || (file.open(QIODevice::ReadOnly) && file.readAll().contains(") S "));
 }
 
-inline bool sleeps(int thread)
-{
-    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-    const std::string line{std::istreambuf_iterator<char>(file), {}};
-    const std::size_t name = line.rfind(')');
-    return name != std::string::npos && line.compare(name, 3, ") S") == 0;
-}
-
-#else
-
-inline qint64 addressSpace()
-{
-    return 0;
-}
-
-inline bool breakReads(const QString&)
-{
-    return false;
-}
-
-inline int currentThread()
-{
-    return 1;
-}
-
-inline bool sleeps(int)
-{
-    return true; // it may as well come to that later
-}
-
-#endif
 #endif

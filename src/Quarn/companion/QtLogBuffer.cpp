@@ -24,16 +24,10 @@ void QtLogBuffer::write(const std::wstring& line) const
         return;
     const QByteArray text = QString::fromStdWString(line).toUtf8();
     const QMessageLogger logger(nullptr, 0, nullptr, category().categoryName());
-    switch (m_type) {
-    case QtDebugMsg:
-        return logger.debug("%s", text.constData());
-    case QtInfoMsg:
-        return logger.info("%s", text.constData());
-    case QtWarningMsg:
-        return logger.warning("%s", text.constData());
-    default:
-        return logger.critical("%s", text.constData());
-    }
+    if (m_type == QtWarningMsg)
+        logger.warning("%s", text.constData());
+    else
+        logger.critical("%s", text.constData());
 }
 
 QtLogBuffer::int_type QtLogBuffer::overflow(int_type character)

@@ -28,7 +28,10 @@ struct TransferOptions
      */
     std::function<ConflictPolicy(const FileConflict&)> ask;
 
-    /** The name to give where there is only one source; empty: that which it has. */
+    /**
+     * The name to give where there is only one source; empty: that which it has. Several keep theirs.
+     * What is no single name, as "../x" or "a/b", is a failure.
+     */
     QString newName;
 };
 

@@ -3,6 +3,8 @@
 namespace kel {
 namespace {
 
+constexpr int mostConflicts = 1000; // then the system says "there already" of what isn't there
+
 /** "name (2).txt"; the counter of a folder is at its end, as it has no extension. */
 SystemName numberedName(const SystemName& name, int number, bool isFolder)
 {
@@ -33,7 +35,9 @@ std::optional<Transfer::Destination> Transfer::destinationOf(const Entry& entry)
 std::optional<Transfer::Destination> Transfer::resolve(const Entry& entry)
 {
     EntryStatus there;
-    const int error = m_targets.top().status(entry.wantedName, there);
+    const int error = ++m_conflicts > mostConflicts
+                          ? systemError::alreadyThere
+                          : m_targets.top().status(entry.wantedName, there);
     if (error == systemError::notThere) // not any more
         return Destination{entry.wantedName, Destination::New};
     if (error != systemError::none) {

@@ -62,11 +62,13 @@ private:
         bool isNew = false; // the target was made here
         bool triesToRename = false;
         bool whole = true; // so far, everything in it was moved
+        bool hasCommentLeft = false; // which the new folder could not take as an attribute
         std::vector<Entry> copied; // files that are still to be removed, in a move
         int sourcePathSize = 0; // of the folders above
         int targetPathSize = 0;
     };
 
+    bool takeNewName();
     void survey(const QString& source);
     void transferSource(const QString& source, qint64 size);
     void runLevels();
@@ -79,12 +81,14 @@ private:
     bool publish(const Entry& entry, const SystemName& temporary, Destination& destination);
     bool takesComment(const Entry& entry) const;
     bool keepComment(const Entry& entry, const Destination& destination);
-    bool settleComment(const Destination& destination, const EntryCopier::Outcome& outcome);
+    bool settleComment(const SystemName& name, const EntryCopier::Outcome& outcome);
     void transferFolder(const Entry& entry, Destination destination);
     bool makeFolder(const Entry& entry, Destination& destination);
     void leaveFolder();
+    void finishFolder(Level& left);
+    void settleFolder(const Level& left);
     void removeCopied(Level& level);
-    int removeMoved(const Entry& entry);
+    int removeMoved(const Entry& entry, bool withComment);
     void abandonSource();
 
     std::optional<Destination> destinationOf(const Entry& entry);
@@ -111,10 +115,12 @@ private:
     Survey m_survey;
     const QString m_temporaryName;
     int m_temporaryNames = 0;
+    int m_conflicts = 0; // of the entry under way, so far
 
     FolderStack m_sources;
     FolderStack m_targets;
     std::vector<Level> m_levels; // the first has the one entry that was given
+    SystemName m_newName; // of the one source; empty: that which it has
     // Not of Qt, whose sets end the program when there is no memory.
     std::unordered_set<QString> m_allGiven; // clean paths
     std::vector<FileId> m_aboveTarget; // the target folder and those it is in

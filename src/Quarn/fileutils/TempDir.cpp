@@ -70,7 +70,7 @@ QString TempDir::path() const
 
 QString TempDir::filePath(const QString& name) const
 {
-    return m_path + QLatin1Char('/') + name;
+    return m_path.isEmpty() ? QString() : m_path + QLatin1Char('/') + name;
 }
 
 bool TempDir::autoRemove() const

@@ -44,7 +44,10 @@ public:
     /** Absolute; empty once it was removed or moved to another object. */
     QString path() const;
 
-    /** The path of \a name in the folder; nothing is created. See FileUtils::safeFilePath(). */
+    /**
+     * The path of \a name in the folder; nothing is created. Empty when path() is. See
+     * FileUtils::safeFilePath().
+     */
     QString filePath(const QString& name) const;
 
     /** Whether the folder goes with the object; true at first. */

@@ -63,7 +63,7 @@ ReaderWaits::ReaderWaits(QObject* reader, std::shared_ptr<ReaderCall> call,
       m_dispatcher(nullptr), m_interrupts(true), m_toSkip(0), m_toSkipNext(0)
 {
     m_timer.setSingleShot(true);
-    connect(&m_timer, &QTimer::timeout, this, &ReaderWaits::leaveLoops);
+    connect(&m_timer, &QTimer::timeout, this, &ReaderWaits::wakeUp);
 }
 
 ReaderWaits::Outcome ReaderWaits::wait(int msecs)
@@ -120,7 +120,10 @@ void ReaderWaits::process(Wait& wait)
         // Once more when the time is over: what has come is not to be lost to the limit.
         const bool over = wait.deadline.hasExpired();
         if (!over && wait.loopFrom.hasExpired()) {
-            processInLoop(wait);
+            // What deleted itself later by now: in the loop it would count as what the caller still uses.
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            if (wait.running() && dispatcher())
+                processInLoop(wait);
             continue;
         }
         if (!over)
@@ -151,6 +154,14 @@ void ReaderWaits::processInLoop(Wait& wait)
     loop.exec();
     wait.loop = nullptr;
     disconnect(watch);
+}
+
+/** Has the waits look at the time, and at who wakes them up next. */
+void ReaderWaits::wakeUp()
+{
+    leaveLoops();
+    if (m_innermost)
+        interrupt(); // on Windows this may be a posted event, after which the dispatcher falls asleep
 }
 
 /** Ends the loops whose time is over, and those that get no events any more. */

@@ -47,6 +47,7 @@ private:
 
     void process(Wait& wait);
     void processInLoop(Wait& wait);
+    void wakeUp();
     void leaveLoops();
     void lookForWrite();
     void poll(Wait& wait);

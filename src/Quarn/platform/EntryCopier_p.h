@@ -58,6 +58,9 @@ public:
     Outcome copyAttributes(const OpenFolder& source, const OpenFolder& target,
                            const EntryStatus& status);
 
+    /** Another name of the file \a id, which was copied before, counts as copied last. */
+    void setCopiedLast(const FileId& id);
+
     /** Whether the entry copied last has a comment that the copy could not take along. */
     bool hasCommentLeft() const;
 

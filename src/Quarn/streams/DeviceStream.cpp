@@ -8,6 +8,7 @@
 #include <QEventLoop>
 #include <QFileDevice>
 #include <QProcess>
+#include <QSaveFile>
 #include <QTimer>
 
 #include <algorithm>
@@ -39,7 +40,10 @@ void waitForSignal(QIODevice* device)
     QObject::connect(device, &QIODevice::readChannelFinished, &loop, quit);
     QObject::connect(device, &QIODevice::aboutToClose, &loop, quit);
     QObject::connect(device, &QObject::destroyed, &loop, quit);
-    QTimer::singleShot(waitMsecs, &loop, quit);
+    QTimer limit; // which goes with the wait: there may be thousands in the time of one
+    limit.setSingleShot(true);
+    limit.callOnTimeout(&loop, quit);
+    limit.start(waitMsecs);
     loop.exec();
 }
 
@@ -204,7 +208,7 @@ void DeviceStream::finishIO()
     flush();
     if (const auto process = qobject_cast<QProcess*>(m_device))
         process->closeWriteChannel();
-    else if (m_device && m_device->isOpen())
+    else if (m_device && m_device->isOpen() && !qobject_cast<QSaveFile*>(m_device))
         m_device->close();
 }
 

@@ -73,7 +73,10 @@ public:
     bool readable() override;
     bool writable() override;
     void flush() override;
-    /** Flushes and closes the device; of a process, just its input, so that it comes to its end. */
+    /**
+     * Flushes and closes the device; of a process, just its input, so that it comes to its end. A
+     * QSaveFile stays open, for the commit() of who made it.
+     */
     void finishIO() override;
     bool ioFailureDetected() const override;
     /** Of a sequential device only after a read has found the end. */

@@ -8,6 +8,11 @@
 #include <limits>
 
 namespace kel {
+namespace {
+
+constexpr int longestMsecs = 1000; // of a wait for growth
+
+} // namespace
 
 FileStream::FileStream(const QString& path, QObject* parent)
     : kelmQFile(path, parent), m_cancelled(false), m_quietMsecs(0), m_quietPosition(-1),
@@ -53,7 +58,7 @@ bool FileStream::follow(int quietMsecs)
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_watch.swap(watch);
     }
-    m_quietMsecs = quietMsecs < 0 ? std::numeric_limits<int>::max() : quietMsecs;
+    m_quietMsecs = quietMsecs < 0 ? std::numeric_limits<qint64>::max() : quietMsecs;
     m_quietPosition = -1;
     m_waitedEnough = false;
     enableNonBlockingMode(false);
@@ -99,7 +104,7 @@ bool FileStream::waitForReadyRead(int msecs)
     const qint64 rest = m_quietMsecs - m_quiet.elapsed();
     m_waitedEnough = rest <= 0;
     if (!m_waitedEnough && !hasGrown() && !cancelled())
-        m_watch->wait(int(std::min<qint64>(rest, msecs)));
+        m_watch->wait(int(std::min<qint64>(rest, msecs < 0 ? longestMsecs : msecs)));
     m_waitedNsecs += waited.nsecsElapsed();
     return hasGrown();
 }

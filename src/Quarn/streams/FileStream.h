@@ -91,7 +91,7 @@ public:
 
     /** For a followed file whether nothing more is expected. */
     bool atEnd() const override;
-    /** For a followed file: waits for growth, but no longer than a second. */
+    /** For a followed file: waits for growth, but no longer than a second, also when negative. */
     bool waitForReadyRead(int msecs) override;
 
     /** Replaces the figures, for example by zeros. */
@@ -114,7 +114,7 @@ private:
     mutable std::mutex m_mutex; // guards changes of m_watch, and m_cancelled
     std::unique_ptr<FileWatch> m_watch; // not null while the file is followed
     bool m_cancelled;
-    int m_quietMsecs;
+    qint64 m_quietMsecs;
     QElapsedTimer m_quiet; // since the first wait at m_quietPosition
     qint64 m_quietPosition;
     bool m_waitedEnough; // at m_quietPosition

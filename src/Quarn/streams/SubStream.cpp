@@ -116,8 +116,15 @@ bool SubStream::setPosition(qint64 position)
 
 qint64 SubStream::streamSize() const
 {
-    const qint64 there = m_stream ? m_stream->streamSize() - m_offset : 0;
-    return std::clamp<qint64>(there, 0, m_length);
+    const qint64 size = m_stream ? m_stream->streamSize() : 0;
+    return size < 0 ? -1 : std::clamp<qint64>(size - m_offset, 0, m_length);
+}
+
+bool SubStream::eofEncountered() const
+{
+    if (streamSize() >= 0)
+        return RandomAccessStream::eofEncountered();
+    return m_position >= m_length || m_stream->eofEncountered();
 }
 
 } // namespace kel

@@ -58,6 +58,7 @@ public:
     void flush() override;
     void finishIO() override;
     bool ioFailureDetected() const override;
+    bool eofEncountered() const override;
     unsigned int getVerificationFailures() const override;
 
     qint64 position() const override;
@@ -66,6 +67,7 @@ public:
      * until a call succeeds. The stream itself is moved by the next transfer.
      */
     bool setPosition(qint64 position) override;
+    /** -1 when the stream doesn't know its size, as one of a connection. */
     qint64 streamSize() const override;
 
 private:

@@ -22,13 +22,6 @@ EntryCopier::Outcome failure(FileStep step, int error = errno)
     return {error, step, false};
 }
 
-/** Whether the kernel refuses to copy between these two files at all. */
-bool isNoKernelCopy(int error)
-{
-    return error == EXDEV || error == EINVAL || error == ENOSYS || error == EOPNOTSUPP
-           || error == EBADF || error == EPERM;
-}
-
 } // namespace
 
 ByteCopier::Outcome ByteCopier::copy(int source, const struct stat& status, int target,
@@ -106,14 +99,14 @@ ByteCopier::Outcome ByteCopier::copyRange(qint64 from, qint64 to)
     qint64 at = from;
     if (to - from > smallFile && to < std::numeric_limits<qint64>::max()) {
         const Outcome outcome = copyByKernel(at, to);
-        if (outcome.cancelled
-            || (outcome.error != systemError::none
-                && !(at == from && isNoKernelCopy(outcome.error))))
+        if (!outcome.ok())
             return outcome;
     }
-    return copyByBuffer(at, to); // what is left, which shows also whether that is the end
+    // What is left. It shows also whether that is the end, and of which file a failure was.
+    return copyByBuffer(at, to);
 }
 
+/** As far as the kernel can; its failures don't say which file they are of. */
 ByteCopier::Outcome ByteCopier::copyByKernel(qint64& at, qint64 to)
 {
     while (at < to) {
@@ -123,9 +116,7 @@ ByteCopier::Outcome ByteCopier::copyByKernel(qint64& at, qint64 to)
                                                 std::size_t(std::min(to - at, pieceSize)), 0);
         if (count < 0 && errno == EINTR)
             continue;
-        if (count < 0)
-            return failure(FileStep::Write);
-        if (count == 0)
+        if (count <= 0)
             break;
         at += count;
         const Outcome outcome = written(at - count, count);

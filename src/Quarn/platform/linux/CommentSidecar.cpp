@@ -109,6 +109,7 @@ bool CommentSidecar::replace(const QByteArray& comment)
                                    S_IRUSR | S_IWUSR));
     if (!opened.isOpen())
         return false;
+    removeInheritedAccess(opened.get(), false);
     shareAs(file, opened.get(), 0666); // or with fewer, where the file system cannot do that
     // Some file systems tell of a full disk only when the bytes go there, or at the closing.
     const bool written = writeAll(opened.get(), comment) && isSynchronized(opened.get())

@@ -3,6 +3,7 @@
 #include <Quarn/platform/linux/ByteCopier_p.h>
 #include <Quarn/platform/linux/CommentSidecar_p.h>
 #include <Quarn/platform/linux/FileAttributes_p.h>
+#include <Quarn/platform/linux/NewFile_p.h>
 #include <Quarn/platform/linux/OpenFolderHandle_p.h>
 
 #include <QFile>
@@ -13,6 +14,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <map>
 
 namespace kel {
 namespace {
@@ -69,18 +71,21 @@ struct EntryCopier::State
 {
     explicit State(bool isSynced) : synced(isSynced), bytes(isSynced) { }
 
-    Outcome copyFile(int from, const char* name, int to, const char* newName, NewEntry& made,
-                     const Transferred& transferred);
+    Outcome copyFile(int from, const char* name, const EntryStatus& known, int to,
+                     const char* newName, NewEntry& made, const Transferred& transferred);
     Outcome copyLink(int from, const char* name, int to, const char* newName, NewEntry& made);
     Outcome copyPipe(int from, const char* name, int to, const char* newName, NewEntry& made);
 
     const bool synced;
     ByteCopier bytes;
     FileAttributes attributes;
+    QByteArray commentLeft; // of the entry copied last
+    std::map<FileId, QByteArray> linkedComments; // those left of files with several names
 };
 
-Outcome EntryCopier::State::copyFile(int from, const char* name, int to, const char* newName,
-                                     NewEntry& made, const Transferred& transferred)
+Outcome EntryCopier::State::copyFile(int from, const char* name, const EntryStatus& known, int to,
+                                     const char* newName, NewEntry& made,
+                                     const Transferred& transferred)
 {
     // It may be a pipe by now, which must not be waited for.
     const FileDescriptor source(
@@ -88,7 +93,9 @@ Outcome EntryCopier::State::copyFile(int from, const char* name, int to, const c
     struct stat status;
     if (!source.isOpen() || ::fstat(source.get(), &status) != 0)
         return failure(FileStep::Open);
-    if (!S_ISREG(status.st_mode))
+    // Other names of the one that is known are to become those of its copy.
+    const bool isAnother = known.hasOtherNames && !(entryStatus(status).id == known.id);
+    if (!S_ISREG(status.st_mode) || isAnother)
         return failure(FileStep::Open, systemError::changed);
     FileDescriptor target(::openat(to, newName, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!target.isOpen())
@@ -100,8 +107,11 @@ Outcome EntryCopier::State::copyFile(int from, const char* name, int to, const c
     const int error = attributes.copy(source.get(), status, target.get());
     if (error != 0)
         return failure(FileStep::Attributes, error);
+    commentLeft = attributes.commentLeft();
+    if (status.st_nlink > 1 && !commentLeft.isEmpty())
+        linkedComments[entryStatus(status).id] = commentLeft;
     // Some file systems tell of a full disk only here.
-    if ((synced && ::fsync(target.get()) != 0) || ::close(target.release()) != 0)
+    if ((synced && !isSynchronized(target.get())) || ::close(target.release()) != 0)
         return failure(FileStep::Write);
     struct stat after;
     if (synced && ::fstat(source.get(), &after) != 0)
@@ -163,12 +173,12 @@ Outcome EntryCopier::copy(const OpenFolder& source, const SystemName& name,
 {
     const int from = source.handle().get();
     const int to = target.handle().get();
-    m_state->attributes.forgetComment();
+    m_state->commentLeft.clear();
     NewEntry made(to, newName);
     switch (status.type) {
     case EntryType::File:
         return made.finish(
-            m_state->copyFile(from, name.c_str(), to, newName.c_str(), made, transferred));
+            m_state->copyFile(from, name.c_str(), status, to, newName.c_str(), made, transferred));
     case EntryType::Link:
         return made.finish(m_state->copyLink(from, name.c_str(), to, newName.c_str(), made));
     case EntryType::Pipe:
@@ -190,19 +200,27 @@ Outcome EntryCopier::copyAttributes(const OpenFolder& source, const OpenFolder& 
         return failure(FileStep::Attributes);
     const qint64 nanoseconds = (before.changed[0] % second + second) % second; // before 1970, too
     status.st_mtim = {time_t((before.changed[0] - nanoseconds) / second), long(nanoseconds)};
-    return result(FileStep::Attributes, m_state->attributes.copy(from.get(), status, to.get()));
+    const int error = m_state->attributes.copy(from.get(), status, to.get());
+    m_state->commentLeft = m_state->attributes.commentLeft();
+    return result(FileStep::Attributes, error);
+}
+
+void EntryCopier::setCopiedLast(const FileId& id)
+{
+    const auto found = m_state->linkedComments.find(id);
+    m_state->commentLeft = found != m_state->linkedComments.end() ? found->second : QByteArray();
 }
 
 bool EntryCopier::hasCommentLeft() const
 {
-    return !m_state->attributes.commentLeft().isEmpty();
+    return !m_state->commentLeft.isEmpty();
 }
 
 Outcome EntryCopier::copyComment(const OpenFolder& source, const SystemName& name,
                                  OpenFolder& target, const SystemName& newName,
                                  const QString& suffix)
 {
-    QByteArray comment = m_state->attributes.commentLeft();
+    QByteArray comment = m_state->commentLeft;
     if (comment.isEmpty())
         comment = sidecar(source, name, suffix).read();
     CommentSidecar beside = sidecar(target, newName, suffix);

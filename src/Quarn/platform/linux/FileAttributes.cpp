@@ -1,5 +1,7 @@
 #include <Quarn/platform/linux/FileAttributes_p.h>
 
+#include <Quarn/platform/linux/NewFile_p.h>
+
 #include <fcntl.h>
 #include <linux/limits.h>
 #include <sys/stat.h>
@@ -52,6 +54,8 @@ int FileAttributes::copy(int source, const struct stat& status, int target)
     }
     if (!isOwnerKept)
         mode &= ~mode_t(S_ISUID);
+    if (!removeInheritedAccess(target, S_ISDIR(status.st_mode)) && !isBeyondTarget(errno))
+        return errno;
     const int error = copyExtended(source, target);
     if (error != 0)
         return error;

@@ -23,7 +23,6 @@ public:
 
     /** The comment of the file copied last when the target has no room for it as an attribute. */
     const QByteArray& commentLeft() const { return m_commentLeft; }
-    void forgetComment() { m_commentLeft.clear(); }
 
 private:
     int copyExtended(int source, int target);

@@ -154,7 +154,8 @@ bool FileReplacement::takeAttributes(int file)
     if (!former.isOpen() && !m_place->former)
         return true;
     // The permissions last: with another owner, and with an access list, others would come.
-    if ((former.isOpen() && !copyAttributes(former.get(), file))
+    if (!removeInheritedAccess(file, false)
+        || (former.isOpen() && !copyAttributes(former.get(), file))
         || !shareAs(former.isOpen() ? status : *m_place->former, file, permissions))
         return failBySystem(QFileDevice::PermissionsError, attempt);
     return true;

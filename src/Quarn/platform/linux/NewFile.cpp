@@ -2,6 +2,7 @@
 
 #include <QRandomGenerator>
 
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -22,6 +23,15 @@ bool shareAs(const struct stat& other, int file, mode_t permissions)
     const bool ofItsGroup = isRight || ::fchown(file, other.st_uid, other.st_gid) == 0
                             || ::fchown(file, sameOwner, other.st_gid) == 0;
     return ::fchmod(file, other.st_mode & permissions & (ofItsGroup ? 0777 : 0707)) == 0;
+}
+
+bool removeInheritedAccess(int file, bool isFolder)
+{
+    const auto isGone = [file](const char* list) {
+        return ::fremovexattr(file, list) == 0 || errno == ENODATA || errno == ENOTSUP
+               || errno == ENOSYS;
+    };
+    return isGone("system.posix_acl_access") && (!isFolder || isGone("system.posix_acl_default"));
 }
 
 bool isSynchronized(int file)

@@ -7,7 +7,7 @@
 
 namespace kel {
 
-// For new files that take the place of others.
+// For new files that take the place of others, or are their copies.
 
 /** A name that nobody else has, short whatever file it is for. */
 QByteArray newName(const char* prefix);
@@ -19,6 +19,12 @@ QByteArray newName(const char* prefix);
  * \return whether the permissions could be set
  */
 bool shareAs(const struct stat& other, int file, mode_t permissions);
+
+/**
+ * Takes the access lists away that the folder has given to the open \a file, or folder, as to all
+ * that is made in it: they may let others in. Whether there are none.
+ */
+bool removeInheritedAccess(int file, bool isFolder);
 
 /** Whether what was written is on the disk; some file systems cannot tell. */
 bool isSynchronized(int file);

@@ -3,6 +3,7 @@
 #include <Quarn/platform/SystemError_p.h>
 #include <Quarn/platform/linux/DirectoryEntries_p.h>
 #include <Quarn/platform/linux/FreeRename_p.h>
+#include <Quarn/platform/linux/NewFile_p.h>
 #include <Quarn/platform/linux/OpenFolderHandle_p.h>
 #include <Quarn/platform/linux/SystemPath_p.h>
 
@@ -207,10 +208,9 @@ int OpenFolder::link(const SystemName& name, OpenFolder& target, const SystemNam
 int OpenFolder::sync()
 {
     const FileDescriptor folder(::openat(m_handle->get(), ".", listFlags));
-    // Some file systems cannot do that for folders, and one that may not be listed isn't opened.
-    if (folder.isOpen() ? ::fsync(folder.get()) == 0 || errno == EINVAL : errno == EACCES)
-        return systemError::none;
-    return errno;
+    // One that may not be listed isn't opened.
+    const bool done = folder.isOpen() ? isSynchronized(folder.get()) : errno == EACCES;
+    return done ? systemError::none : errno;
 }
 
 qint64 OpenFolder::roomForCopies(const OpenFolder& source, const SystemName& name) const

@@ -38,10 +38,10 @@ DWORD CALLBACK watch(LARGE_INTEGER, LARGE_INTEGER transferred, LARGE_INTEGER, LA
     return watched.cancelled ? PROGRESS_CANCEL : PROGRESS_CONTINUE;
 }
 
-/** Has the disk keep the file at \a path, which may be read-only. */
-bool sync(const std::wstring& path)
+/** Has the disk keep the file at \a path, which may be read-only, as the \a original is. */
+bool sync(const std::wstring& path, const std::wstring& original)
 {
-    const DWORD attributes = ::GetFileAttributesW(path.c_str());
+    const DWORD attributes = ::GetFileAttributesW(original.c_str());
     const bool isReadOnly = attributes & FILE_ATTRIBUTE_READONLY;
     if (isReadOnly)
         ::SetFileAttributesW(path.c_str(), attributes & ~DWORD(FILE_ATTRIBUTE_READONLY));
@@ -72,8 +72,14 @@ Outcome EntryCopier::copy(const OpenFolder& source, const SystemName& name,
     const std::wstring from = source.handle().pathOf(name);
     const std::wstring to = target.handle().pathOf(newName);
     Watch watched{transferred};
-    const bool copied = ::CopyFileExW(from.c_str(), to.c_str(), &watch, &watched, nullptr,
-                                      COPY_FILE_FAIL_IF_EXISTS | COPY_FILE_COPY_SYMLINK);
+    bool copied = ::CopyFileExW(from.c_str(), to.c_str(), &watch, &watched, nullptr,
+                                COPY_FILE_FAIL_IF_EXISTS | COPY_FILE_COPY_SYMLINK);
+    if (copied && watched.done < status.size) { // the system need not tell of every piece
+        LARGE_INTEGER size = {};
+        size.QuadPart = status.size;
+        copied
+            = watch(size, size, size, size, 0, 0, nullptr, nullptr, &watched) == PROGRESS_CONTINUE;
+    }
     if (!copied) {
         const Outcome failed = failure(FileStep::Write);
         if (failed.error != systemError::alreadyThere)
@@ -84,7 +90,7 @@ Outcome EntryCopier::copy(const OpenFolder& source, const SystemName& name,
     }
     Outcome outcome;
     EntryStatus after;
-    if (m_state->synced && status.type == EntryType::File && !sync(to))
+    if (m_state->synced && status.type == EntryType::File && !sync(to, from))
         outcome = failure(FileStep::Write);
     else if (m_state->synced && source.status(name, after) == systemError::none
              && (after.changed != status.changed || after.size != status.size))
@@ -111,6 +117,8 @@ Outcome EntryCopier::copyAttributes(const OpenFolder& source, const OpenFolder& 
                ? Outcome()
                : failure(FileStep::Attributes);
 }
+
+void EntryCopier::setCopiedLast(const FileId&) { }
 
 bool EntryCopier::hasCommentLeft() const
 {

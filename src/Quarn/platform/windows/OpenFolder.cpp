@@ -236,9 +236,15 @@ int OpenFolder::removeFile(const SystemName& name)
 int OpenFolder::rename(const SystemName& name, OpenFolder& target, const SystemName& newName,
                        bool replacing)
 {
-    return outcome(::MoveFileExW(m_handle->pathOf(name).c_str(),
-                                 target.m_handle->pathOf(newName).c_str(),
-                                 replacing ? MOVEFILE_REPLACE_EXISTING : 0));
+    const int error = outcome(::MoveFileExW(m_handle->pathOf(name).c_str(),
+                                            target.m_handle->pathOf(newName).c_str(),
+                                            replacing ? MOVEFILE_REPLACE_EXISTING : 0));
+    EntryStatus moved;
+    if (error == systemError::none || status(name, moved) != systemError::none)
+        return error;
+    const std::vector<FileId> above = target.idsUpwards(); // such a folder the system calls in use
+    return std::find(above.begin(), above.end(), moved.id) != above.end() ? systemError::intoItself
+                                                                          : error;
 }
 
 int OpenFolder::link(const SystemName& name, OpenFolder& target, const SystemName& newName) const

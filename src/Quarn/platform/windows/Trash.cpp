@@ -3,6 +3,8 @@
 #include <Quarn/platform/windows/SystemCalls_p.h>
 #include <Quarn/platform/windows/SystemPath_p.h>
 
+#include <QDir>
+
 namespace kel {
 
 TrashOutcome moveToTrash(const QString& path)
@@ -12,6 +14,10 @@ TrashOutcome moveToTrash(const QString& path)
     std::wstring names = shellPath(path);
     if (names.empty())
         return {ERROR_INVALID_NAME, QString()};
+    const QString clean = QDir::cleanPath(path);
+    const bool isShare = clean.startsWith(QLatin1String("//")) && clean.count(QLatin1Char('/')) < 4;
+    if (isShare || QDir(clean).isRoot()) // some shells would take all that is in it
+        return {ERROR_ACCESS_DENIED, QString()};
     names += L'\0';
     SHFILEOPSTRUCTW operation = {};
     operation.wFunc = FO_DELETE;

@@ -71,10 +71,13 @@ std::optional<Item> findItem(const QByteArray& path)
     return Item{path, name, std::move(folder), *mount};
 }
 
-bool writeAndClose(FileDescriptor file, const QByteArray& text)
+/** \return 0 or the error number */
+int writeAndClose(FileDescriptor file, const QByteArray& text)
 {
-    const bool written = ::write(file.get(), text.constData(), size_t(text.size())) == text.size();
-    return ::close(file.release()) == 0 && written;
+    const ssize_t count = ::write(file.get(), text.constData(), size_t(text.size()));
+    if (count != text.size())
+        return count < 0 ? errno : ENOSPC; // of which a short count is the beginning
+    return ::close(file.release()) == 0 ? 0 : errno;
 }
 
 /**
@@ -105,10 +108,10 @@ int put(const Item& item, const QByteArray& recordedPath, const OpenTrash& trash
             continue;
         if (!info.isOpen())
             return errno;
-        const int error = writeAndClose(std::move(info), trashInfo.text())
-                              ? renameToFreeName(item.folder.get(), item.name.constData(),
-                                                 files.get(), name.constData())
-                              : EIO;
+        int error = writeAndClose(std::move(info), trashInfo.text());
+        if (error == 0)
+            error = renameToFreeName(item.folder.get(), item.name.constData(), files.get(),
+                                     name.constData());
         if (error != 0)
             ::unlinkat(infos.get(), infoName.constData(), 0);
         if (error == 0)
