@@ -47,8 +47,8 @@ private Q_SLOTS:
             bare.insert(profile, qEnvironmentVariable(profile.toLatin1()));
             if (separate)
                 program.setProcessEnvironment(bare);
-            program.start(QStringLiteral(UNLOADING_PROGRAM), {loaded});
-            QVERIFY(program.waitForFinished() && program.exitCode() == 0);
+            program.start(QStringLiteral(UNLOADING_PROGRAM), {loaded, QStringLiteral("1000")});
+            QVERIFY(program.waitForFinished(240000) && program.exitCode() == 0);
             // Widgets come with the library for the desktop, and stay. Without it a warning tells so.
             QCOMPARE(program.readAllStandardOutput().replace("\r", ""),
                      first

@@ -7,6 +7,22 @@
 #include <QLibrary>
 
 #include <cstdio>
+#include <cstdlib>
+
+#if __has_include(<malloc.h>) && defined __GLIBC__
+#include <malloc.h>
+
+/** What was asked for and not freed. */
+static qint64 memoryInUse()
+{
+    return qint64(::mallinfo2().uordblks);
+}
+#else
+static qint64 memoryInUse()
+{
+    return 0;
+}
+#endif
 
 int main(int argc, char** argv)
 {
@@ -29,5 +45,18 @@ int main(int argc, char** argv)
         show(root == QLatin1String("/") ? root : QStringLiteral(":/none"), {});
         library.unload();
     }
-    return 0;
+    // Then so often that what each time leaves would show. The first ones warm up.
+    qint64 before = 0;
+    for (int time = 0; argc > 2 && time < std::atoi(argv[2]); ++time) {
+        if (time == 100)
+            before = memoryInUse();
+        if (!library.load() || QDir(QStringLiteral(":/Translations")).isEmpty())
+            return 1;
+        if (!library.unload() || isResident(library.fileName())
+            || !QDir(QStringLiteral(":/Translations")).isEmpty())
+            return 2;
+    }
+    const qint64 grown = argc > 2 ? memoryInUse() - before : 0;
+    std::fprintf(stderr, argc > 2 ? "grown by %lld bytes\n" : "", (long long)grown);
+    return grown > 10000 ? 3 : 0;
 }

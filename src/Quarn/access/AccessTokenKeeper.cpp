@@ -183,7 +183,9 @@ void AccessTokenKeeper::Tokens::closeAll() noexcept
     }
 }
 
-void* const AccessTokenKeeper::noToken = reinterpret_cast<void*>(std::intptr_t(-1));
+// A value of the system, never followed.
+void* const AccessTokenKeeper::noToken // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    = reinterpret_cast<void*>(std::intptr_t(-1));
 
 AccessTokenKeeper* AccessTokenKeeper::m_instance = nullptr;
 

@@ -7,6 +7,7 @@
 #include <QDeadlineTimer>
 #include <QMutexLocker>
 
+#include <new>
 #include <utility>
 
 namespace kel {
@@ -24,7 +25,7 @@ public:
     Wait(const Queue& queue, QThreadPool* pool, const AsyncFileRequest& request)
         : m_queue(queue), m_pool(pool), m_request(request)
     { }
-    ~Wait()
+    ~Wait() override
     {
         if (m_isLent)
             m_pool->reserveThread();
@@ -51,11 +52,13 @@ AsyncFile::Queue::Queue(const QString& fileName, QThreadPool* pool)
     if (m_isPoolGlobal)
         QThreadPool::globalInstance();
     expectBackgroundTasks();
+    m_batch.reserve(1);
+    m_results.reserve(1);
 }
 
 AsyncFile::Request AsyncFile::Queue::add(AsyncFileRequest request)
 {
-    const Request future = request.promise.future();
+    Request future = request.promise.future();
     QMutexLocker locker(&m_mutex);
     const bool isFirst = append(std::move(request));
     locker.unlock();
@@ -74,15 +77,20 @@ bool AsyncFile::Queue::append(AsyncFileRequest request)
     return !std::exchange(m_isCarryingOut, true);
 }
 
-void AsyncFile::Queue::abandon()
+void AsyncFile::Queue::abandon() noexcept
 {
     takeBack(
         [](const AsyncFileRequest& request) { return request.kind == AsyncFileRequest::Read; });
-    AsyncFileRequest close(AsyncFileRequest::Close);
-    QMutexLocker locker(&m_mutex);
-    m_isAbandoned = true;
-    const bool isFirst = (m_isOpen || m_isCarryingOut) && append(std::move(close));
-    locker.unlock();
+    bool isFirst = false;
+    try {
+        AsyncFileRequest close(AsyncFileRequest::Close);
+        const QMutexLocker locker(&m_mutex);
+        m_isAbandoned = true;
+        isFirst = (m_isOpen || m_isCarryingOut) && append(std::move(close));
+    } catch (const std::bad_alloc&) {
+        const QMutexLocker locker(&m_mutex);
+        m_isAbandoned = true; // and the file is closed when the queue goes
+    }
     if (isFirst)
         start();
 }
@@ -96,21 +104,32 @@ void AsyncFile::Queue::cancel()
     takeBack([](const AsyncFileRequest&) { return true; });
 }
 
-void AsyncFile::Queue::takeBack(const std::function<bool(const AsyncFileRequest&)>& which)
+void AsyncFile::Queue::takeBack(const std::function<bool(const AsyncFileRequest&)>& which) noexcept
 {
     std::vector<QFutureInterface<AsyncFileResult>> promises;
     QMutexLocker locker(&m_mutex);
+    try {
+        promises.reserve(m_requests.size());
+    } catch (const std::bad_alloc&) {
+        promises.clear(); // they end in their turn all the same
+    }
     for (AsyncFileRequest& request : m_requests) {
         if (request.takenBack || !which(request))
             continue;
-        promises.push_back(request.promise);
+        if (promises.size() < promises.capacity())
+            promises.push_back(request.promise);
         request.takenBack = true;
         m_bytes -= request.data.size();
         request.data.clear();
     }
     locker.unlock();
-    for (QFutureInterface<AsyncFileResult>& promise : promises)
-        promise.cancel();
+    for (QFutureInterface<AsyncFileResult>& promise : promises) {
+        try {
+            promise.cancel();
+        } catch (const std::bad_alloc&) {
+            continue; // it is cancelled, but some watcher could not be told
+        }
+    }
 }
 
 int AsyncFile::Queue::requests() const
@@ -147,35 +166,39 @@ bool AsyncFile::Queue::goesOnWaiting(const AsyncFileRequest& request) const
     return isWanted && !m_isInterrupted && !request.promise.isCanceled();
 }
 
-void AsyncFile::Queue::start()
+void AsyncFile::Queue::start() noexcept
 {
     QThreadPool* const pool = m_isPoolGlobal ? QThreadPool::globalInstance() : m_pool.data();
-    startInBackground(pool, [self = shared_from_this()](QThreadPool* own) { self->carryOut(own); });
+    const std::shared_ptr<Queue> self = shared_from_this(); // a continuation may end the file
+    try {
+        startInBackground(pool, [self](QThreadPool* own) { self->carryOut(own); });
+    } catch (const std::bad_alloc&) {
+        carryOut(nullptr); // here and now rather than never
+    }
 }
 
 /** In the thread for it, until there are no requests or others want the thread, too. */
-void AsyncFile::Queue::carryOut(QThreadPool* pool)
+void AsyncFile::Queue::carryOut(QThreadPool* pool) noexcept
 {
     const QDeadlineTimer slice(sliceMsecs);
-    Requests batch;
-    Results results;
-    while (takeBatch(batch)) {
+    while (takeBatch()) {
         {
-            Wait wait(*this, pool, batch.front());
-            m_worker.carryOut(batch, wait, results);
+            Wait wait(*this, pool, m_batch.front());
+            m_worker.carryOut(m_batch, wait, m_results);
         }
-        setDone(batch);
-        for (std::size_t i = 0; i < batch.size(); ++i)
-            finish(batch[i].promise, results[i]);
-        setFinished(batch);
-        batch.clear(); // with what continuations hold, so without the lock
+        setDone();
+        for (std::size_t i = 0; i < m_batch.size(); ++i)
+            finish(m_batch[i].promise, m_results[i]);
+        m_results.clear(); // as large as what was read
+        setFinished();
+        m_batch.clear(); // with what continuations hold, so without the lock
         if (pool && slice.hasExpired())
             return start(); // behind the others
     }
 }
 
 /** Whether there is a batch; without one the carrying out ends. */
-bool AsyncFile::Queue::takeBatch(Requests& batch)
+bool AsyncFile::Queue::takeBatch()
 {
     const QMutexLocker locker(&m_mutex);
     m_isInterrupted = false;
@@ -184,25 +207,40 @@ bool AsyncFile::Queue::takeBatch(Requests& batch)
         return false;
     m_thread = QThread::currentThreadId();
     do {
-        batch.push_back(std::move(m_requests.front()));
+        m_batch.push_back(std::move(m_requests.front()));
         m_requests.pop_front();
-    } while (!m_requests.empty() && m_worker.joins(batch, m_requests.front()));
+    } while (!m_requests.empty() && m_worker.joins(m_batch, m_requests.front())
+             && makeRoomForOneMore());
     return true;
 }
 
-void AsyncFile::Queue::setDone(const Requests& batch)
+bool AsyncFile::Queue::makeRoomForOneMore() noexcept
+{
+    const std::size_t size = m_batch.size();
+    try {
+        if (size == m_batch.capacity())
+            m_batch.reserve(2 * size);
+        if (size >= m_results.capacity())
+            m_results.reserve(2 * size);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false; // one by one, then
+    }
+}
+
+void AsyncFile::Queue::setDone()
 {
     const QMutexLocker locker(&m_mutex);
-    m_done += batch.size();
-    for (const AsyncFileRequest& request : batch)
+    m_done += m_batch.size();
+    for (const AsyncFileRequest& request : m_batch)
         m_bytes -= request.data.size();
     m_isOpen = m_worker.isOpen();
 }
 
-void AsyncFile::Queue::setFinished(const Requests& batch)
+void AsyncFile::Queue::setFinished()
 {
     const QMutexLocker locker(&m_mutex);
-    m_finished += batch.size();
+    m_finished += m_batch.size();
     m_thread = nullptr;
     m_progress.wakeAll();
 }

@@ -28,7 +28,7 @@ public:
 
     Request add(AsyncFileRequest request);
     /** The file is gone: nobody wants to read any more, and it is to be closed. */
-    void abandon();
+    void abandon() noexcept;
     /** Takes back all that has not begun. */
     void cancel();
 
@@ -42,18 +42,22 @@ private:
     using Results = std::vector<AsyncFileResult>;
 
     bool append(AsyncFileRequest request);
-    void takeBack(const std::function<bool(const AsyncFileRequest&)>& which);
+    void takeBack(const std::function<bool(const AsyncFileRequest&)>& which) noexcept;
     bool goesOnWaiting(const AsyncFileRequest& request) const;
 
-    void start();
-    void carryOut(QThreadPool* pool);
-    bool takeBatch(Requests& batch);
-    void setDone(const Requests& batch);
-    void setFinished(const Requests& batch);
+    void start() noexcept;
+    void carryOut(QThreadPool* pool) noexcept;
+    bool takeBatch();
+    bool makeRoomForOneMore() noexcept;
+    void setDone();
+    void setFinished();
 
     const bool m_isPoolGlobal;
     const QPointer<QThreadPool> m_pool;
-    AsyncFileWorker m_worker; // of the thread that carries out
+    // Of the thread that carries out; there is always room for one.
+    AsyncFileWorker m_worker;
+    Requests m_batch;
+    Results m_results;
 
     mutable QMutex m_mutex; // a leaf, held for instants; guards what follows
     QWaitCondition m_progress; // of m_finished

@@ -30,6 +30,11 @@ AsyncFileResult aborted()
     return failure(QFileDevice::AbortError, QStringLiteral("Operation canceled"));
 }
 
+AsyncFileResult outOfMemory()
+{
+    return failure(QFileDevice::ResourceError, QStringLiteral("Out of memory"));
+}
+
 AsyncFileResult resultOf(const SystemFile::Outcome& outcome)
 {
     return {outcome.count, QByteArray(), outcome.error, outcome.errorString};
@@ -72,13 +77,18 @@ bool AsyncFileWorker::joins(const Requests& batch, const AsyncFileRequest& more)
 }
 
 void AsyncFileWorker::carryOut(const Requests& batch, SystemFile::Wait& wait,
-                               std::vector<AsyncFileResult>& results)
+                               std::vector<AsyncFileResult>& results) noexcept
 {
     results.clear();
-    if (batch.size() > 1 && m_failure.ok())
+    if (batch.size() > 1 && m_failure.ok() && join(batch))
         return writeJoined(batch, wait, results);
-    for (const AsyncFileRequest& request : batch)
-        results.push_back(carryOut(request, wait));
+    for (const AsyncFileRequest& request : batch) {
+        try {
+            results.push_back(carryOut(request, wait));
+        } catch (const std::bad_alloc&) {
+            results.push_back(noted(outOfMemory()));
+        }
+    }
 }
 
 AsyncFileResult AsyncFileWorker::carryOut(const AsyncFileRequest& request, SystemFile::Wait& wait)
@@ -137,7 +147,7 @@ AsyncFileResult AsyncFileWorker::read(const AsyncFileRequest& request, SystemFil
             room = std::min(limit, 2 * room);
         if (!reserve(data, room)) {
             result.error = QFileDevice::ResourceError;
-            result.errorString = QStringLiteral("Out of memory");
+            result.errorString = outOfMemory().errorString;
             break;
         }
         const qint64 piece = std::min(room - result.count, pieceSize);
@@ -183,23 +193,33 @@ AsyncFileResult AsyncFileWorker::close()
     return failed.ok() ? closed : failure(failed.error, failed.errorString);
 }
 
+/** Whether there was the memory to put the data of \a batch together. */
+bool AsyncFileWorker::join(const Requests& batch) noexcept
+{
+    try {
+        m_takenBack.clear();
+        m_joined.reserve(joinedSize); // once and for all
+        m_joined.resize(0);
+        for (const AsyncFileRequest& request : batch) {
+            m_takenBack.push_back(request.isTakenBack());
+            if (!m_takenBack.back())
+                m_joined.append(request.data);
+        }
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
 /** One write for all; each request gets what there is of its own bytes. */
 void AsyncFileWorker::writeJoined(const Requests& batch, SystemFile::Wait& wait,
                                   std::vector<AsyncFileResult>& results)
 {
-    std::vector<bool> takenBack;
-    m_joined.reserve(joinedSize); // once and for all
-    m_joined.resize(0);
-    for (const AsyncFileRequest& request : batch) {
-        takenBack.push_back(request.isTakenBack());
-        if (!takenBack.back())
-            m_joined.append(request.data);
-    }
     const SystemFile::Outcome outcome = m_file.write(m_joined.constData(), m_joined.size(), wait);
     qint64 written = outcome.count;
     for (std::size_t i = 0; i < batch.size(); ++i) {
         const qint64 count = std::min<qint64>(batch[i].data.size(), written);
-        if (takenBack[i])
+        if (m_takenBack[i])
             results.push_back(aborted());
         else if (!m_failure.ok())
             results.push_back(failure(QFileDevice::AbortError, m_failure.errorString));

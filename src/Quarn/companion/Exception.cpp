@@ -8,6 +8,8 @@ Exception::Exception(const Exception& other) : std::exception(other), m_text(oth
 
 Exception& Exception::operator=(const Exception& other)
 {
+    if (this == &other)
+        return *this; // what() may still be in use
     m_text = other.m_text;
     std::atomic_store(&m_what, std::shared_ptr<const std::string>());
     return *this;

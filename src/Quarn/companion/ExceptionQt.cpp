@@ -8,6 +8,7 @@
 
 namespace kel {
 
+// The cause is kept and not thrown. NOLINTNEXTLINE(bugprone-throw-keyword-missing)
 ExceptionQt::ExceptionQt(const QString& message, const ExceptionQt* cause)
     : m_message(message), m_cause(cause ? cause->clone() : nullptr)
 { }

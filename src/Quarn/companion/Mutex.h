@@ -19,7 +19,7 @@ public:
     Mutex();
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
-    ~Mutex();
+    ~Mutex(); // NOLINT(performance-trivially-destructible): exported since the first release
 
     /** Waits for other threads. */
     void lock();

@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <memory>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -115,12 +116,16 @@ private:
 
 void runOnOwnThread(std::unique_ptr<OpenTask> task)
 {
-    const std::shared_ptr<OpenTask> shared(std::move(task));
+    const auto run = [own = task.get()] { std::unique_ptr<OpenTask>(own)->run(nullptr); };
+    bool isStarted = false;
     try {
-        std::thread([shared] { shared->run(nullptr); }).detach();
+        std::thread(run).detach();
+        isStarted = true;
     } catch (const std::system_error&) {
-        shared->run(nullptr); // late is better than never
-    }
+    } catch (const std::bad_alloc&) { }
+    OpenTask* const own = task.release(); // of the thread, if there is one
+    if (!isStarted)
+        std::unique_ptr<OpenTask>(own)->run(nullptr); // late is better than never
 }
 
 class PooledTask : public QRunnable
@@ -158,10 +163,15 @@ void startInBackground(QThreadPool* pool, BackgroundTask task)
 {
     expectBackgroundTasks();
     auto open = std::make_unique<OpenTask>(std::move(task));
-    if (pool)
-        pool->start(new PooledTask(pool, std::move(open)));
-    else
-        runOnOwnThread(std::move(open));
+    if (!pool)
+        return runOnOwnThread(std::move(open));
+    auto pooled = std::make_unique<PooledTask>(pool, std::move(open));
+    try {
+        pool->start(pooled.get());
+        (void)pooled.release(); // the pool deletes it, and maybe has already
+    } catch (const std::bad_alloc&) {
+        return; // what the pool has no memory for gets a thread of its own with its end
+    }
 }
 
 } // namespace kel

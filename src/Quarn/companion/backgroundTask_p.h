@@ -12,7 +12,9 @@ using BackgroundTask = std::function<void(QThreadPool*)>;
 
 /**
  * Runs \a task once on a thread of \a pool. Where there is no pool, or its owner clears it before the
- * task begins, the task gets a thread of its own.
+ * task begins, the task gets a thread of its own; when there can be none, this call carries it out.
+ *
+ * Throws std::bad_alloc; then the task does not run.
  *
  * The end of the program waits for it: ~QCoreApplication(), then the end of the static objects.
  */

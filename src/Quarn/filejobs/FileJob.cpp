@@ -5,6 +5,7 @@
 
 #include <QThreadPool>
 
+#include <new>
 #include <utility>
 
 namespace kel {
@@ -31,8 +32,13 @@ void FileJob::start()
 {
     if (!m_run->prepare())
         return;
-    startInBackground(m_pool ? m_pool : QThreadPool::globalInstance(),
-                      [run = m_run](QThreadPool*) { run->run(); });
+    try {
+        startInBackground(m_pool ? m_pool : QThreadPool::globalInstance(),
+                          [run = m_run](QThreadPool*) { run->run(); });
+    } catch (const std::bad_alloc&) {
+        m_run->takeBack();
+        throw;
+    }
 }
 
 void FileJob::cancel()

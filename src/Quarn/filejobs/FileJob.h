@@ -45,7 +45,11 @@ public:
     /** The pool to use instead of QThreadPool::globalInstance(); borrowed. Call it before start(). */
     void setThreadPool(QThreadPool* pool);
 
-    /** Begins when a thread of the pool is free. A second call does nothing. */
+    /**
+     * Begins when a thread of the pool is free. A second call does nothing.
+     *
+     * \throw std::bad_alloc and nothing has begun
+     */
     void start();
 
     /**
@@ -74,7 +78,10 @@ Q_SIGNALS:
      * cancelled.
      */
     void progressChanged(const kel::FileProgress& progress);
-    /** Once, when all is done, cancelled or failed. */
+    /**
+     * Once, when all is done, cancelled or failed. It stays out when there is no memory to send it;
+     * isFinished() tells then, too.
+     */
     void finished(const kel::FileResult& result);
 
 protected:

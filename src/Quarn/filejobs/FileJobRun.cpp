@@ -8,6 +8,8 @@
 #include <QMutexLocker>
 
 #include <exception>
+#include <new>
+#include <optional>
 
 namespace kel {
 namespace {
@@ -23,6 +25,11 @@ FileResult cancelledResult()
 
 } // namespace
 
+FileJobRun::FileJobRun(FileJob* job, Work work) : m_job(job), m_work(std::move(work))
+{
+    m_outOfMemory.append({QString(), FileFailure::Look, 0, QStringLiteral("Out of memory")});
+}
+
 bool FileJobRun::prepare()
 {
     const QMutexLocker locker(&m_mutex);
@@ -32,7 +39,14 @@ bool FileJobRun::prepare()
     return true;
 }
 
-void FileJobRun::run()
+void FileJobRun::takeBack()
+{
+    const QMutexLocker locker(&m_mutex);
+    if (m_state == Queued)
+        m_state = Prepared;
+}
+
+void FileJobRun::run() noexcept
 {
     {
         const QMutexLocker locker(&m_mutex);
@@ -43,7 +57,7 @@ void FileJobRun::run()
     finish(work());
 }
 
-void FileJobRun::cancel()
+void FileJobRun::cancel() noexcept
 {
     m_cancelled = true;
     {
@@ -79,52 +93,78 @@ FileResult FileJobRun::result() const
     return m_result;
 }
 
-FileResult FileJobRun::work()
+FileResult FileJobRun::work() noexcept
 {
     if (m_cancelled || programAwaitsTasks())
         return cancelledResult();
-    WorkLog log([this](const FileProgress& progress) { return report(progress); }, reportInterval,
-                m_cancelled);
+    std::optional<WorkLog> log;
+    bool isTold = false;
+    try {
+        log.emplace([this](const FileProgress& progress) { return report(progress); },
+                    reportInterval, m_cancelled);
+        work(*log);
+        isTold = true;
+    } catch (const std::bad_alloc&) {
+        isTold = false; // what failed instead, for which there is no memory either
+    }
+    m_work = nullptr; // with all that it keeps alive
+    FileResult result = log ? log->result() : FileResult();
+    if (log)
+        m_last = log->progress();
+    if (!isTold)
+        result.failures = m_outOfMemory;
+    return result;
+}
+
+/** Exceptions, of callbacks or for lack of memory, are failures. Throws std::bad_alloc. */
+void FileJobRun::work(WorkLog& log)
+{
     try {
         m_work(log);
-    } catch (const std::exception& exception) { // of a callback, or for lack of memory
+    } catch (const std::exception& exception) {
         log.fail(QString(), FileFailure::Look, 0, QString::fromLocal8Bit(exception.what()));
     } catch (...) {
         log.fail(QString(), FileFailure::Look, 0, QStringLiteral("Unknown exception"));
     }
-    m_work = nullptr; // with all that it keeps alive
-    m_last = log.progress();
-    return log.result();
 }
 
 /** Sends no more than the job takes. Cancels when the program ends, which waits for the work. */
-bool FileJobRun::report(const FileProgress& progress)
+bool FileJobRun::report(const FileProgress& progress) noexcept
 {
     if (programAwaitsTasks())
         return false;
     if (m_reporting.exchange(true))
         return true;
-    QMetaObject::invokeMethod(
-        m_job,
-        [this, progress] { // of the job, so both are there
-            m_reporting = false;
-            Q_EMIT m_job->progressChanged(progress);
-        },
-        Qt::QueuedConnection);
+    try {
+        QMetaObject::invokeMethod(
+            m_job,
+            [this, progress] { // of the job, so both are there
+                m_reporting = false;
+                Q_EMIT m_job->progressChanged(progress);
+            },
+            Qt::QueuedConnection);
+    } catch (const std::bad_alloc&) {
+        m_reporting = false; // the next one makes up for it
+    }
     return true;
 }
 
-void FileJobRun::finish(const FileResult& result)
+void FileJobRun::finish(const FileResult& result) noexcept
 {
     // Under the lock, so that slots find the job finished; nothing foreign runs here.
     const QMutexLocker locker(&m_mutex);
     FileJob* const job = m_job;
     m_result = result;
+    const auto tell = [job](auto emission) {
+        try {
+            QMetaObject::invokeMethod(job, std::move(emission), Qt::QueuedConnection);
+        } catch (const std::bad_alloc&) {
+            return; // who waits or asks knows it all the same
+        }
+    };
     if (!result.cancelled)
-        QMetaObject::invokeMethod(
-            job, [job, last = m_last] { Q_EMIT job->progressChanged(last); }, Qt::QueuedConnection);
-    QMetaObject::invokeMethod(
-        job, [job, result] { Q_EMIT job->finished(result); }, Qt::QueuedConnection);
+        tell([job, last = m_last] { Q_EMIT job->progressChanged(last); });
+    tell([job, result] { Q_EMIT job->finished(result); });
     m_state = Finished; // from here on the job may go
     m_changed.wakeAll();
 }

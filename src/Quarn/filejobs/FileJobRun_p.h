@@ -23,15 +23,17 @@ class FileJobRun
 public:
     using Work = std::function<void(WorkLog& log)>;
 
-    FileJobRun(FileJob* job, Work work) : m_job(job), m_work(std::move(work)) { }
+    FileJobRun(FileJob* job, Work work);
     FileJobRun(const FileJobRun&) = delete;
     FileJobRun& operator=(const FileJobRun&) = delete;
 
     /** Answers whether this was the first time. */
     bool prepare();
+    /** As if it had not been prepared. */
+    void takeBack();
     /** Does the work, in the thread that calls. */
-    void run();
-    void cancel();
+    void run() noexcept;
+    void cancel() noexcept;
 
     bool isFinished() const;
     bool wait(int msecs);
@@ -40,13 +42,15 @@ public:
 private:
     enum State { Prepared, Queued, Working, Finished };
 
-    FileResult work();
-    bool report(const FileProgress& progress);
-    void finish(const FileResult& result);
+    FileResult work() noexcept;
+    void work(WorkLog& log);
+    bool report(const FileProgress& progress) noexcept;
+    void finish(const FileResult& result) noexcept;
 
     FileJob* const m_job;
     Work m_work; // of the thread that works
     FileProgress m_last; // of the thread that works
+    QList<FileFailure> m_outOfMemory; // to tell it when there is none; never changed
     std::atomic<bool> m_cancelled{false};
     std::atomic<bool> m_reporting{false}; // a progress is on its way to the job
     mutable QMutex m_mutex;

@@ -29,7 +29,7 @@ public:
 
 private:
     OpenFolder& m_folder;
-    const SystemName m_name;
+    const SystemName& m_name; // a copy might fail, and the file stay
     bool m_kept = false;
 };
 
@@ -68,7 +68,7 @@ void Transfer::run(const QStringList& sources, const QString& folder)
     std::vector<qint64> sizes(std::size_t(sources.size()), -1);
     for (int i = 0; m_kind == Copy && i < sources.size(); ++i) {
         const qint64 before = m_survey.allocated();
-        survey({sources.at(i)});
+        survey(sources.at(i));
         sizes[std::size_t(i)] = m_survey.allocated() - before;
     }
     for (int i = 0; m_log.goesOn() && i < sources.size(); ++i)
@@ -86,14 +86,12 @@ bool Transfer::takeNewName()
     return isName;
 }
 
-void Transfer::survey(const QStringList& sources)
+void Transfer::survey(const QString& source)
 {
-    for (const QString& source : sources) {
-        const qint64 entries = m_survey.entries();
-        const qint64 bytes = m_survey.bytes();
-        m_survey.walkEntry(source);
-        m_log.addTotals(m_survey.entries() - entries, m_survey.bytes() - bytes);
-    }
+    const qint64 entries = m_survey.entries();
+    const qint64 bytes = m_survey.bytes();
+    m_survey.walkEntry(source);
+    m_log.addTotals(m_survey.entries() - entries, m_survey.bytes() - bytes);
 }
 
 void Transfer::transferSource(const QString& source, qint64 size)
@@ -158,7 +156,7 @@ bool Transfer::hasRoom(const Entry& entry, const Destination& destination)
 {
     if (m_size < 0) {
         const qint64 before = m_survey.allocated();
-        survey({m_given});
+        survey(m_given);
         m_size = m_survey.allocated() - before;
     }
     if (destination.how == Destination::New

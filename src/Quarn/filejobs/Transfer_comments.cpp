@@ -14,7 +14,7 @@ bool Transfer::takesComment(const Entry& entry) const
     const std::vector<SystemName> files
         = EntryCopier::commentFiles(entry.name, commentStreamSuffix);
     return std::none_of(files.begin(), files.end(), [this](const SystemName& file) {
-        return m_allGiven.contains(sourcePath(file));
+        return m_allGiven.count(sourcePath(file)) > 0;
     });
 }
 

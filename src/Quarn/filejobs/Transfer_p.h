@@ -7,10 +7,11 @@
 #include <Quarn/filejobs/TransferOptions.h>
 #include <Quarn/filejobs/WorkLog_p.h>
 
-#include <QSet>
+#include <QHash>
 #include <QStringList>
 
 #include <optional>
+#include <unordered_set>
 #include <vector>
 
 namespace kel {
@@ -68,7 +69,7 @@ private:
     };
 
     bool takeNewName();
-    void survey(const QStringList& sources);
+    void survey(const QString& source);
     void transferSource(const QString& source, qint64 size);
     void runLevels();
 
@@ -120,7 +121,8 @@ private:
     FolderStack m_targets;
     std::vector<Level> m_levels; // the first has the one entry that was given
     SystemName m_newName; // of the one source; empty: that which it has
-    QSet<QString> m_allGiven; // clean paths
+    // Not of Qt, whose sets end the program when there is no memory.
+    std::unordered_set<QString> m_allGiven; // clean paths
     std::vector<FileId> m_aboveTarget; // the target folder and those it is in
     QString m_given; // of the first level
     qint64 m_size = -1; // what it takes up; negative: not counted yet

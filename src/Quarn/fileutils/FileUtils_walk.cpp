@@ -6,12 +6,13 @@
 #include <Quarn/platform/SystemPath_p.h>
 
 #include <QDirIterator>
-#include <QSet>
+#include <QHash>
 
 #include <algorithm>
 #include <deque>
 #include <iterator>
 #include <list>
+#include <unordered_set>
 #include <vector>
 
 namespace kel {
@@ -28,13 +29,12 @@ public:
     bool add(const QString& folder)
     {
         const QByteArray identity = fileIdentity(folder);
-        const auto before = m_identities.size();
-        m_identities.insert(identity);
-        return identity.isEmpty() || m_identities.size() > before;
+        return m_identities.insert(identity).second || identity.isEmpty();
     }
 
 private:
-    QSet<QByteArray> m_identities;
+    // Not of Qt, whose sets end the program when there is no memory.
+    std::unordered_set<QByteArray> m_identities;
 };
 
 /** A folder whose entries a walk goes through. */

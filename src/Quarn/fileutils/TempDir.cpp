@@ -8,6 +8,7 @@
 #include <QFileInfo>
 #include <QRandomGenerator>
 
+#include <new>
 #include <utility>
 
 namespace kel {
@@ -54,8 +55,12 @@ TempDir& TempDir::operator=(TempDir&& other) noexcept
 
 TempDir::~TempDir()
 {
-    if (m_autoRemove && !m_path.isEmpty())
-        removeAll(m_path);
+    try {
+        if (m_autoRemove && !m_path.isEmpty())
+            removeAll(m_path);
+    } catch (const std::bad_alloc&) {
+        return; // what is left is in the temporary folder
+    }
 }
 
 QString TempDir::path() const

@@ -212,7 +212,7 @@ void MultiUserReader::finishIO() { }
 
 bool MultiUserReader::ioFailureDetected() const
 {
-    return isDeviceFailure(errorString()) || (m_buffer && m_buffer->ioFailureDetected());
+    return tellsOfFailure(*this) || (m_buffer && m_buffer->ioFailureDetected());
 }
 
 bool MultiUserReader::eofEncountered() const

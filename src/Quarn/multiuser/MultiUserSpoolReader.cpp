@@ -20,7 +20,7 @@ using Call = std::lock_guard<std::mutex>;
 
 // A piece of a line is copied before it is searched; most lines are short.
 constexpr qint64 firstLinePiece = 256;
-constexpr qint64 largestLinePiece = 64 * 1024;
+constexpr qint64 largestLinePiece = 64 << 10;
 
 std::shared_ptr<SpoolStore> storeOfNothing()
 {
@@ -238,7 +238,7 @@ void MultiUserSpoolReader::finishIO() { }
 
 bool MultiUserSpoolReader::ioFailureDetected() const
 {
-    return cancelled() || m_reading->store().failed() || isDeviceFailure(errorString());
+    return cancelled() || m_reading->store().failed() || tellsOfFailure(*this);
 }
 
 bool MultiUserSpoolReader::eofEncountered() const

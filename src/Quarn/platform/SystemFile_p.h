@@ -40,7 +40,7 @@ public:
         Wait() = default;
         Wait(const Wait&) = default;
         Wait& operator=(const Wait&) = default;
-        ~Wait() = default;
+        virtual ~Wait() = default;
     };
 
     SystemFile();

@@ -45,7 +45,7 @@ Stack certificatesIn(const QByteArray& pem)
             if (!certificate)
                 throw PemBlocks::Damaged();
             require(sk_X509_push(stack.get(), certificate.get()) > 0);
-            certificate.release(); // the stack's
+            (void)certificate.release(); // the stack's
         }
     } catch (const PemBlocks::Damaged&) {
         stack.reset();

@@ -90,10 +90,12 @@ bool kelmQFile::seek(qint64 position)
     const bool moved = QFile::seek(position);
     m_misplaced = !moved && isOpen();
     if (m_misplaced) {
-        // So that a read finds nothing in QIODevice's buffer and comes to readData().
+        // So that a read finds nothing in QIODevice's buffer and comes to readData(). The file stays
+        // where it is. NOLINTBEGIN(bugprone-parent-virtual-call)
         const qint64 place = pos();
         QIODevice::seek(std::numeric_limits<qint64>::max());
         QIODevice::seek(place);
+        // NOLINTEND(bugprone-parent-virtual-call)
     }
     return moved;
 }
@@ -182,7 +184,7 @@ void kelmQFile::finishIO()
 
 bool kelmQFile::ioFailureDetected() const
 {
-    return m_misplaced || error() != QFileDevice::NoError || isDeviceFailure(errorString());
+    return m_misplaced || error() != QFileDevice::NoError || tellsOfFailure(*this);
 }
 
 bool kelmQFile::eofEncountered() const

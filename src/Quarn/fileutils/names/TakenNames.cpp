@@ -62,7 +62,7 @@ bool beginsWith(const std::u32string& name, const std::u32string& stem)
         if (stem[wanted] == U'*') {
             afterStar = ++wanted;
             matchedFrom = at;
-        } else if (at >= name.size()) {
+        } else if (at >= name.size()) { // NOLINT(bugprone-branch-clone): for different reasons
             return false;
         } else if (stem[wanted] == name[at] || isAnyCharacter(stem[wanted])) {
             ++wanted;
@@ -101,14 +101,14 @@ bool TakenNames::hasEntry(const QString& name)
 {
     if (m_entryQuestions < questionsBeforeListing && ++m_entryQuestions == questionsBeforeListing) {
         const QStringList listed = namesIn(m_dir.path());
-        m_entries.reserve(listed.size());
+        m_entries.reserve(std::size_t(listed.size()));
         for (const QString& entry : listed) {
             // With a colon Qt may take a name for that of a resource.
             if (!entry.contains(QLatin1Char(':')))
                 m_entries.insert(entry);
         }
     }
-    return m_entries.contains(name) || m_dir.exists(name); // hidden ones are not listed
+    return m_entries.count(name) > 0 || m_dir.exists(name); // hidden ones are not listed
 }
 
 bool TakenNames::hasBeginning(const QString& stem)

@@ -2,11 +2,12 @@
 #define QUARN_FILEUTILS_NAMES_TAKENNAMES_P_H
 
 #include <QDir>
-#include <QSet>
+#include <QHash>
 #include <QString>
 
 #include <optional>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace kel {
@@ -35,7 +36,7 @@ private:
     const QDir m_dir;
     const bool m_exact;
     int m_entryQuestions = 0;
-    QSet<QString> m_entries; // empty until enough was asked
+    std::unordered_set<QString> m_entries; // empty until enough was asked
     std::optional<std::vector<std::u32string>> m_foldedNames; // sorted
 };
 

@@ -16,7 +16,12 @@ namespace {
 constexpr int smallestShift = 12; // 4 KiB
 constexpr int largestShift = 21; // 2 MiB, a large page
 constexpr qint64 fewest = 4; // chunks that the limit allows
-constexpr qint64 largestReadBack = 256 * 1024; // for a view of what was spilled
+constexpr qint64 largestReadBack = 256 << 10; // for a view of what was spilled
+
+QString notEnoughMemory()
+{
+    return QStringLiteral("Not enough memory for the spool");
+}
 
 /** Of the largest chunk of which there are 32 in \a limit. */
 int shiftFor(qint64 limit)
@@ -67,7 +72,7 @@ qint64 SpoolStore::write(const char* data, qint64 length, QString* reason)
         const qint64 position = m_written.load(std::memory_order_relaxed);
         const qint64 offset = position & (chunkSize - 1);
         if (offset == 0)
-            m_current = beginPiece(position >> m_shift, reason);
+            m_current = nextPiece(position >> m_shift, reason);
         if (!m_current)
             break;
         const qint64 part = std::min(length - done, chunkSize - offset);
@@ -90,6 +95,17 @@ bool SpoolStore::fits(qint64 length) const
 }
 
 /** The chunk for the next piece; null with a \a reason. */
+SpoolChunk* SpoolStore::nextPiece(qint64 index, QString* reason) noexcept
+{
+    try {
+        return beginPiece(index, reason);
+    } catch (const std::bad_alloc&) { // to spill what is in the way, say
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        end(Failed, notEnoughMemory());
+        return nullptr;
+    }
+}
+
 SpoolChunk* SpoolStore::beginPiece(qint64 index, QString* reason)
 {
     SpoolChunk* chunk = nullptr;
@@ -113,7 +129,7 @@ SpoolChunk* SpoolStore::beginPiece(qint64 index, QString* reason)
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (chunk)
         m_chunks.giveBack(chunk);
-    end(Failed, QStringLiteral("Not enough memory for the spool"));
+    end(Failed, notEnoughMemory());
     return nullptr;
 }
 

@@ -98,6 +98,7 @@ private:
     using Lock = std::unique_lock<std::mutex>;
 
     bool fits(qint64 length) const;
+    SpoolChunk* nextPiece(qint64 index, QString* reason) noexcept;
     SpoolChunk* beginPiece(qint64 index, QString* reason);
     bool awaitRoom(Lock& lock, qint64 index, QString* reason);
     bool spillOldest(Lock& lock);

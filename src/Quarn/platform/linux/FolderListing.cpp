@@ -8,7 +8,9 @@
 #include <dirent.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <memory>
+#include <new>
 #include <string_view>
 
 namespace kel {
@@ -43,6 +45,8 @@ std::optional<QStringList> visibleNames(const QString& folder)
         return std::nullopt;
     const QString path = info.filePath();
     const std::unique_ptr<DIR, CloseDirectory> directory(::opendir(systemPath(path).constData()));
+    if (!directory && errno == ENOMEM)
+        throw std::bad_alloc();
     QStringList names;
     while (const dirent* entry = directory ? ::readdir(directory.get()) : nullptr) {
         if (entry->d_name[0] == '.')

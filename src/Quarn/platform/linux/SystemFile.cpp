@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+#include <new>
 
 namespace kel {
 namespace {
@@ -20,6 +21,16 @@ namespace {
 using Outcome = SystemFile::Outcome;
 
 constexpr int askMsecs = 50; // between two questions whether a wait goes on
+
+/** Bytes may have been transferred, whose number must not get lost. */
+QString textOf(int systemError) noexcept
+{
+    try {
+        return qt_error_string(systemError);
+    } catch (const std::bad_alloc&) {
+        return QStringLiteral("Unknown error");
+    }
+}
 
 Outcome failure(QFileDevice::FileError error, int systemError, qint64 count = 0)
 {
@@ -31,7 +42,7 @@ Outcome failure(QFileDevice::FileError error, int systemError, qint64 count = 0)
     case EDQUOT:
         error = QFileDevice::ResourceError;
     }
-    return Outcome{count, error, qt_error_string(systemError)};
+    return Outcome{count, error, textOf(systemError)};
 }
 
 Outcome givenUp(qint64 count = 0)

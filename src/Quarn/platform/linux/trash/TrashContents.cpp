@@ -8,7 +8,6 @@
 #include <Quarn/platform/linux/trash/TrashInfo_p.h>
 
 #include <QFile>
-#include <QSet>
 
 #include <fcntl.h>
 #include <mntent.h>
@@ -19,6 +18,8 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <new>
+#include <set>
 #include <tuple>
 
 namespace kel {
@@ -66,6 +67,8 @@ private:
         constexpr int longestLine = 16384; // two paths, in which a blank takes four characters
         const std::unique_ptr<FILE, decltype(&::endmntent)> mounts(
             ::setmntent("/proc/self/mounts", "re"), &::endmntent);
+        if (!mounts && errno == ENOMEM)
+            throw std::bad_alloc(); // rather than to pass over some
         QByteArray line(longestLine, Qt::Uninitialized);
         mntent mount;
         while (mounts && ::getmntent_r(mounts.get(), &mount, line.data(), longestLine)) {
@@ -85,10 +88,8 @@ private:
         struct stat status;
         if (!folder.folder.isOpen() || ::fstat(folder.folder.get(), &status) != 0)
             return errno;
-        const QPair<quint64, quint64> identity(status.st_dev, status.st_ino);
-        if (m_known.contains(identity)) // by another mount
+        if (!m_known.emplace(status.st_dev, status.st_ino).second) // by another mount
             return 0;
-        m_known.insert(identity);
         FileDescriptor files(::openat(folder.folder.get(), "files", folderFlags));
         if (!files.isOpen())
             return errno;
@@ -103,7 +104,7 @@ private:
 
     int m_homeError = 0;
     std::vector<Trash> m_trashes;
-    QSet<QPair<quint64, quint64>> m_known;
+    std::set<std::pair<dev_t, ino_t>> m_known;
 };
 
 /** Reads what is noted of the item \a name, if that is there and may be read; 0 or the error number. */
@@ -198,7 +199,7 @@ int listTrash(QList<TrashEntry>& entries)
     int error = trashes.homeError();
     for (const Trash& trash : trashes) {
         const int failure = list(trash, entries);
-        if (trash.inHome && error == 0)
+        if ((trash.inHome || failure == ENOMEM) && error == 0)
             error = failure;
     }
     return error;
