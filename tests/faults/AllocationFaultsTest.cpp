@@ -323,7 +323,7 @@ private:
             if (const char* const fault = faultOf(promise, claimed, former, done, lasting))
                 note(fault);
             m_got = QByteArray();
-            for (int tries = 0; faultyAllocations::live() > kept && tries < 100; ++tries)
+            for (int tries = 0; faultyAllocations::live() > kept && tries < 5; ++tries)
                 QThread::msleep(10); // a thread that was waited for frees a little later still
             grown = faultyAllocations::live() > kept && grown < 4 ? grown + 1 : 0;
             if (grown == 4)
