@@ -48,11 +48,11 @@ void checkSafe(const QString& name)
 {
     static const QRegularExpression unsafe(
         QStringLiteral(
-            "\\A\\z|[. ]\\z|[/\\\\:<>\"|?*\\x{00}-\\x{1f}\\x{7f}-\\x{9f}\\x{2028}-\\x{202e}"
+            "\\A\\z|[.\\s]\\z|[/\\\\:<>\"|?*\\x{00}-\\x{1f}\\x{7f}-\\x{9f}\\x{2028}-\\x{202e}"
             "\\x{61c}\\x{200e}\\x{200f}\\x{2066}-\\x{2069}]"
             "|\\A(CON|PRN|AUX|NUL|CONIN\\$|CONOUT\\$|(COM|LPT)[1-9\\x{b9}\\x{b2}\\x{b3}])(\\.|"
             "\\z)"),
-        QRegularExpression::CaseInsensitiveOption);
+        QRegularExpression::CaseInsensitiveOption | QRegularExpression::UseUnicodePropertiesOption);
     const bool safe
         = name.isValidUtf16() && name.toUtf8().size() <= 255 && !unsafe.match(name).hasMatch();
     require(!FileUtils::isSafeFileName(name) || safe, "a safe name is none of those refused");

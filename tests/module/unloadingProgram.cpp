@@ -57,6 +57,7 @@ int main(int argc, char** argv)
             return 2;
     }
     const qint64 grown = argc > 2 ? memoryInUse() - before : 0;
-    std::fprintf(stderr, argc > 2 ? "grown by %lld bytes\n" : "", (long long)grown);
+    if (argc > 2)
+        std::fprintf(stderr, "grown by %lld bytes\n", static_cast<long long>(grown));
     return grown > 10000 ? 3 : 0;
 }
