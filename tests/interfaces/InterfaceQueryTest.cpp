@@ -1,3 +1,5 @@
+#include "support/TemporaryFolder.h"
+
 #include <Quarn/interfaces/InterfaceStub.h>
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/multiuser/MultiUserReader.h>
@@ -64,9 +66,8 @@ private Q_SLOTS:
     /** What callers ask of a stream before they use it; each kind gets four bytes if it takes any. */
     void tellsWhatItCan()
     {
-        QFile written(QDir::temp().filePath(QStringLiteral("InterfaceQueryTest")));
-        QVERIFY(written.open(QIODevice::WriteOnly) && written.write("four") == 4);
-        written.close();
+        const TemporaryFolder folder;
+        folder.write("file", "four");
         kel::MultiUserBuffer buffer;
         kel::MultiUserReader bufferReader(&buffer, false);
         for (int i = 0; i < 2; ++i)
@@ -76,7 +77,7 @@ private Q_SLOTS:
         kel::MultiUserSpool spool;
         kel::MultiUserSpoolReader spoolReader(&spool, false);
         kel::MultiUserSpoolReader spoolOfNothing(static_cast<kel::MultiUserSpool*>(nullptr), true);
-        kel::MappedFileStream mapped(written.fileName());
+        kel::MappedFileStream mapped(folder.at("file"));
         kel::SubStream range(&mapped, 2),
             rangeOfNothing(static_cast<kel::IRandomAccessIO*>(nullptr), 2);
         struct Row
@@ -117,7 +118,6 @@ private Q_SLOTS:
             QCOMPARE(is(row.takes > 0 || stream.position() == 0), "");
             stream.finishIO();
         }
-        QVERIFY(written.remove());
         QVERIFY(!spool.open(QIODevice::ReadWrite) && spool.size() == 4 && spool.isSequential());
         QVERIFY(!spoolReader.open(QIODevice::ReadWrite) && spoolReader.open(QIODevice::ReadOnly));
         QVERIFY(spoolReader.size() == 4 && spoolReader.lag() == 4 && spoolReader.reset());
