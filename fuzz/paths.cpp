@@ -56,9 +56,10 @@ void checkSafe(const QString& name)
     const bool safe
         = name.isValidUtf16() && name.toUtf8().size() <= 255 && !unsafe.match(name).hasMatch();
     require(!FileUtils::isSafeFileName(name) || safe, "a safe name is none of those refused");
-    static const QRegularExpression device(QStringLiteral("\\A.{3,8} *(\\.|\\z)"));
+    static const QRegularExpression device(QStringLiteral("\\A\\s*\\S{3,7}\\s*(\\.|\\z)"),
+                                           QRegularExpression::UseUnicodePropertiesOption);
     require(!safe || FileUtils::isSafeFileName(name) || device.match(name).hasMatch(),
-            "others are safe, but for blanks behind a device");
+            "others are safe, but for blanks around a device");
     if (FileUtils::isSafeFileName(name))
         require(FileUtils::safeFilePath(QStringLiteral("/a"), name) == QStringLiteral("/a/") + name,
                 "in the folder");

@@ -117,7 +117,8 @@ public:
      * | U+202A to U+202E or U+2066 to U+2069                    | "txt.exe"                       |
      * | CON, PRN, AUX, NUL, CONIN$, CONOUT$, COM1 to COM9, LPT1 | Windows has devices there; also |
      * | to LPT9, or with ¹, ² or ³ for the digit, in any letter | with ¹ to ³                     |
-     * | case, also before a dot as in "nul.tar.gz"              |                                 |
+     * | case, also before a dot or blanks, as in "nul.tar.gz",  |                                 |
+     * | and behind blanks                                       |                                 |
      * | that ends with a dot or a blank of any kind             | Windows takes that away         |
      * | of more than 255 bytes of UTF-8 or 255 UTF-16 units     | file systems refuse it          |
      * | with an unpaired surrogate                              | UTF-8 cannot hold it            |
