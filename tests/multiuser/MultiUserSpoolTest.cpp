@@ -189,7 +189,7 @@ private Q_SLOTS:
             const char* name;
             std::function<void(MultiUserSpool&, std::unique_ptr<MultiUserSpoolReader>&)> end;
             int count;
-            bool early; // may come before the wait
+            bool early; // may come before the wait, which only /proc tells of
         } cases[] = {
             {"write", [](auto& spool, auto&) { spool.write("x"); }, 1, true},
             {"finish", [](auto& spool, auto&) { spool.finishIO(); }, 0, true},
@@ -198,7 +198,7 @@ private Q_SLOTS:
             {"destruction", [](auto&, auto& reader) { reader.reset(); }, -1, false},
         };
         for (const auto& each : cases)
-            for (int round = 0; round < 5; ++round) {
+            for (int round = 0; round < 5 && (hasPosix || each.early); ++round) {
                 MultiUserSpool spool;
                 auto reader = std::make_unique<MultiUserSpoolReader>(&spool, true);
                 QSemaphore begun;
