@@ -1,6 +1,8 @@
 #ifndef QUARN_SIGNATURE_ERRORMARK_P_H
 #define QUARN_SIGNATURE_ERRORMARK_P_H
 
+#include <Quarn/platform/CryptoThreads_p.h>
+
 #include <openssl/err.h>
 
 namespace kel {
@@ -12,7 +14,11 @@ namespace kel {
 class ErrorMark
 {
 public:
-    ErrorMark() { ERR_set_mark(); }
+    ErrorMark()
+    {
+        freeCryptoStateWithThreads();
+        ERR_set_mark();
+    }
     ErrorMark(const ErrorMark&) = delete;
     ErrorMark& operator=(const ErrorMark&) = delete;
     ~ErrorMark() { ERR_pop_to_mark(); }
