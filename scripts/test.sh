@@ -7,6 +7,9 @@ set -euo pipefail
 # shellcheck source=scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
+# What was compiled in another clone need not be compiled again, wherever that one lies.
+export CCACHE_BASEDIR=$project_dir CCACHE_NOHASHDIR=1
+
 install_missing_packages library benchmarks tests
 status=0
 "$project_dir/scripts/analyse.sh" || status=1
