@@ -180,7 +180,8 @@ private Q_SLOTS:
             const QByteArray result = verified(authority, bad);
             QVERIFY2(result == invalid || result.startsWith("Certificate not trusted")
                          || result == "Invalid public key"
-                         || (result == "true" && code.at(at) == '\n'),
+                         // line ends, and the last bits before padding, don't count
+                         || (result == "true" && (code.at(at) == '\n' || code.at(at + 1) == '=')),
                      result + bad);
         }
     }
