@@ -52,7 +52,7 @@ private:
 };
 //! [receive]
 
-/** Why \a path isn't there, or as it was; empty when it is. */
+/** Why nothing was saved as \a path, which is then as it was; empty when it was saved. */
 QString store(const Spool& spool, const QString& path)
 {
     kel::MultiUserSpoolReader reader(spool.get(), true); // from the first byte, whenever it is made

@@ -51,7 +51,7 @@ struct AsyncFileResult
  * | was cancelled                              | AbortError; the count tells how far it came    |
  * | is a close(), and one since open() failed  | that of the first failure; the file is closed  |
  *
- * Without memory for its result a future has an exception instead: std::bad_alloc with Qt 6,
+ * Where there is no memory for its result, a future has an exception instead: std::bad_alloc with Qt 6,
  * QUnhandledException with Qt 5.
  *
  * No write follows one that is missing: after a failure nothing is carried out up to the next open()
