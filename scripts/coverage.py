@@ -29,7 +29,7 @@ def lines_of(path):
 
 
 def branches_of(path, files):
-    """Whether each outcome of each condition in \a files occurred: {file: {(place, outcome): bool}}."""
+    """Whether each outcome of each condition in files occurred: {file: {(place, outcome): bool}}."""
     with open(path) as export:
         functions = json.load(export)['data'][0]['functions']
     found = collections.defaultdict(lambda: collections.defaultdict(bool))

@@ -162,7 +162,7 @@ void FilesWindow::trash()
 //! [jobs]
 
 //! [undo]
-/** What a job has done to each entry, it tells by the places: what was where, and where it is now. */
+/** By the places of a job's result, which tell of each entry where it was and where it is now. */
 void FilesWindow::undo()
 {
     if (m_job != nullptr || m_done.empty())

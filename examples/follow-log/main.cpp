@@ -11,6 +11,7 @@
 #include <QStringList>
 #include <QThread>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -71,7 +72,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "Usage: follow-log FILE [WORD [SECONDS]]\n");
         return 2;
     }
-    const int seconds = arguments.value(3, QStringLiteral("-1")).toInt();
-    return followAll(arguments.at(1), seconds < 0 ? -1 : seconds * 1000,
+    const double seconds = arguments.value(3, QStringLiteral("-1")).toDouble();
+    return followAll(arguments.at(1), seconds < 0 ? -1 : int(std::min(seconds, 1e6) * 1000),
                      arguments.value(2).toLocal8Bit());
 }

@@ -33,11 +33,12 @@ private:
     void receive()
     {
         char data[65536];
-        for (int count; (count = m_stream.read(data, sizeof data)) > 0;)
+        for (int count; (count = m_stream.read(data, sizeof data)) > 0;) {
             if (m_spool->streamSize() + count > m_size)
                 m_spool->setErrorString(QStringLiteral("More came than was announced"));
-            else if (!m_spool->writeBlock(data, count)) // cancelled, or the disk is full
+            if (!m_spool->writeBlock(data, count)) // so, or cancelled, or the disk is full
                 return m_socket.abort();
+        }
         if (m_stream.ioFailureDetected())
             m_spool->setErrorString(m_socket.errorString());
         else if (m_stream.eofEncountered())
@@ -51,7 +52,7 @@ private:
 };
 //! [receive]
 
-/** Why \a path isn't there, or as it was; empty when it is. */
+/** Why nothing was saved as \a path, which is then as it was; empty when it was saved. */
 QString store(const Spool& spool, const QString& path)
 {
     kel::MultiUserSpoolReader reader(spool.get(), true); // from the first byte, whenever it is made

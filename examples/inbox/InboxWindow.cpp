@@ -165,9 +165,9 @@ bool InboxWindow::savingAllowed() const
 QString InboxWindow::freeName(const QDir& folder) const
 {
     QString name = m_delivery.announcement().name; // comes from outside
+    name.remove(QLatin1Char('%')); // with a letter behind it would be the date
     if (!kel::FileUtils::isSafeFileName(name))
         name = tr("Message.txt");
-    name.remove(QLatin1Char('%')); // with a letter behind it would be the date
     return kel::FileUtils::uniqueFileName(folder, name, " (%d)", true);
 }
 

@@ -1,4 +1,4 @@
-// Works off requests, each of which names its user and password, and logs each user on only once:
+// Serves requests, each of which names its user and password, and logs each user on only once:
 // lines "USER PASSWORD REQUEST" on standard input. On Windows the program would act for the user by
 // the token, for example to reach a share on another computer; elsewhere it stands for the credentials.
 //     printf '%s\n' 'ann secret report' 'ann secret backup' 'ann changed report' | log-on-once
@@ -55,6 +55,6 @@ int main()
         else
             std::fprintf(stderr, "Not \"USER PASSWORD REQUEST\": a line of standard input\n");
     }
-    kel::AccessTokenKeeper::killInstance(); // closes the tokens, wipes the passwords
+    kel::AccessTokenKeeper::killInstance(); // closes the tokens, wipes its copies of the passwords
     return served ? 0 : 1;
 }

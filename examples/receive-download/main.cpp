@@ -35,7 +35,7 @@ void send(QByteArray contents, std::promise<quint16> port)
 }
 
 //! [receive]
-/** Why \a path isn't there, which is as it was then; empty when it is. */
+/** Why nothing was saved as \a path, which is then as it was; empty when it was saved. */
 QString receive(QTcpSocket& socket, kel::SignatureDigest& digest, const QString& path)
 {
     kel::DeviceStream stream(&socket);

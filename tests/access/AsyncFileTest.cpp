@@ -203,6 +203,22 @@ private Q_SLOTS:
         writer.close().waitForFinished();
         QCOMPARE(errorOf(last.write("x")), QFile::WriteError); // and no SIGPIPE
     }
+
+    void callsReturnWithoutAThread()
+    {
+        QVERIFY(::mkfifo(QFile::encodeName(m_path).constData(), 0600) == 0);
+        auto pool = std::make_unique<QThreadPool>();
+        AsyncFile file(m_path, pool.get());
+        pool.reset();
+        pthread_attr_t attributes, huge;
+        ::pthread_attr_init(&huge);
+        ::pthread_attr_setstacksize(&huge, std::size_t(1) << 46);
+        QVERIFY(::pthread_getattr_default_np(&attributes) == 0
+                && ::pthread_setattr_default_np(&huge) == 0);
+        const Request opened = file.open(QIODevice::ReadOnly), read = file.read(1);
+        ::pthread_setattr_default_np(&attributes);
+        QVERIFY(opened.isFinished() && errorOf(read) == QFile::AbortError);
+    }
 #endif
 
     void takesBack()

@@ -59,6 +59,9 @@ case $(basename "$program") in
         cmp file "pictures/file (2)"
         run --demo pictures/damaged.png --damaged file
         [ "$(ls pictures)" = "$(printf '%s\n' damaged.png file 'file (2)' genuine.png)" ]
+        mv file 'nul%' # without the sign it is a device
+        run --demo pictures/named.png 'nul%'
+        cmp 'nul%' pictures/Message.txt
         ;;
     log-on-once)
         printf '%s\n' 'ann secret report' 'ann secret backup' 'ann changed report' | run >served

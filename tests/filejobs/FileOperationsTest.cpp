@@ -398,6 +398,17 @@ private Q_SLOTS:
         QVERIFY(FileOperations::copy({folder.at("f")}, other.path(), options).ok());
         QCOMPARE(FileUtils::comment(other.at("f")), QString()); // no old one is left
 
+        createEntries(folder.root(), {"u/"}); // copied behind g, and not to be listed
+        for (const auto& [path, mode] :
+             {std::pair(folder.root(), 0755), {other.root(), 0777}, {folder.root() + "/u", 0111}})
+            QVERIFY(::chmod(path, mode_t(mode)) == 0);
+        QVERIFY(::seteuid(99) == 0);
+        const FileResult refused
+            = FileOperations::copy({folder.at("t/g"), folder.at("u")}, other.path());
+        QVERIFY(::seteuid(0) == 0 && !refused.ok());
+        QCOMPARE(FileUtils::comment(other.at("g")), comment);
+        QCOMPARE(FileUtils::comment(other.at("u")), QString());
+
         // A moved one takes it along, whether or not the file with it is moved itself, in any order.
         for (const TemporaryFolder* const target :
              {static_cast<const TemporaryFolder*>(&other), &folder}) {

@@ -37,7 +37,7 @@ QString wrapped(const QStringList& paragraphs)
 {
     QStringList texts;
     for (const QString& paragraph : paragraphs) {
-        QStringList lines(QString{});
+        QStringList lines{QString()};
         for (const QString& word : paragraph.split(QLatin1Char(' ')))
             if (lines.last().isEmpty())
                 lines.last() = word;

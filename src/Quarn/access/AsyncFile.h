@@ -51,7 +51,7 @@ struct AsyncFileResult
  * | was cancelled                              | AbortError; the count tells how far it came    |
  * | is a close(), and one since open() failed  | that of the first failure; the file is closed  |
  *
- * Without memory for its result a future has an exception instead: std::bad_alloc with Qt 6,
+ * Where there is no memory for its result, a future has an exception instead: std::bad_alloc with Qt 6,
  * QUnhandledException with Qt 5.
  *
  * No write follows one that is missing: after a failure nothing is carried out up to the next open()
@@ -68,6 +68,8 @@ struct AsyncFileResult
  * and the end of the program, unless it is for a reader of the pipe to go on reading. On Windows,
  * and where a server doesn't answer, the call stays in the system and its thread with it: give such
  * files a pool of their own.
+ * Where there is neither memory nor a thread for a request, the call that makes it carries it out and
+ * gives such a wait up: AbortError.
  *
  * \par Ending
  * The destructor doesn't block. What is queued is still carried out, except reads, and the file is

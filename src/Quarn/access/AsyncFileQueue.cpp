@@ -16,6 +16,9 @@ namespace {
 /** After so long a file makes room for others that want the same thread. */
 constexpr int sliceMsecs = 100;
 
+/** Calls that this thread is in the middle of, and that are to return at once. */
+thread_local int callsOfThisThread = 0;
+
 } // namespace
 
 /** Lends the thread back to its pool for as long as it waits. */
@@ -23,7 +26,8 @@ class AsyncFile::Queue::Wait final : public SystemFile::Wait
 {
 public:
     Wait(const Queue& queue, QThreadPool* pool, const AsyncFileRequest& request)
-        : m_queue(queue), m_pool(pool), m_request(request)
+        : m_queue(queue), m_pool(pool), m_request(request),
+          m_isInCall(!pool && callsOfThisThread > 0)
     { }
     ~Wait() override
     {
@@ -35,13 +39,14 @@ public:
     {
         if (m_pool && !std::exchange(m_isLent, true))
             m_pool->releaseThread();
-        return m_queue.goesOnWaiting(m_request);
+        return !m_isInCall && m_queue.goesOnWaiting(m_request);
     }
 
 private:
     const Queue& m_queue;
     QThreadPool* const m_pool;
     const AsyncFileRequest& m_request;
+    const bool m_isInCall; // which is to return
     bool m_isLent = false;
 };
 
@@ -63,7 +68,7 @@ AsyncFile::Request AsyncFile::Queue::add(AsyncFileRequest request)
     const bool isFirst = append(std::move(request));
     locker.unlock();
     if (isFirst)
-        start();
+        startFromCall();
     return future;
 }
 
@@ -92,7 +97,7 @@ void AsyncFile::Queue::abandon() noexcept
         m_isAbandoned = true; // and the file is closed when the queue goes
     }
     if (isFirst)
-        start();
+        startFromCall();
 }
 
 void AsyncFile::Queue::cancel()
@@ -164,6 +169,14 @@ bool AsyncFile::Queue::goesOnWaiting(const AsyncFileRequest& request) const
     const bool isWanted
         = request.kind == AsyncFileRequest::Write || !(m_isAbandoned || programAwaitsTasks());
     return isWanted && !m_isInterrupted && !request.promise.isCanceled();
+}
+
+/** Without memory or a thread the work is done before it returns, and nothing is waited for. */
+void AsyncFile::Queue::startFromCall() noexcept
+{
+    ++callsOfThisThread;
+    start();
+    --callsOfThisThread;
 }
 
 void AsyncFile::Queue::start() noexcept

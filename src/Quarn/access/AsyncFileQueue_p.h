@@ -45,6 +45,7 @@ private:
     void takeBack(const std::function<bool(const AsyncFileRequest&)>& which) noexcept;
     bool goesOnWaiting(const AsyncFileRequest& request) const;
 
+    void startFromCall() noexcept;
     void start() noexcept;
     void carryOut(QThreadPool* pool) noexcept;
     bool takeBatch();

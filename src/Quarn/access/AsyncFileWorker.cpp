@@ -65,6 +65,16 @@ bool reserve(QByteArray& bytes, qint64 size)
     }
 }
 
+void giveBackSurplus(QByteArray& bytes) noexcept
+{
+    try {
+        if (bytes.size() < bytes.capacity() / 2)
+            bytes.squeeze();
+    } catch (const std::bad_alloc&) {
+        return; // of a pipe nobody could read them again
+    }
+}
+
 } // namespace
 
 bool AsyncFileWorker::joins(const Requests& batch, const AsyncFileRequest& more) const
@@ -160,8 +170,7 @@ AsyncFileResult AsyncFileWorker::read(const AsyncFileRequest& request, SystemFil
         if (outcome.count < piece)
             break;
     }
-    if (data.size() < data.capacity() / 2)
-        data.squeeze();
+    giveBackSurplus(data);
     return result;
 }
 

@@ -15,7 +15,7 @@ namespace kel {
 class QtLogBuffer : public std::wstreambuf
 {
 public:
-    /** \a type: QtDebugMsg, QtInfoMsg, QtWarningMsg or QtCriticalMsg. */
+    /** \a type: QtWarningMsg or QtCriticalMsg. */
     explicit QtLogBuffer(QtMsgType type);
 
     /** Hands over \a line at once. Any thread; throws what the message handler throws. */

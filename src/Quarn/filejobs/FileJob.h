@@ -79,8 +79,8 @@ Q_SIGNALS:
      */
     void progressChanged(const kel::FileProgress& progress);
     /**
-     * Once, when all is done, cancelled or failed. It stays out when there is no memory to send it;
-     * isFinished() tells then, too.
+     * Once, when all is done, cancelled or failed. Only when there is no memory to send it, it doesn't
+     * come; isFinished() and waitForFinished() tell then, too.
      */
     void finished(const kel::FileResult& result);
 

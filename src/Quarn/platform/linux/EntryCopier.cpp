@@ -193,6 +193,7 @@ Outcome EntryCopier::copyAttributes(const OpenFolder& source, const OpenFolder& 
 {
     constexpr qint64 second = 1000000000;
     constexpr int flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+    m_state->commentLeft.clear();
     const FileDescriptor from(::openat(source.handle().get(), ".", flags));
     const FileDescriptor to(::openat(target.handle().get(), ".", flags));
     struct stat status;
