@@ -5,8 +5,10 @@
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/multiuser/MultiUserReader.h>
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QPointer>
 #include <QSemaphore>
 #include <QTest>
@@ -57,20 +59,33 @@ bool isShort(std::clock_t duration, int msecs)
 void readInThreads(const std::function<void()>& event = [] {})
 {
     const SharedBuffer buffer(new MultiUserBuffer);
-    QSemaphore done;
+    QSemaphore begun, done;
+    std::atomic<int> sleeps{0};
     const auto consume = [&] {
+        if (QCoreApplication::instance()) {
+            const QEventLoop makesDispatcher;
+            QObject::connect(QAbstractEventDispatcher::instance(),
+                             &QAbstractEventDispatcher::aboutToBlock, [&] { ++sleeps; });
+        }
         MultiUserReader reader(buffer, true);
+        begun.release();
         if (readToTheEnd(reader) == "abcdef")
             done.release();
     };
     Thread worker(consume);
     worker.start();
     const std::future<void> other = std::async(std::launch::async, consume);
+    begun.acquire(2);
     for (const char* const word : {"abc", "def"}) {
         QThread::msleep(50);
         buffer->write(word);
     }
-    QThread::msleep(50);
+    // The event may be one that others must sleep through, as Qt's threads when the application goes.
+    int seen = 0;
+    do {
+        seen = sleeps;
+        QThread::msleep(50);
+    } while (seen != sleeps);
     event();
     buffer->close();
     if (!done.tryAcquire(2, 20000))

@@ -44,7 +44,7 @@ void MultiUserReader::start()
 {
     QIODevice::open(QIODevice::ReadOnly | QIODevice::Unbuffered);
     if (m_buffer)
-        m_buffer->m_readers->add(this, m_call);
+        m_buffer->m_readers->add(this, m_call, [this] { onBufferClose(); });
     else
         ReaderConnections::connectNothing(this);
 }

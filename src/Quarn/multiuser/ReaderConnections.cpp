@@ -33,11 +33,12 @@ ReaderConnections::ReaderConnections(QIODevice* device)
     const QPointer<QIODevice> guard(device);
 }
 
-void ReaderConnections::add(QObject* reader, const std::shared_ptr<ReaderCall>& call)
+void ReaderConnections::add(QObject* reader, const std::shared_ptr<ReaderCall>& call,
+                            std::function<void()> closed)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     call->follow(m_progress);
-    m_readers.push_back({reader, call, false, nullptr});
+    m_readers.push_back({reader, call, std::move(closed), false, nullptr});
     try {
         if (!emittedElsewhere())
             connect(m_readers.back());
@@ -109,7 +110,7 @@ void ReaderConnections::Reader::post(Signal signal) const
         return;
     }
     try {
-        QMetaObject::invokeMethod(reader, "onBufferClose", Qt::QueuedConnection);
+        QMetaObject::invokeMethod(reader, closed, Qt::QueuedConnection);
     } catch (const std::bad_alloc&) {
         return; // a blocked read notices when its slice ends
     }
@@ -127,7 +128,7 @@ void ReaderConnections::connect(Reader& reader)
         m_device, &QIODevice::bytesWritten, reader.reader,
         [call = reader.call] { call->emitted(); }, Qt::DirectConnection);
     try {
-        kel::connect(m_device, SIGNAL(aboutToClose()), reader.reader, SLOT(onBufferClose()));
+        QObject::connect(m_device, &QIODevice::aboutToClose, reader.reader, reader.closed);
     } catch (...) {
         QObject::disconnect(written);
         throw;

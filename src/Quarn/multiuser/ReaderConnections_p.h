@@ -4,6 +4,7 @@
 #include <Quarn/multiuser/WriteProgress_p.h>
 
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -54,8 +55,9 @@ public:
     ReaderConnections(const ReaderConnections&) = delete;
     ReaderConnections& operator=(const ReaderConnections&) = delete;
 
-    /** Connects bytesWritten() of the device to \a call, the others to slots of \a reader. */
-    void add(QObject* reader, const std::shared_ptr<ReaderCall>& call);
+    /** Connects bytesWritten() of the device to \a call, aboutToClose() to \a closed of \a reader. */
+    void add(QObject* reader, const std::shared_ptr<ReaderCall>& call,
+             std::function<void()> closed);
 
     /**
      * To be called while the device is sure to be there, and before the reader ends. Takes what
@@ -79,8 +81,11 @@ public:
 private:
     struct Reader
     {
-        QObject* reader; // null once it was disconnected
+        // Null once it was disconnected. Other threads call nothing virtual of it, metaObject() included:
+        // the constructor of a derived class may still be running in the reader's own.
+        QObject* reader;
         std::shared_ptr<ReaderCall> call; // null once it ends
+        std::function<void()> closed; // to be called in the reader's thread
         bool connected;
         std::unique_ptr<QObject> keepsake; // keeps the record of its thread
 
