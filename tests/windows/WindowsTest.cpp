@@ -247,14 +247,18 @@ private Q_SLOTS:
         const TemporaryFolder folder;
         createEntries(folder.root(), {"f"});
         const QString file = folder.at("f");
-        FileUtils::saveBytes("new\r\n", file);
-        QCOMPARE(QFile(file).size(), qint64(5));
+        QVERIFY(QFile::link(file, folder.at("f.lnk")));
+        for (const QString& saved : {file, folder.at("f.lnk")}) { // a shortcut is no link
+            FileUtils::saveBytes("new\r\n", saved);
+            QCOMPARE(folder.contents(qPrintable(saved.mid(folder.path().size() + 1))),
+                     QByteArray("new\r\n"));
+        }
         {
             const Exclusive open(file);
             QVERIFY_EXCEPTION_THROWN(FileUtils::saveBytes("newer", file), FileException);
         }
         QVERIFY_EXCEPTION_THROWN(FileUtils::saveBytes("x", folder.at("no/f")), FileException);
-        QCOMPARE(entriesOf(folder.root()), Entries{"f"});
+        QCOMPARE(entriesOf(folder.root()), Entries({"f", "f.lnk"}));
         QCOMPARE(FileUtils::readText(file), QStringLiteral("new\n"));
     }
 
