@@ -96,12 +96,17 @@ private Q_SLOTS:
             *token = reinterpret_cast<HANDLE>(quintptr(0x44));
             return recorded.first() != QLatin1String("nobody");
         };
-        void* token = nullptr;
-        QVERIFY(openLogonToken(L"anna", L"secret", &token));
+        void* token = nullptr; // two units make one character
+        QVERIFY(openLogonToken(L"anna\U0001f600", L"\U0001f511secret", &token));
         closeLogonToken(token);
-        QCOMPARE(recorded.join(QLatin1Char(' ')), QStringLiteral("anna . secret 9 0 close 68"));
+        QCOMPARE(recorded.join(QLatin1Char(' ')),
+                 QStringLiteral("anna\U0001f600 . \U0001f511secret 9 0 close 68"));
         recorded.clear();
         QVERIFY(!openLogonToken(L"nobody", L"", &token));
+        recorded.clear(); // none is cut at a zero
+        const std::wstring cut(L"anna\0x", 6);
+        QVERIFY(!openLogonToken(cut, L"secret", &token) && !openLogonToken(L"anna", cut, &token)
+                && recorded.isEmpty());
     }
 
     void showsAFileInPieces()
