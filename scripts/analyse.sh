@@ -34,7 +34,6 @@ if [ "${1:-}" = --tidy ]; then
         local stamp
         stamp=$stamps/$({
             cat .clang-tidy
-            cat "$(dirname "$1")/.clang-tidy" 2>/dev/null || true
             clang-tidy --version
             python3 -c 'import json, shlex, subprocess, sys
 for entry in json.load(open("build/clang-tidy/compile_commands.json")):
