@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Checks that every source of the library and of the relay compiles as Windows code: the syntax and the types, with
-# the MinGW compiler against the Qt headers of this system, for Qt 5 and Qt 6. Nothing is linked or
-# run. Needs g++-mingw-w64-x86-64 and the development packages of both Qts.
+# Checks that every source of the library and of the relay compiles as Windows code: the syntax and the
+# types, with the MinGW compiler against the Qt headers of this system, for Qt 5 and Qt 6. Nothing is
+# linked or run. Needs g++-mingw-w64-x86-64 and the development packages of both Qts.
 #
 # Usage: scripts/check-windows.sh [5|6]...
 set -euo pipefail
