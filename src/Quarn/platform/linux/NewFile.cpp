@@ -1,11 +1,11 @@
 #include <Quarn/platform/linux/NewFile_p.h>
 
+#include <Quarn/platform/linux/SystemCalls_p.h>
+
 #include <QRandomGenerator>
 
 #include <sys/xattr.h>
 #include <unistd.h>
-
-#include <cerrno>
 
 namespace kel {
 
@@ -28,15 +28,9 @@ bool shareAs(const struct stat& other, int file, mode_t permissions)
 bool removeInheritedAccess(int file, bool isFolder)
 {
     const auto isGone = [file](const char* list) {
-        return ::fremovexattr(file, list) == 0 || errno == ENODATA || errno == ENOTSUP
-               || errno == ENOSYS;
+        return ::fremovexattr(file, list) == 0 || isWithoutAttribute(errno);
     };
     return isGone("system.posix_acl_access") && (!isFolder || isGone("system.posix_acl_default"));
-}
-
-bool isSynchronized(int file)
-{
-    return ::fsync(file) == 0 || errno == EINVAL || errno == ENOTSUP;
 }
 
 } // namespace kel
