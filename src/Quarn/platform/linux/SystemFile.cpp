@@ -76,8 +76,7 @@ QIODevice::OpenMode completed(QIODevice::OpenMode mode)
     if (mode & (QIODevice::Append | QIODevice::NewOnly))
         mode |= QIODevice::WriteOnly;
     const bool contradicts = mode & QIODevice::NewOnly && mode & QIODevice::ExistingOnly;
-    const bool createsToRead = mode & QIODevice::ExistingOnly && !(mode & QIODevice::WriteOnly);
-    if (contradicts || createsToRead || mode & QIODevice::Text || !(mode & QIODevice::ReadWrite))
+    if (contradicts || mode & QIODevice::Text || !(mode & QIODevice::ReadWrite))
         return QIODevice::NotOpen;
     return mode;
 }
