@@ -34,11 +34,16 @@ private Q_SLOTS:
             = {{QTextStream::Ok, "no text stream error"},
                {QTextStream::ReadPastEnd, "past"},
                {QTextStream::ReadCorruptData, "corrupt"},
-               {QTextStream::WriteFailed, "not write"}};
+               {QTextStream::WriteFailed, "not write"},
+               {QTextStream::Status(99), "status 99"}};
         for (const auto& [status, text] : statuses) {
             exception = IOException(status);
             QVERIFY2(QByteArray(exception.what()).contains(text), exception.what());
         }
+        const IOException& same = exception;
+        const char* const kept = exception.what();
+        exception = same;
+        QVERIFY(exception.what() == kept); // a text that somebody may hold stays
         // A cause is kept as what it is.
         const ExceptionQt outer(QStringLiteral("outer"), &exception);
         const ExceptionQt outermost(QStringLiteral("outermost"), &outer);
