@@ -136,6 +136,39 @@ private Q_SLOTS:
         }
     }
 
+    void opensAsQFileDoes()
+    {
+        constexpr QIODevice::OpenModeFlag flags[]
+            = {QIODevice::ReadOnly, QIODevice::WriteOnly, QIODevice::Append,
+               QIODevice::Truncate, QIODevice::NewOnly,   QIODevice::ExistingOnly};
+        const auto attempt = [this](bool there, auto open) {
+            QFile::remove(m_path);
+            if (there)
+                m_folder.write("file", "former");
+            const bool opened = open();
+            return std::make_tuple(opened, QFile::exists(m_path), m_folder.contents("file"));
+        };
+        for (int bits = 0; bits < 1 << 7; ++bits) {
+            const bool there = bits & 1 << 6;
+            QIODevice::OpenMode mode;
+            for (int i = 0; i < 6; ++i)
+                mode.setFlag(flags[i], bits & 1 << i);
+            const bool writes
+                = mode & (QIODevice::WriteOnly | QIODevice::Append | QIODevice::NewOnly);
+            if (!writes && mode & QIODevice::Truncate)
+                mode.setFlag(QIODevice::Truncate, false); // it would empty what it only reads
+            const bool reads = mode & QIODevice::ReadOnly;
+            const auto expected = attempt(there, [&] {
+                return (writes || reads) && QFile(m_path).open(mode | QIODevice::Unbuffered);
+            });
+            const auto found
+                = attempt(there, [&] { return AsyncFile(m_path).open(mode).result().ok(); });
+            QVERIFY2(found == expected, QByteArray::number(bits, 2));
+        }
+        for (const QString& path : {QString(), m_path + QChar(0)})
+            QCOMPARE(errorOf(AsyncFile(path).open(QIODevice::WriteOnly)), QFile::OpenError);
+    }
+
     void aFullDiskFailsTheRightRequest()
     {
         if (!hasPosix)

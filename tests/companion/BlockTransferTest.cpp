@@ -68,6 +68,8 @@ private Q_SLOTS:
         check("short reads", 50000, {777}, 1);
         check("large hint", 50000, {1 << 20}, 2000000);
         check("fails halfway", 50000, {777, 20000}, -1);
+        TestStream liar(testBytes(50000), {1 << 20, 1 << 20, true});
+        QCOMPARE(liar.readAll(0)->size(), 16384); // from the second call on it answers too much
     }
 
     void readsLongStreamsInGrowingChunks()
@@ -88,8 +90,12 @@ private Q_SLOTS:
         QCOMPARE(buffer.size(), 100);
         buffer.setSize(200);
         QCOMPARE(contentsOf(buffer).left(100), testBytes(5) + QByteArray(95, '#'));
+        buffer.setSize(20000);
+        QCOMPARE(TestStream(testBytes(20001)).readAll(buffer, 1), 20001);
         buffer.setSize(-1);
         QVERIFY(buffer.size() == 0 && buffer.firstByte());
+        QVERIFY(TestStream(testBytes(5)).read(buffer, 5) == 5
+                && contentsOf(buffer) == testBytes(5));
     }
 };
 

@@ -39,6 +39,9 @@ private Q_SLOTS:
         check("no such slot", this, "2happened(qint64)", "1notes(qint64)", false);
         check("other arguments", this, "2destroyed()", "1note(qint64)", false);
         check("null names", this, nullptr, nullptr, false);
+        check("empty names", this, "", "", false);
+        check("no code", this, "happened(qint64)", "note(qint64)", false);
+        check("no code of a slot", this, "2happened(qint64)", "note(qint64)", false);
         kel::Log::instance().setStream(kel::Log::Warning, nullptr);
     }
 

@@ -39,6 +39,10 @@ private Q_SLOTS:
             exception = IOException(status);
             QVERIFY2(QByteArray(exception.what()).contains(text), exception.what());
         }
+        const IOException& same = exception;
+        const char* const kept = exception.what();
+        exception = same;
+        QVERIFY(exception.what() == kept); // a text that somebody may hold stays
         // A cause is kept as what it is.
         const ExceptionQt outer(QStringLiteral("outer"), &exception);
         const ExceptionQt outermost(QStringLiteral("outermost"), &outer);

@@ -27,7 +27,7 @@ private Q_SLOTS:
                 Thread([] { Log::instance().setStream(Log::Debug, nullptr); }).start();
             });
         Log::instance().write(Log::Warning, L"straße %s\n");
-        Log::instance().pre(Log::Error) << L"by hand" << std::endl;
+        Log::instance().pre(Log::Error) << L"by hand" << std::flush << std::flush << std::endl;
         qInstallMessageHandler(before);
         QCOMPARE(lines.join(QLatin1Char('/')), QStringLiteral("quarn1straße %s /quarn2by hand"));
     }
@@ -40,12 +40,12 @@ private Q_SLOTS:
         Log::instance().write(Log::Warning, L"below");
         Log::instance().setLogLevel(Log::ELevel(2));
         stream << std::hex;
-        Log::instance().write(Log::Warning, L"straße\r\n\x85\x2028\x1b[2J");
+        Log::instance().write(Log::Warning, L"straße\r\n\x85\x2028\x2029\x1b[2J");
         QVERIFY(stream.flags() & std::ios_base::hex);
         const QString text = QString::fromStdWString(stream.str());
         const QRegularExpression format(
             QStringLiteral("^\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} \\[warning\\] "
-                           "straße     \\[2J\n$"));
+                           "straße      \\[2J\n$"));
         Log::instance().setStream(Log::Warning, nullptr);
         QVERIFY2(format.match(text).hasMatch(), qPrintable(text));
     }
@@ -81,7 +81,10 @@ private Q_SLOTS:
             QVERIFY(isFree() && stream.str().find(name) != std::wstring::npos);
             log.setStream(level, before);
         }
+        std::wostringstream none;
+        log.setStream(Log::Off, &none);
         log.pre(Log::Off) << L"dropped";
+        QVERIFY(none.str().empty());
     }
 
     void aStreamThatThrowsIsNoConcernOfTheWriter()

@@ -51,11 +51,14 @@ private Q_SLOTS:
                           {"missing/f", "", "could not be found: No such file or directory"},
                           {"f/f", "", "could not be found: Not a directory"},
                           {"d/", "", "could not be found: Is a directory"},
+                          {"d/..", "", "could not be found: Is a directory"},
+                          {"absolute", "f", ""},
                           {longName + "n", "", "could not be found: File name too long"}};
         for (const auto& row : rows) {
             const TemporaryFolder folder;
             createEntries(folder.root(),
-                          {"f", "link>f", "d/up>../f", "dangling>d/later", "loop>loop", "pipe|"});
+                          {"f", "link>f", "d/up>../f", "dangling>d/later", "loop>loop", "pipe|",
+                           "absolute>" + folder.root() + "/f"});
             ::link(folder.root() + "/f", folder.root() + "/twin");
             const Entries before = entriesOf(folder.root());
             QCOMPARE(save(folder.at(row.saved)), row.message);
@@ -76,6 +79,8 @@ private Q_SLOTS:
         createEntries(folder.root(), {"f"});
         FileUtils::comment(path, QStringLiteral("comment"));
         const bool attributes = ::setxattr(name, "user.a", "b", 1, 0) == 0;
+        ::setxattr(name, "security.selinux", "c", 1, 0); // not for a plain user to set
+        ::setxattr(name, "trusted.d", "d", 1, 0); // nor this, which isn't taken over
         const bool foreign = ::chown(name, 1234, 1235) == 0; // as the administrator
         // Version 2; user rw, user 99 r, group none, mask r, others none.
         const auto list = QByteArray::fromHex("02000000"
@@ -96,6 +101,7 @@ private Q_SLOTS:
         QVERIFY(!foreign || (status.st_uid == 1234 && status.st_gid == 1235));
         QCOMPARE(FileUtils::comment(path), QStringLiteral("comment"));
         QVERIFY(!attributes || (::getxattr(name, "user.a", value, 1) == 1 && value[0] == 'b'));
+        QVERIFY(::getxattr(name, "trusted.d", value, 1) < 0);
         QVERIFY(!listed
                 || ::getxattr(name, "system.posix_acl_access", value, sizeof value) == list.size());
         // A file without a list gets none from its folder: user rwx, user 99 rwx, mask rwx, the rest none.

@@ -48,7 +48,8 @@ private Q_SLOTS:
     {
         for (const QByteArray& entry :
              {QByteArray(".f"), QByteArray("100% a\nb#ü,語"), QByteArray("d/f\xff"),
-              QByteArray("l>x"), QByteArray(250, 'n') + ".txt", QByteArray("ü").repeated(125)}) {
+              QByteArray("l>x"), QByteArray(250, 'n') + ".txt", QByteArray("ü").repeated(125),
+              QByteArray("f.of a long extension")}) {
             init();
             createEntries(m_root + "/a b", {entry});
             const QByteArray name = entry.split('/').first().split('>').first();
@@ -147,6 +148,13 @@ private Q_SLOTS:
 
     void readsWhatOthersWrote()
     {
+        createEntries(m_trash, {"files/f"}); // and noted nothing
+        QList<TrashedFile> unknown = ours(FileUtils::trashedFiles());
+        QVERIFY(unknown.size() == 1 && restored(unknown[0]).endsWith("where it was"));
+        unknown[0].originalPath = QStringLiteral("/");
+        QVERIFY(restored(unknown[0]).endsWith("Invalid argument"));
+        unknown[0].originalPath = m_folder->at("f");
+        QCOMPARE(restored(unknown[0]), QByteArray());
         const std::tuple<const char*, QByteArray> infos[] = {
             {"[Trash Info]\nDeletionDate=2024-05-31T13:45:00\nX=1\nPath=%2Fa%20b%c3%bc\nPath=/c\n",
              "/a bü"},

@@ -90,7 +90,7 @@ private Q_SLOTS:
         for (const QString& safe :
              {QStringLiteral("a"), QStringLiteral(".hidden"), QStringLiteral(" -ä😀 (1).tar.gz"),
               QStringLiteral("console"), QStringLiteral("com10.txt"), QStringLiteral("COM"),
-              QStringLiteral("a.con"), QStringLiteral("..a"), longest,
+              QStringLiteral("comx"), QStringLiteral("a.con"), QStringLiteral("..a"), longest,
               QStringLiteral("ü").repeated(127)}) {
             QVERIFY2(FileUtils::isSafeFileName(safe), qPrintable(safe));
             QCOMPARE(FileUtils::safeFilePath(QDir::root(), safe), QDir::rootPath() + safe);
@@ -103,7 +103,8 @@ private Q_SLOTS:
               "a ",   "con",    "PRN",    "aux.c",   "nul.tar.gz", "COM1", "lpt9.x",
               "com¹", "LPT³.x", "conIN$", "CONOUT$", "con .x"})
             unsafe << QString::fromUtf8(name);
-        for (const int code : {0x0, 0x1f, 0x7f, 0x9f, 0xa0, 0x61c, 0x200e, 0x202e, 0x2028, 0x2069})
+        for (const int code :
+             {0x0, 0x1f, 0x7f, 0x9f, 0xa0, 0x61c, 0x200e, 0x200f, 0x202e, 0x2028, 0x2029, 0x2069})
             unsafe << QLatin1Char('a') + QChar(code);
         for (const QString& name : std::as_const(unsafe)) {
             QVERIFY2(!FileUtils::isSafeFileName(name), qPrintable(name));

@@ -161,10 +161,18 @@ private Q_SLOTS:
             QVERIFY2(stream.write("x", 1) == (*how == 'd' ? -1 : 0), how);
             QVERIFY2(stream.ioFailureDetected() == (*how == 'd') && stream.eofEncountered(), how);
             QVERIFY2(!stream.readable() && !stream.writable(), how);
+            QVERIFY2(stream.read(&byte, 1) == (*how == 'd' ? -1 : 0) && stream.position() == 0,
+                     how);
+            QVERIFY2(stream.setPosition(0) == (*how == 'c'), how);
+            QCOMPARE(stream.streamSize(), *how == 'd' ? 0 : -1);
             stream.flush();
             stream.finishIO();
         }
         auto owned = std::make_unique<QBuffer>();
+        DeviceStream closed(owned.get());
+        QVERIFY(!closed.setPosition(0) && owned->open(QIODevice::ReadWrite));
+        QVERIFY(!closed.setPosition(-1) && closed.write("x", 1) == -1 && closed.setPosition(0)
+                && closed.write("x", 1) == 1);
         const QPointer<QIODevice> watched = owned.get();
         delete new DeviceStream(std::move(owned));
         QVERIFY(!watched);

@@ -161,7 +161,9 @@ private Q_SLOTS:
         QVERIFY(part.read(data, 2) == 2 && part.read(data, 2) == -1 && part.ioFailureDetected());
         SubStream without(nullptr, 0), outside(&whole, -1);
         for (IRandomAccessIO* none : {&without, &outside})
-            QVERIFY(none->read(data, 1) == -1 && !none->readable() && none->ioFailureDetected());
+            QVERIFY(none->read(data, 1) == -1 && !none->readable() && none->ioFailureDetected()
+                    && none->read(data, 0) == 0 && none->write(data, 0) == 0 && !none->nonBlocking()
+                    && none->getVerificationFailures() == 0);
     }
 
     void copyFastMovesWithinOneFile()

@@ -12,21 +12,11 @@
 namespace kel {
 namespace {
 
+/** The name of a level that has a stream. */
 const wchar_t* nameOf(Log::ELevel level)
 {
-    switch (level) {
-    case Log::Debug:
-        return L"debug";
-    case Log::Information:
-        return L"information";
-    case Log::Warning:
-        return L"warning";
-    case Log::Error:
-        return L"error";
-    case Log::Off:
-        break;
-    }
-    return L"";
+    constexpr const wchar_t* names[] = {L"debug", L"information", L"warning", L"error"};
+    return names[level];
 }
 
 /** Where the lines of a level go that the application gave no stream of its own. */

@@ -1,5 +1,7 @@
 #include <Quarn/platform/linux/ByteCopier_p.h>
 
+#include <Quarn/platform/linux/SystemCalls_p.h>
+
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <sys/ioctl.h>
@@ -72,7 +74,7 @@ ByteCopier::Outcome ByteCopier::copySparse(qint64 size)
         if (begin < 0 && errno == ENXIO)
             break; // nothing but a hole
         qint64 end = begin < 0 ? -1 : ::lseek(m_source, begin, SEEK_HOLE);
-        if (end < 0 && errno != EINVAL && errno != ENXIO)
+        if (end < 0 && !isOneOf(errno, {EINVAL, ENXIO}))
             return failure(FileStep::Read);
         if (end < 0) { // it doesn't know holes
             begin = at;
@@ -112,10 +114,9 @@ ByteCopier::Outcome ByteCopier::copyByKernel(qint64& at, qint64 to)
     while (at < to) {
         off64_t in = at;
         off64_t out = at;
-        const ssize_t count = ::copy_file_range(m_source, &in, m_target, &out,
-                                                std::size_t(std::min(to - at, pieceSize)), 0);
-        if (count < 0 && errno == EINTR)
-            continue;
+        const auto wanted = std::size_t(std::min(to - at, pieceSize));
+        const ssize_t count
+            = retried([&] { return ::copy_file_range(m_source, &in, m_target, &out, wanted, 0); });
         if (count <= 0)
             break;
         at += count;
@@ -131,20 +132,21 @@ ByteCopier::Outcome ByteCopier::copyByBuffer(qint64& at, qint64 to)
     m_buffer.resize(std::size_t(bufferSize));
     qint64 told = at;
     while (at < to) {
+        const auto wanted = std::size_t(std::min(to - at, bufferSize));
         const ssize_t count
-            = ::pread(m_source, m_buffer.data(), std::size_t(std::min(to - at, bufferSize)), at);
-        if (count < 0 && errno == EINTR)
-            continue;
+            = retried([&] { return ::pread(m_source, m_buffer.data(), wanted, at); });
         if (count < 0)
             return failure(FileStep::Read);
         if (count == 0)
             break;
         for (ssize_t done = 0; done < count;) {
-            const ssize_t taken
-                = ::pwrite(m_target, m_buffer.data() + done, std::size_t(count - done), at + done);
-            if (taken == 0 || (taken < 0 && errno != EINTR))
+            const ssize_t taken = retried([&] {
+                return ::pwrite(m_target, m_buffer.data() + done, std::size_t(count - done),
+                                at + done);
+            });
+            if (taken <= 0)
                 return failure(FileStep::Write, taken == 0 ? ENOSPC : errno);
-            done += std::max<ssize_t>(taken, 0);
+            done += taken;
         }
         at += count;
         const bool tells = at - told >= pieceSize || at == to;
@@ -169,7 +171,7 @@ ByteCopier::Outcome ByteCopier::written(qint64 from, qint64 count)
             = ::sync_file_range(m_target, from, count, SYNC_FILE_RANGE_WRITE) == 0
               && (from == m_flushing
                   || ::sync_file_range(m_target, m_flushing, from - m_flushing, wait) == 0);
-        if (!going && (errno == EIO || errno == ENOSPC || errno == EDQUOT))
+        if (!going && isOneOf(errno, {EIO, ENOSPC, EDQUOT}))
             return failure(FileStep::Write);
         m_flushing = from;
     }

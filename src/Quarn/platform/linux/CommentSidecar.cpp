@@ -1,6 +1,7 @@
 #include <Quarn/platform/linux/CommentSidecar_p.h>
 
 #include <Quarn/platform/linux/NewFile_p.h>
+#include <Quarn/platform/linux/SystemCalls_p.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -33,13 +34,13 @@ QByteArray readAll(int file)
     while (size < largestComment) {
         if (size == bytes.size())
             bytes.resize(std::max(2 * size, smallestPiece));
-        const auto count = ::read(file, bytes.data() + size, std::size_t(bytes.size() - size));
+        const auto count = retried(
+            [&] { return ::read(file, bytes.data() + size, std::size_t(bytes.size() - size)); });
         if (count == 0)
             return bytes.left(size);
-        if (count > 0)
-            size += int(count);
-        else if (errno != EINTR)
+        if (count < 0)
             break;
+        size += int(count);
     }
     return QByteArray();
 }
@@ -49,11 +50,10 @@ bool writeAll(int file, const QByteArray& bytes)
     const char* next = bytes.constData();
     const char* const end = next + bytes.size();
     while (next < end) {
-        const auto count = ::write(file, next, std::size_t(end - next));
-        if (count > 0)
-            next += count;
-        else if (count == 0 || errno != EINTR)
+        const auto count = retried([&] { return ::write(file, next, std::size_t(end - next)); });
+        if (count <= 0)
             return false;
+        next += count;
     }
     return true;
 }
@@ -72,6 +72,11 @@ CommentSidecar::CommentSidecar(FileDescriptor folder, const QByteArray& file,
                                const QByteArray& suffix)
     : m_folder(std::move(folder)), m_file(file), m_names(namesFor(file, suffix))
 { }
+
+bool CommentSidecar::standsInAfter(int error)
+{
+    return isOneOf(error, {ENOTSUP, ENOSYS, ENOSPC, EDQUOT, E2BIG, ERANGE});
+}
 
 CommentSidecar::Names CommentSidecar::namesFor(const QByteArray& file, const QByteArray& suffix)
 {
@@ -92,7 +97,7 @@ QByteArray CommentSidecar::readOf(const struct stat& file) const
         const FileDescriptor opened(
             ::openat(m_folder.get(), name.constData(),
                      O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-        if (opened.isOpen() && ::fstat(opened.get(), &sidecar) == 0 && isGenuine(sidecar, file))
+        if (opened.readStatus(sidecar) && isGenuine(sidecar, file))
             return readAll(opened.get());
     }
     return QByteArray();

@@ -25,6 +25,9 @@ public:
 
     static Names namesFor(const QByteArray& file, const QByteArray& suffix);
 
+    /** Whether it has to stand in for an attribute that could not be set with \a error. */
+    static bool standsInAfter(int error);
+
     /** \a file is an absolute path without links. The root has no sidecar. */
     CommentSidecar(const QByteArray& file, const QByteArray& suffix);
     /** \a file is a name in the open \a folder. */

@@ -3,8 +3,8 @@
 #include <Quarn/platform/linux/ByteCopier_p.h>
 #include <Quarn/platform/linux/CommentSidecar_p.h>
 #include <Quarn/platform/linux/FileAttributes_p.h>
-#include <Quarn/platform/linux/NewFile_p.h>
 #include <Quarn/platform/linux/OpenFolderHandle_p.h>
+#include <Quarn/platform/linux/SystemCalls_p.h>
 
 #include <QFile>
 
@@ -91,7 +91,7 @@ Outcome EntryCopier::State::copyFile(int from, const char* name, const EntryStat
     const FileDescriptor source(
         ::openat(from, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status;
-    if (!source.isOpen() || ::fstat(source.get(), &status) != 0)
+    if (!source.readStatus(status))
         return failure(FileStep::Open);
     // Other names of the one that is known are to become those of its copy.
     const bool isAnother = known.hasOtherNames && !(entryStatus(status).id == known.id);
@@ -114,7 +114,7 @@ Outcome EntryCopier::State::copyFile(int from, const char* name, const EntryStat
     if ((synced && !isSynchronized(target.get())) || ::close(target.release()) != 0)
         return failure(FileStep::Write);
     struct stat after;
-    if (synced && ::fstat(source.get(), &after) != 0)
+    if (synced && !source.readStatus(after))
         return failure(FileStep::Look);
     if (synced
         && (after.st_size != status.st_size
@@ -156,8 +156,7 @@ Outcome EntryCopier::State::copyPipe(int from, const char* name, int to, const c
     const FileDescriptor pipe(::openat(to, newName, O_PATH | O_NOFOLLOW | O_CLOEXEC));
     const QByteArray path = "/proc/self/fd/" + QByteArray::number(pipe.get());
     struct stat opened;
-    const bool isPipe
-        = pipe.isOpen() && ::fstat(pipe.get(), &opened) == 0 && S_ISFIFO(opened.st_mode);
+    const bool isPipe = pipe.readStatus(opened) && S_ISFIFO(opened.st_mode);
     return isPipe && ::chmod(path.constData(), status.st_mode & 07777) == 0
                ? Outcome()
                : failure(FileStep::Attributes);
@@ -197,7 +196,7 @@ Outcome EntryCopier::copyAttributes(const OpenFolder& source, const OpenFolder& 
     const FileDescriptor from(::openat(source.handle().get(), ".", flags));
     const FileDescriptor to(::openat(target.handle().get(), ".", flags));
     struct stat status;
-    if (!from.isOpen() || !to.isOpen() || ::fstat(from.get(), &status) != 0)
+    if (!from.readStatus(status) || !to.isOpen())
         return failure(FileStep::Attributes);
     const qint64 nanoseconds = (before.changed[0] % second + second) % second; // before 1970, too
     status.st_mtim = {time_t((before.changed[0] - nanoseconds) / second), long(nanoseconds)};

@@ -1,6 +1,8 @@
 #include <Quarn/platform/linux/FileAttributes_p.h>
 
+#include <Quarn/platform/linux/CommentSidecar_p.h>
 #include <Quarn/platform/linux/NewFile_p.h>
+#include <Quarn/platform/linux/SystemCalls_p.h>
 
 #include <fcntl.h>
 #include <linux/limits.h>
@@ -20,12 +22,7 @@ constexpr std::string_view comment = "user.xdg.comment";
 /** Whether the target's file system, or its owner's rights, have no place for an attribute. */
 bool isBeyondTarget(int error)
 {
-    return error == ENOTSUP || error == ENOSYS || error == EPERM || error == EINVAL;
-}
-
-bool isNoRoom(int error)
-{
-    return error == ENOSPC || error == EDQUOT || error == E2BIG || error == ERANGE;
+    return isOneOf(error, {ENOTSUP, ENOSYS, EPERM, EINVAL});
 }
 
 /** The others are the system's own: labels, which the new place decides. */
@@ -102,7 +99,7 @@ int FileAttributes::copyExtended(int source, int target, const char* name)
     if (::fsetxattr(target, name, m_value.data(), std::size_t(size), 0) == 0)
         return 0;
     const int error = errno;
-    if (name == comment && (isBeyondTarget(error) || isNoRoom(error))) {
+    if (name == comment && (isBeyondTarget(error) || CommentSidecar::standsInAfter(error))) {
         m_commentLeft = QByteArray(m_value.data(), int(size));
         return 0;
     }

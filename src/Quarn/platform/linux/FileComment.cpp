@@ -1,6 +1,7 @@
 #include <Quarn/platform/FileComment_p.h>
 
 #include <Quarn/platform/linux/CommentSidecar_p.h>
+#include <Quarn/platform/linux/SystemCalls_p.h>
 #include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <QFile>
@@ -31,13 +32,6 @@ QByteArray canonicalPath(const QString& path)
     return QByteArray(real.get());
 }
 
-/** Whether a sidecar has to stand in for an attribute that could not be set with \a error. */
-bool isNoRoomForAttribute(int error)
-{
-    return error == ENOTSUP || error == ENOSYS || error == ENOSPC || error == EDQUOT
-           || error == E2BIG || error == ERANGE;
-}
-
 bool setAttribute(const QByteArray& file, const QByteArray& comment)
 {
     return ::lsetxattr(file.constData(), attribute, comment.constData(),
@@ -63,9 +57,8 @@ QByteArray fileComment(const QString& path, const QString& suffix)
         = ::lgetxattr(file.constData(), attribute, value.data(), std::size_t(value.size()));
     if (size >= 0)
         return value.left(int(size));
-    return errno == ENODATA || errno == ENOTSUP || errno == ENOSYS
-               ? CommentSidecar(file, QFile::encodeName(suffix)).read()
-               : QByteArray();
+    return isWithoutAttribute(errno) ? CommentSidecar(file, QFile::encodeName(suffix)).read()
+                                     : QByteArray();
 }
 
 void setFileComment(const QString& path, const QString& text, const QString& suffix)
@@ -81,7 +74,7 @@ void setFileComment(const QString& path, const QString& text, const QString& suf
         removeComment(file, sidecar);
     else if (setAttribute(file, comment))
         sidecar.remove();
-    else if (isNoRoomForAttribute(errno) && sidecar.replace(comment))
+    else if (CommentSidecar::standsInAfter(errno) && sidecar.replace(comment))
         ::lremovexattr(file.constData(), attribute);
 }
 

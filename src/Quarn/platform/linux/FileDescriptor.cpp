@@ -1,5 +1,7 @@
 #include <Quarn/platform/linux/FileDescriptor_p.h>
 
+#include <sys/stat.h>
+
 #include <cerrno>
 
 namespace kel {
@@ -11,6 +13,11 @@ FileDescriptor::~FileDescriptor()
     const int error = errno;
     ::close(m_descriptor);
     errno = error;
+}
+
+bool FileDescriptor::readStatus(struct stat& status) const
+{
+    return isOpen() && ::fstat(m_descriptor, &status) == 0;
 }
 
 } // namespace kel

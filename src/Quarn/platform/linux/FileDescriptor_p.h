@@ -5,6 +5,8 @@
 
 #include <utility>
 
+struct stat;
+
 namespace kel {
 
 /** Owns an open file descriptor; -1 stands for none. Closing keeps errno as it is. */
@@ -24,6 +26,8 @@ public:
 
     bool isOpen() const { return m_descriptor >= 0; }
     int get() const { return m_descriptor; }
+    /** What fstat() tells; if there is no descriptor, errno stays as the attempt to get one left it. */
+    bool readStatus(struct stat& status) const;
     int release() { return std::exchange(m_descriptor, -1); }
 
 private:

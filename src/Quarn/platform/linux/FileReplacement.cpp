@@ -2,6 +2,7 @@
 
 #include <Quarn/platform/linux/FileDescriptor_p.h>
 #include <Quarn/platform/linux/NewFile_p.h>
+#include <Quarn/platform/linux/SystemCalls_p.h>
 #include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <QFileInfo>
@@ -43,7 +44,7 @@ bool copyAttributes(int from, int to)
     QByteArray names(XATTR_LIST_MAX, Qt::Uninitialized);
     const auto size = ::flistxattr(from, names.data(), std::size_t(names.size()));
     if (size < 0)
-        return errno == ENOTSUP || errno == ENOSYS;
+        return isWithoutAttribute(errno);
     const QList<QByteArray> attributes = names.left(int(size)).split('\0');
     for (const QByteArray& name : attributes) {
         const Keeping keeping = keepingOf(name);

@@ -110,7 +110,7 @@ private:
     bool enter(FileDescriptor folder)
     {
         struct stat status;
-        if (::fstat(folder.get(), &status) != 0)
+        if (!folder.readStatus(status))
             return false;
         if (m_everything && (status.st_mode & S_IRWXU) != S_IRWXU)
             ::fchmod(folder.get(), S_IRWXU); // to empty it takes more than to have it
@@ -141,7 +141,7 @@ private:
             return true;
         FileDescriptor parent(::openat(child, "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
         struct stat status;
-        if (!parent.isOpen() || ::fstat(parent.get(), &status) != 0 || status.st_dev != level.device
+        if (!parent.readStatus(status) || status.st_dev != level.device
             || status.st_ino != level.inode) {
             errno = ESTALE;
             return false;

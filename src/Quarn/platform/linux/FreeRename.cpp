@@ -1,5 +1,7 @@
 #include <Quarn/platform/linux/FreeRename_p.h>
 
+#include <Quarn/platform/linux/SystemCalls_p.h>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,7 +30,7 @@ int renameToFreeName(int fromFolder, const char* from, int toFolder, const char*
 {
     if (::renameat2(fromFolder, from, toFolder, to, RENAME_NOREPLACE) == 0)
         return 0;
-    if (errno != EINVAL && errno != ENOSYS)
+    if (!isOneOf(errno, {EINVAL, ENOSYS}))
         return errno;
     // Some file systems cannot do that.
     struct stat status;
@@ -36,7 +38,7 @@ int renameToFreeName(int fromFolder, const char* from, int toFolder, const char*
         return errno;
     const bool folder = S_ISDIR(status.st_mode);
     const int error = folder ? EPERM : linkAndUnlink(fromFolder, from, toFolder, to);
-    if (error != EPERM && error != EOPNOTSUPP && error != ENOSYS)
+    if (!isOneOf(error, {EPERM, EOPNOTSUPP, ENOSYS}))
         return error;
     // Nor have they links, or none to a folder: a moment is left for somebody to take the name in.
     if (::fstatat(toFolder, to, &status, AT_SYMLINK_NOFOLLOW) == 0)

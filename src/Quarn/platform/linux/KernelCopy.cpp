@@ -1,5 +1,7 @@
 #include <Quarn/platform/KernelCopy_p.h>
 
+#include <Quarn/platform/linux/SystemCalls_p.h>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,10 +34,11 @@ qint64 kernelCopy(int source, qint64 sourcePosition, int destination, qint64 des
     qint64 copied = 0;
     while (copied < length) {
         const auto wanted = std::size_t(std::min(length - copied, mostAtOnce));
-        const ssize_t count = ::copy_file_range(source, &from, destination, &to, wanted, 0);
-        if (count <= 0 && (count == 0 || errno != EINTR))
+        const ssize_t count = retried(
+            [&] { return ::copy_file_range(source, &from, destination, &to, wanted, 0); });
+        if (count <= 0)
             break;
-        copied += std::max<ssize_t>(count, 0);
+        copied += count;
     }
     return copied;
 }

@@ -78,12 +78,8 @@ bool MappedFile::open(const QString& path, QString* reason)
     // Without O_NONBLOCK the open of a pipe would wait for its writer.
     mapping->file = FileDescriptor(
         ::open(systemPath(path).constData(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
-    int error = mapping->file.isOpen() ? 0 : errno;
-    struct stat status = {};
-    if (error == 0 && ::fstat(mapping->file.get(), &status) != 0)
-        error = errno;
-    if (error == 0)
-        error = obstacle(mapping->file, status);
+    struct stat status;
+    int error = mapping->file.readStatus(status) ? obstacle(mapping->file, status) : errno;
     if (error == 0)
         error = mapping->map(std::size_t(status.st_size));
     if (error != 0)
@@ -120,8 +116,8 @@ bool MappedFile::isIntact() const
         return false;
     // The rest of the page where the file ends now is zeros without a fault.
     struct stat status;
-    const bool whole = ::fstat(m_mapping->file.get(), &status) == 0
-                       && quint64(status.st_size) >= m_mapping->size;
+    const bool whole
+        = m_mapping->file.readStatus(status) && quint64(status.st_size) >= m_mapping->size;
     if (!whole)
         m_mapping->cutShort = true;
     return whole;

@@ -1,11 +1,11 @@
 #include <Quarn/platform/linux/NewFile_p.h>
 
+#include <Quarn/platform/linux/SystemCalls_p.h>
+
 #include <QRandomGenerator>
 
 #include <sys/xattr.h>
 #include <unistd.h>
-
-#include <cerrno>
 
 namespace kel {
 
@@ -32,11 +32,6 @@ bool removeInheritedAccess(int file, bool isFolder)
         return ::fremovexattr(file, list) == 0 || ::fgetxattr(file, list, nullptr, 0) < 0;
     };
     return isGone("system.posix_acl_access") && (!isFolder || isGone("system.posix_acl_default"));
-}
-
-bool isSynchronized(int file)
-{
-    return ::fsync(file) == 0 || errno == EINVAL || errno == ENOTSUP;
 }
 
 } // namespace kel

@@ -26,8 +26,5 @@ bool shareAs(const struct stat& other, int file, mode_t permissions);
  */
 bool removeInheritedAccess(int file, bool isFolder);
 
-/** Whether what was written is on the disk; some file systems cannot tell. */
-bool isSynchronized(int file);
-
 } // namespace kel
 #endif

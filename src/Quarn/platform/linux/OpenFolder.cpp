@@ -3,8 +3,8 @@
 #include <Quarn/platform/SystemError_p.h>
 #include <Quarn/platform/linux/DirectoryEntries_p.h>
 #include <Quarn/platform/linux/FreeRename_p.h>
-#include <Quarn/platform/linux/NewFile_p.h>
 #include <Quarn/platform/linux/OpenFolderHandle_p.h>
+#include <Quarn/platform/linux/SystemCalls_p.h>
 #include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <QFile>
@@ -57,7 +57,7 @@ FileId idOf(const struct stat& status)
 int openedId(const FileDescriptor& folder, FileId& id)
 {
     struct stat status;
-    if (!folder.isOpen() || ::fstat(folder.get(), &status) != 0)
+    if (!folder.readStatus(status))
         return errno;
     id = idOf(status);
     return systemError::none;

@@ -21,10 +21,8 @@ char* mapped(std::size_t size)
         return static_cast<char*>(mapping);
     const std::size_t before = (largePage - std::uintptr_t(mapping) % largePage) % largePage;
     char* const start = static_cast<char*>(mapping) + before;
-    if (before)
-        ::munmap(mapping, before);
-    if (spare > before)
-        ::munmap(start + size, spare - before);
+    ::munmap(mapping, before); // refused, and no harm, where there is nothing to unmap
+    ::munmap(start + size, spare - before);
     return start;
 }
 

@@ -21,7 +21,7 @@ bool openRegularFile(QFile& file)
     FileDescriptor descriptor(::open(systemPath(info.filePath()).constData(),
                                      O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     struct stat status = {};
-    if (!descriptor.isOpen() || ::fstat(descriptor.get(), &status) != 0 || !S_ISREG(status.st_mode)
+    if (!descriptor.readStatus(status) || !S_ISREG(status.st_mode)
         || !file.open(descriptor.get(), mode, QFileDevice::AutoCloseHandle))
         return false;
     descriptor.release();

@@ -1,6 +1,7 @@
 #include <Quarn/platform/SpillFile_p.h>
 
 #include <Quarn/platform/linux/FileDescriptor_p.h>
+#include <Quarn/platform/linux/SystemCalls_p.h>
 #include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <cerrno>
@@ -34,9 +35,8 @@ bool transfer(Call call, int file, qint64 position, Bytes data, qint64 size, int
               QString* reason)
 {
     while (size > 0) {
-        const ssize_t count = call(file, data, std::size_t(size), position);
-        if (count < 0 && errno == EINTR)
-            continue;
+        const ssize_t count
+            = retried([&] { return call(file, data, std::size_t(size), position); });
         if (count <= 0) {
             *reason = reasonOf(count < 0 ? errno : stopped);
             return false;

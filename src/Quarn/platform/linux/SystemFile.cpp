@@ -1,6 +1,7 @@
 #include <Quarn/platform/SystemFile_p.h>
 
 #include <Quarn/platform/linux/FileDescriptor_p.h>
+#include <Quarn/platform/linux/SystemCalls_p.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -50,15 +51,6 @@ Outcome givenUp(qint64 count = 0)
     return failure(QFileDevice::AbortError, ECANCELED, count);
 }
 
-template <typename Call>
-auto retried(Call call)
-{
-    auto result = call();
-    while (result < 0 && errno == EINTR)
-        result = call();
-    return result;
-}
-
 int systemFlags(QIODevice::OpenMode mode)
 {
     const bool reads = mode & QIODevice::ReadOnly;
@@ -84,8 +76,7 @@ QIODevice::OpenMode completed(QIODevice::OpenMode mode)
     if (mode & (QIODevice::Append | QIODevice::NewOnly))
         mode |= QIODevice::WriteOnly;
     const bool contradicts = mode & QIODevice::NewOnly && mode & QIODevice::ExistingOnly;
-    const bool createsToRead = mode & QIODevice::ExistingOnly && !(mode & QIODevice::WriteOnly);
-    if (contradicts || createsToRead || mode & QIODevice::Text || !(mode & QIODevice::ReadWrite))
+    if (contradicts || mode & QIODevice::Text || !(mode & QIODevice::ReadWrite))
         return QIODevice::NotOpen;
     return mode;
 }
@@ -140,13 +131,6 @@ private:
     bool m_wasPending;
 };
 
-/** Whether the file is flushed, if it is one that can be: others, such as a pipe, hold nothing back. */
-bool flushed(int descriptor)
-{
-    return retried([&] { return ::fsync(descriptor); }) == 0 || errno == EINVAL || errno == EROFS
-           || errno == ENOTSUP;
-}
-
 /** Whether the name is flushed, if it is still there; a folder that may not be read can't be. */
 bool flushedName(const QString& path)
 {
@@ -155,7 +139,8 @@ bool flushedName(const QString& path)
         return true;
     const QByteArray folder = QFile::encodeName(QFileInfo(file).path());
     const FileDescriptor descriptor(::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return descriptor.isOpen() ? flushed(descriptor.get()) : errno == EACCES || errno == ENOENT;
+    return descriptor.isOpen() ? isSynchronized(descriptor.get())
+                               : isOneOf(errno, {EACCES, ENOENT});
 }
 
 } // namespace
@@ -202,7 +187,7 @@ Outcome SystemFile::open(const QString& path, QIODevice::OpenMode mode, Wait& wa
         ::poll(nullptr, 0, askMsecs); // the system doesn't tell when a reader comes
         file = FileDescriptor(retried([&] { return ::open(name.constData(), flags, 0666); }));
     }
-    if (!file.isOpen() || ::fstat(file.get(), &status) != 0)
+    if (!file.readStatus(status))
         return failure(QFileDevice::OpenError, errno);
     if (S_ISDIR(status.st_mode))
         return failure(QFileDevice::OpenError, EISDIR);
@@ -265,7 +250,7 @@ Outcome SystemFile::seek(qint64 position)
 
 Outcome SystemFile::flush()
 {
-    if (!flushed(m_handle->get())
+    if (!isSynchronized(m_handle->get())
         || (!m_handle->newPath.isEmpty() && !flushedName(m_handle->newPath)))
         return failure(QFileDevice::WriteError, errno);
     m_handle->newPath.clear();

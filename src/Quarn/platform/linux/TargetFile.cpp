@@ -1,6 +1,7 @@
 #include <Quarn/platform/TargetFile_p.h>
 
 #include <Quarn/platform/linux/FileDescriptor_p.h>
+#include <Quarn/platform/linux/SystemCalls_p.h>
 #include <Quarn/platform/linux/SystemPath_p.h>
 
 #include <fcntl.h>
@@ -15,11 +16,9 @@ namespace {
 FileDescriptor openForWriting(const QString& path)
 {
     const QByteArray name = systemPath(path);
-    int descriptor;
-    do
-        descriptor = ::open(name.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-    while (descriptor < 0 && errno == EINTR); // as a signal ends the wait for a pipe's reader
-    return FileDescriptor(descriptor);
+    return FileDescriptor(retried([&] { // as a signal ends the wait for a pipe's reader
+        return ::open(name.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    }));
 }
 
 /** Whether \a source is the file with the \a target status, as far as can be found out. */
@@ -31,7 +30,7 @@ bool mayBe(const QFileDevice& source, const struct stat& target)
                            ? ::fstat(handle, &status) == 0
                            : ::stat(systemPath(source.fileName()).constData(), &status) == 0;
     if (!known)
-        return handle >= 0 || (errno != ENOENT && errno != ENOTDIR);
+        return handle >= 0 || !isOneOf(errno, {ENOENT, ENOTDIR});
     return status.st_dev == target.st_dev && status.st_ino == target.st_ino;
 }
 
@@ -42,7 +41,7 @@ bool openTarget(QFile& target, QIODevice::OpenMode mode, const QFileDevice* sour
     FileDescriptor file = openForWriting(target.fileName());
     struct stat status;
     // Asked of the open file, so nobody can put the source in its place after that.
-    if (!file.isOpen() || ::fstat(file.get(), &status) != 0)
+    if (!file.readStatus(status))
         return false;
     if (S_ISREG(status.st_mode)
         && ((source && mayBe(*source, status)) || ::ftruncate(file.get(), 0) != 0))

@@ -3,6 +3,7 @@
 #include <Quarn/platform/linux/DirectoryEntries_p.h>
 #include <Quarn/platform/linux/FolderRemoval_p.h>
 #include <Quarn/platform/linux/FreeRename_p.h>
+#include <Quarn/platform/linux/SystemCalls_p.h>
 #include <Quarn/platform/linux/SystemPath_p.h>
 #include <Quarn/platform/linux/trash/TrashFolders_p.h>
 #include <Quarn/platform/linux/trash/TrashInfo_p.h>
@@ -86,7 +87,7 @@ private:
     int add(OpenTrash folder, bool inHome, const QByteArray& base = QByteArray())
     {
         struct stat status;
-        if (!folder.folder.isOpen() || ::fstat(folder.folder.get(), &status) != 0)
+        if (!folder.folder.readStatus(status))
             return errno;
         if (!m_known.emplace(status.st_dev, status.st_ino).second) // by another mount
             return 0;
@@ -116,7 +117,7 @@ int readInfo(const Trash& trash, const QByteArray& name, TrashInfo& info)
     if (descriptor < 0 && !trash.infos.isOpen())
         return 0;
     if (descriptor < 0)
-        return errno == ENOENT || errno == EACCES || errno == ELOOP ? 0 : errno;
+        return isOneOf(errno, {ENOENT, EACCES, ELOOP}) ? 0 : errno;
     QFile file;
     file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle);
     info = TrashInfo::fromText(file.read(largestInfo));

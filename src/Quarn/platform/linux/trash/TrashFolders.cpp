@@ -32,8 +32,7 @@ FileDescriptor openFolder(const FileDescriptor& parent, const QByteArray& name, 
 OpenTrash ifOwn(OpenTrash trash)
 {
     struct stat status;
-    if (!trash.folder.isOpen() || ::fstat(trash.folder.get(), &status) != 0
-        || status.st_uid == ::geteuid())
+    if (!trash.folder.readStatus(status) || status.st_uid == ::geteuid())
         return trash;
     errno = EACCES;
     return {FileDescriptor(), QByteArray()};
@@ -93,7 +92,7 @@ OpenTrash openSharedTrash(const FileDescriptor& top, const QByteArray& topPath, 
 {
     const FileDescriptor shared(::openat(top.get(), ".Trash", folderFlags));
     struct stat status;
-    if (!shared.isOpen() || ::fstat(shared.get(), &status) != 0 || !(status.st_mode & S_ISVTX))
+    if (!shared.readStatus(status) || !(status.st_mode & S_ISVTX))
         return {FileDescriptor(), QByteArray()};
     return ifOwn({openFolder(shared, user(), maker), topPath + "/.Trash/" + user()});
 }
