@@ -1,6 +1,7 @@
 #include "FileCases.h"
 #include "faultyAllocations.h"
 #include "support/Thread.h"
+#include "support/shell.h"
 
 #include <Quarn/access/AccessTokenKeeper.h>
 #include <Quarn/access/AsyncFile.h>
@@ -9,6 +10,11 @@
 #include <Quarn/filejobs/FileOperations.h>
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/multiuser/MultiUserSpool.h>
+#include <Quarn/signature/CertificateVerifier.h>
+#include <Quarn/signature/SignatureDigest.h>
+#include <Quarn/signature/SignatureException.h>
+#include <Quarn/signature/SignatureSigner.h>
+#include <Quarn/signature/SignatureVerifier.h>
 #include <Quarn/streams/QRandomAccessIO.h>
 
 #include <QTest>
@@ -22,6 +28,8 @@
 #include <exception>
 #include <sstream>
 #include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -29,21 +37,43 @@ using namespace kel;
 
 namespace {
 
-/**
- * Where Qt cannot cope: without memory it ends the program there, or leaves something half-made,
- * or takes a folder that it cannot list for an empty one, whatever the caller does.
- */
-constexpr const char* helpless[] = {"QDir::entryInfoList",
-                                    "QDirIterator::",
-                                    "QObject::connect",
-                                    "QObject::QObject",
-                                    "QThread::QThread",
-                                    "QThread::start",
-                                    "QThreadPool::start",
-                                    "QTextStream::",
-                                    "QTimer::QTimer",
-                                    "QRegularExpression::match",
-                                    "QtPrivate::ResultStoreBase::"};
+/** What goes wrong, as far as it may. */
+enum Harm { End = 1, Hang = 2, Leak = 4, Wrong = 8 };
+
+/** Where Qt cannot cope without memory, whatever the caller does, and what comes of it. */
+constexpr struct
+{
+    const char* function;
+    int harm;
+} helpless[] = {{"QDir::entryInfoList", Leak | Wrong}, // takes the folder for an empty one
+                {"QDirIterator::QDirIterator", Leak},
+                {"QObject::QObject", End},
+                {"QObject::connectImpl", End | Leak},
+                {"QRegularExpression::match", Leak},
+                {"QTextStream::", End},
+                {"QThread::QThread", End},
+                {"QThreadPool::start", End | Hang},
+                {"QtPrivate::ResultStoreBase::addResult", Leak}};
+
+// Keys of all kinds, and a signature by each.
+constexpr char keys[] = R"(printf %1000s | tr ' ' d >data
+openssl genrsa -out rsa.key 2048
+openssl dsaparam -genkey -noout -out dsa.key 1024
+openssl ecparam -name prime256v1 -genkey -noout -out ec.key
+openssl genpkey -algorithm ED25519 -out ed.key
+for key in rsa dsa ec ed; do
+    openssl pkcs8 -topk8 -in $key.key -v2 aes-128-cbc -iter 1 -passout pass:word -out $key.pbkdf2
+    openssl req -x509 -new -key $key.key -subj /CN=$key -out $key.crt
+    openssl pkey -in $key.key -pubout -out $key.pub
+    test $key = ed || digest="-digest sha256"
+    openssl pkeyutl -sign -rawin $digest -inkey $key.key -in data -out $key.sig
+    digest=
+done
+openssl rsa -in rsa.key -traditional -aes128 -passout pass:word -out rsa.dek
+openssl req -new -key ec.key -subj /CN=code -out request
+echo extendedKeyUsage=codeSigning >extensions
+openssl x509 -req -in request -CA rsa.crt -CAkey rsa.key -CAcreateserial -extfile extensions \
+    -out code.crt)";
 
 /** What a child tells, in memory that it shares with this process. */
 struct Report
@@ -63,11 +93,11 @@ Report& report()
 }
 
 /** Notes \a fault of the current run, unless it is of Qt. */
-void note(const char* fault)
+void note(Harm harm, const char* fault)
 {
     const std::string function = faultyAllocations::failedFunction();
-    const bool ofQt = std::any_of(std::begin(helpless), std::end(helpless), [&](const char* name) {
-        return function.compare(0, std::strlen(name), name) == 0;
+    const bool ofQt = std::any_of(std::begin(helpless), std::end(helpless), [&](const auto& of) {
+        return function.compare(0, std::strlen(of.function), of.function) == 0 && (of.harm & harm);
     });
     report().ofQt += ofQt;
     const std::size_t told = std::strlen(report().faults);
@@ -77,13 +107,21 @@ void note(const char* fault)
                       faultyAllocations::failure().c_str());
 }
 
-void die(const char* how)
+void die(Harm harm, const char* how)
 {
     std::signal(SIGALRM, SIG_DFL); // should even this not come to its end
     ::alarm(5);
     (void)faultyAllocations::disarm();
-    note(how);
+    note(harm, how);
     ::_exit(1);
+}
+
+/** What comes now takes milliseconds; but the machine may be busy with something else. */
+void limitTime()
+{
+    constexpr itimerval ofProcessor = {{}, {2, 0}};
+    ::setitimer(ITIMER_PROF, &ofProcessor, nullptr);
+    ::alarm(30);
 }
 
 } // namespace
@@ -217,6 +255,92 @@ private Q_SLOTS:
         });
     }
 
+    void publicKeys()
+    {
+        for (const char* const name : {"rsa.pub", "ec.crt", "ed.pub"})
+            answers(name, [=] {
+                const auto key = PublicKey::fromPemFile(m_keys.at(name));
+                return key.fingerprint() + key.toPem() + char(key.securityBits());
+            });
+        const QByteArray root = m_keys.contents("rsa.crt"), chain = m_keys.contents("code.crt");
+        answers("CertificateVerifier",
+                [=] { return CertificateVerifier(root).verify(chain).fingerprint(); });
+        check("CertificateVerifier, not trusted", NoSuccess,
+              [=] { return !CertificateVerifier(chain).verify(root).isNull(); });
+        QByteArrayList lines = m_keys.contents("rsa.pub").trimmed().split('\n');
+        QByteArray der = QByteArray::fromBase64(lines.mid(1, lines.size() - 2).join());
+        der.replace(QByteArray("\x02\x03\x01\x00\x01", 5), QByteArray("\x02\x03\x01\x00\x00", 5));
+        const QByteArray even = lines.first() + '\n' + der.toBase64() + '\n' + lines.last() + '\n';
+        QVERIFY(!PublicKey::fromPem(even).isNull());
+        check("SignatureVerifier, with an even exponent", NoSuccess, [=] {
+            const SignatureVerifier verifier(PublicKey::fromPem(even),
+                                             SignatureScheme::RsaPssSha256);
+            return true;
+        });
+    }
+
+    void privateKeys()
+    {
+        const auto signs = [](const SignatureSigner& signer, SignatureScheme scheme) {
+            const SignatureVerifier verifier(signer.publicKey(), scheme);
+            return told(verifier.verify("data", signer.sign("data")));
+        };
+        const auto scheme = SignatureScheme::Ed25519;
+        const std::pair<const char*, SignatureScheme> forms[]
+            = {{"rsa.dek", SignatureScheme::RsaPssSha256},
+               {"ec.key", SignatureScheme::EcdsaSha256},
+               {"ed.pbkdf2", scheme}};
+        for (const auto& form : forms)
+            answers(form.first, [=] {
+                const QString path = m_keys.at(form.first);
+                return signs(SignatureSigner::fromPemFile(path, "word", form.second), form.second);
+            });
+        answers("generate", [=] { return signs(SignatureSigner::generate(scheme), scheme); });
+        const auto signer = SignatureSigner::generate(scheme);
+        const QByteArray word = "word";
+        if (qEnvironmentVariableIsSet("QUARN_SLOW_TESTS")) // half a second each
+            answers("toPem", [=] { return told(signer.toPem(word).size() > 300); });
+        m_isAboutFiles = true;
+        check("signFile", AllOrNothing, [=] {
+            signer.signFile(path("source"), path("longer"));
+            return true;
+        });
+    }
+
+    void signatures()
+    {
+        const QByteArray data = m_keys.contents("data").repeated(3000);
+        const auto signer = SignatureSigner::generate(SignatureScheme::EcdsaSha256);
+        const QByteArray signature = signer.sign(data);
+        const SignatureVerifier verifier(signer.publicKey(), SignatureScheme::EcdsaSha256);
+        for (const QByteArray& given : {data, data + 'd'})
+            answers("SignatureVerifier, of a device", [=] {
+                QBuffer device;
+                device.setData(given);
+                return told(device.open(QIODevice::ReadOnly)
+                            && verifier.verify(&device, signature));
+            });
+        answers("SignatureSigner, of a stream", [=] {
+            const boost::shared_ptr<FileStream> stream(
+                new FileStream(m_keys.at("data"), QIODevice::ReadOnly));
+            return told(verifier.verify(m_keys.contents("data"), signer.sign(stream)));
+        });
+        for (const auto& item : {std::pair{"rsa.pub", "rsa.sig"},
+                                 {"dsa.crt", "dsa.sig"},
+                                 {"ec.crt", "ec.sig"},
+                                 {"ec.crt", "dsa.sig"}}) {
+            // NOLINTNEXTLINE(modernize-make-shared): tried again and again
+            const auto digest = std::make_shared<SignatureDigest>(QCryptographicHash::Sha256);
+            answers("SignatureDigest", [=] {
+                *digest = SignatureDigest(QCryptographicHash::Sha256);
+                digest->setPublicKeyFile(m_keys.at(item.first));
+                SignatureDigest copy(*digest);
+                return told(copy.verify1File(m_keys.at("data"), m_keys.at(item.second)))
+                       + char('0' + digest->certificateChain().size());
+            });
+        }
+    }
+
     void cleanupTestCase()
     {
         qInfo("%d operations, %d runs, in %d of which Qt cannot cope", m_operations, m_runs,
@@ -234,6 +358,7 @@ private:
             while (!report().isThrough && m_faults.size() < 20) {
                 const pid_t child = ::fork(); // goes on with the next run when one has ended it
                 if (child == 0) {
+                    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
                     tryAll(promise, work, lasting);
                     ::_exit(0);
                 }
@@ -249,6 +374,27 @@ private:
             m_runs += report().runs;
             m_ofQt += report().ofQt;
         }
+    }
+
+    static QByteArray told(bool answer) { return answer ? "true" : "false"; }
+
+    /** An \a operation that gives the same as ever, if anything; once more for what it changes. */
+    template <typename Operation>
+    void answers(const char* name, Operation operation)
+    {
+        if (!QFile::exists(m_keys.at("data")))
+            QCOMPARE(shellErrors(m_keys.path(), keys), QByteArray());
+        m_isAboutFiles = false;
+        check(name, AllOrNothing, [this, operation] {
+            try {
+                m_got = operation();
+            } catch (const std::exception&) {
+                if (m_isLasting)
+                    throw;
+                [&]() noexcept { m_got = operation(); }();
+            }
+            return true;
+        });
     }
 
     template <typename Stream, typename Maker>
@@ -296,10 +442,12 @@ private:
 
     void tryAll(Promise promise, const Work& work, bool lasting)
     {
-        std::signal(SIGSEGV, [](int) { die("crash"); });
-        std::signal(SIGABRT, [](int) { die("abort"); });
-        std::signal(SIGALRM, [](int) { die("hang"); });
-        std::set_terminate([] { die("exception to nobody"); });
+        m_isLasting = lasting;
+        std::signal(SIGSEGV, [](int) { die(End, "crash"); });
+        std::signal(SIGABRT, [](int) { die(End, "abort"); });
+        std::signal(SIGALRM, [](int) { die(Hang, "hang"); });
+        std::signal(SIGPROF, [](int) { die(Hang, "hang"); });
+        std::set_terminate([] { die(End, "exception to nobody"); });
         (void)qt_error_string(ENOMEM); // what is made with the first use of all
         prepare();
         const Snapshot former = snapshot();
@@ -312,27 +460,33 @@ private:
         m_got = QByteArray();
         const int kept = faultyAllocations::live();
         int grown = 0; // tries of one run that left more than the others; first uses do so, too
+        int next = faultyAllocations::next(report().nth);
         for (bool failed = true; failed || grown > 0;) {
             ++report().runs;
             prepare();
-            ::alarm(10);
-            faultyAllocations::arm(++report().nth, lasting);
+            limitTime();
+            report().nth = next;
+            const int before = faultyAllocations::live();
+            faultyAllocations::arm(next, lasting);
             const bool claimed = attempt(work);
             failed = faultyAllocations::disarm();
-            ::alarm(10);
+            limitTime();
             if (const char* const fault = faultOf(promise, claimed, former, done, lasting))
-                note(fault);
+                note(Wrong, fault);
             m_got = QByteArray();
-            for (int tries = 0; faultyAllocations::live() > kept && tries < 5; ++tries)
+            // What was put in the place of something else, as the texts of errors are, is none.
+            const auto grows = [&] { return faultyAllocations::live() - before > kept; };
+            for (int tries = 0; grows() && tries < 5; ++tries)
                 QThread::msleep(10); // a thread that was waited for frees a little later still
-            grown = faultyAllocations::live() > kept && grown < 4 ? grown + 1 : 0;
+            grown = grows() && grown < 4 ? grown + 1 : 0;
             if (grown == 4)
-                note("leak");
-            report().nth -= grown > 0 && grown < 4;
+                note(Leak, "leak");
             grown %= 4;
+            for (int step = lasting && next > 100 ? 4 : 1; grown == 0 && step > 0; --step)
+                next = faultyAllocations::next(next);
             prepare();
             if (attempt(work) != claims || snapshot() != done)
-                note("not usable afterwards");
+                note(Wrong, "not usable afterwards");
         }
         report().isThrough = true;
     }
@@ -365,6 +519,8 @@ private:
         }
     }
 
+    TemporaryFolder m_keys;
+    bool m_isLasting = false;
     int m_ofQt = 0;
 };
 

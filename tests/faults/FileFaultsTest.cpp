@@ -16,7 +16,7 @@ namespace {
 constexpr int errors[]
     = {EIO, EACCES, ENOSPC, EDQUOT, ENOMEM, EMFILE, EROFS, faultyCalls::shortCount,
        // what tells that a file system doesn't know a call, or that it is to be repeated
-       ENOTSUP, ENOSYS, EPERM, EINVAL, EINTR};
+       ENOTSUP, ENOSYS, EPERM, EXDEV, EINVAL, EINTR};
 
 } // namespace
 
@@ -115,6 +115,13 @@ private:
         if (!claimed && promise == NoFalseSuccess)
             return contents(path("source")) == bytes;
         const Snapshot found = snapshot();
+        if (claimed && m_fault.error == EXDEV && found != done) {
+            // It lies in the trash at the top of the file system, where it comes back from.
+            for (const TrashedFile& file : FileUtils::trashedFiles())
+                if (file.originalPath.startsWith(m_folder.path() + QLatin1Char('/')))
+                    FileUtils::restoreFromTrash(file);
+            return snapshot() == former;
+        }
         return (!claimed && found == former) || (promise != NoSuccess && found == done);
     }
 

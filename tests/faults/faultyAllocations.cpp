@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <mutex>
 #include <set>
 
@@ -43,6 +44,11 @@ struct Uncounted
     bool operator!=(const Uncounted&) const { return false; }
 };
 using Allocations = std::set<void*, std::less<>, Uncounted<void*>>;
+using Numbers = std::set<int, std::less<>, Uncounted<int>>;
+using Calls = std::map<Stack, int, std::less<>, Uncounted<std::pair<const Stack, int>>>;
+
+constexpr int mostOfAll = 100;
+constexpr int mostBySameCalls = 1;
 
 std::atomic<bool> armed{false};
 std::atomic<bool> counting{false}; // what is freed, too, after disarm()
@@ -53,11 +59,14 @@ bool forGood;
 Stack failing;
 std::pair<std::size_t, std::size_t> library; // where its code is
 std::size_t base; // of the library
-std::mutex mutex; // guards the next; a leaf
-Allocations& allocations()
+int last; // of those that are recorded
+std::mutex mutex; // guards what is uncounted; a leaf
+
+template <typename T>
+T& uncounted()
 {
-    static Allocations& all = *new (__libc_malloc(sizeof(Allocations))) Allocations;
-    return all;
+    static T& object = *new (__libc_malloc(sizeof(T))) T;
+    return object;
 }
 
 Stack stack()
@@ -93,6 +102,7 @@ bool isOfLibrary(void* address)
     return at >= library.first && at < library.second;
 }
 
+/** Whether the library is among the callers. */
 bool isByLibrary()
 {
     bool found = false;
@@ -104,12 +114,23 @@ bool isByLibrary()
     return found;
 }
 
+/** While nothing fails: takes down by which calls the allocation numbered \a current came about. */
+void record(int current)
+{
+    const Stack calls = stack();
+    const std::lock_guard<std::mutex> lock(mutex);
+    const bool isNew = ++uncounted<Calls>()[calls] <= mostBySameCalls;
+    if (isNew || current <= mostOfAll)
+        uncounted<Numbers>().insert(current);
+    last = current;
+}
+
 bool isDue()
 {
-    if (!armed || !isByLibrary())
-        return false;
     const int current = ++seen;
-    if (current < number || (current > number && !forGood))
+    if (number == 0)
+        record(current);
+    if (number == 0 || current < number || (current > number && !forGood))
         return false;
     if (!failed.exchange(true))
         failing = stack();
@@ -117,21 +138,25 @@ bool isDue()
     return true;
 }
 
-void* noted(void* memory)
-{
-    if (armed && memory && isByLibrary()) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        allocations().insert(memory);
-    }
-    return memory;
-}
-
 void forget(void* memory)
 {
     if (!counting || !memory)
         return;
     const std::lock_guard<std::mutex> lock(mutex);
-    allocations().erase(memory);
+    uncounted<Allocations>().erase(memory);
+}
+
+/** What \a allocate does, or null when that is to fail. */
+template <typename Allocate>
+void* attempt(Allocate allocate)
+{
+    const bool concerned = armed && isByLibrary();
+    void* const memory = concerned && isDue() ? nullptr : allocate();
+    if (concerned && memory) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        uncounted<Allocations>().insert(memory);
+    }
+    return memory;
 }
 
 } // namespace
@@ -148,7 +173,10 @@ void arm(int nth, bool lasting)
         return 0;
     };
     ::dl_iterate_phdr(find, nullptr);
-    allocations().clear();
+    if (nth == 0) {
+        uncounted<Calls>().clear();
+        uncounted<Numbers>().clear();
+    }
     number = nth;
     forGood = lasting;
     seen = 0;
@@ -181,9 +209,15 @@ std::string failure()
     return all;
 }
 
+int next(int nth)
+{
+    const auto found = uncounted<Numbers>().upper_bound(nth);
+    return found != uncounted<Numbers>().end() ? *found : std::max(last, nth) + 1;
+}
+
 int live()
 {
-    return int(allocations().size());
+    return int(uncounted<Allocations>().size());
 }
 
 } // namespace faultyAllocations
@@ -194,25 +228,25 @@ using namespace faultyAllocations;
 
 REPLACEMENT void* malloc(std::size_t size)
 {
-    return isDue() ? nullptr : noted(__libc_malloc(size));
+    return attempt([&] { return __libc_malloc(size); });
 }
 
 REPLACEMENT void* calloc(std::size_t count, std::size_t size)
 {
-    return isDue() ? nullptr : noted(__libc_calloc(count, size));
+    return attempt([&] { return __libc_calloc(count, size); });
 }
 
 REPLACEMENT void* realloc(void* memory, std::size_t size)
 {
-    if (isDue())
-        return nullptr;
-    forget(memory); // before it may be another's
-    return noted(__libc_realloc(memory, size));
+    return attempt([&] {
+        forget(memory); // before it may be another's
+        return __libc_realloc(memory, size);
+    });
 }
 
 REPLACEMENT void* memalign(std::size_t alignment, std::size_t size)
 {
-    return isDue() ? nullptr : noted(__libc_memalign(alignment, size));
+    return attempt([&] { return __libc_memalign(alignment, size); });
 }
 
 REPLACEMENT void* aligned_alloc(std::size_t alignment, std::size_t size)

@@ -9,11 +9,20 @@
  */
 namespace faultyAllocations {
 
-/** From now on the one with the number \a nth, counted from 1, fails, or \a lasting all from it on. */
+/**
+ * From now on the one with the number \a nth, counted from 1, fails, or \a lasting all from it on; 0
+ * for none, and it is seen which there are.
+ */
 void arm(int nth, bool lasting);
 
 /** Ends it, and answers whether one has failed. */
 bool disarm();
+
+/**
+ * The number behind \a nth that is worth a failure: behind the first 100 none that comes about by
+ * the same calls as one before.
+ */
+int next(int nth);
 
 /** The function of another library in whose call by the library the first failure was. */
 std::string failedFunction();
@@ -21,7 +30,7 @@ std::string failedFunction();
 /** The calls that led to the first failure, innermost first, by name where there is one. */
 std::string failure();
 
-/** How many allocations of the library since arm() have not been freed. */
+/** How many allocations that the library made while it was armed have not been freed. */
 int live();
 
 } // namespace faultyAllocations

@@ -32,11 +32,11 @@ constexpr int mostCertificates = 1000; // OpenSSL takes a tenth of a millisecond
 
 Stack certificatesIn(const QByteArray& pem)
 {
+    const ErrorMark mark;
     Stack stack(sk_X509_new_null());
     require(stack != nullptr);
     try {
         for (PemBlocks blocks(pem); blocks.next();) {
-            const ErrorMark mark;
             if (!blocks.isCertificate())
                 continue;
             if (sk_X509_num(stack.get()) == mostCertificates)

@@ -100,9 +100,10 @@ void SecretSequence::addOctets(const BIGNUM* number, int size)
 void SecretSequence::addEncoded(const QByteArray& der)
 {
     ASN1_STRING* const value = ASN1_STRING_type_new(V_ASN1_OTHER);
-    if (value)
-        require(ASN1_STRING_set(value, der.constData(), int(der.size())));
-    add(V_ASN1_OTHER, value);
+    const bool filled = value && ASN1_STRING_set(value, der.constData(), int(der.size()));
+    if (!filled)
+        ASN1_STRING_free(value);
+    add(V_ASN1_OTHER, filled ? value : nullptr);
 }
 
 unsigned char* SecretSequence::encode(int& size) const
@@ -126,11 +127,12 @@ void SecretSequence::add(int type, ASN1_STRING* value)
     if (item)
         ASN1_TYPE_set(item, type, value);
     else
-        ASN1_STRING_free(value);
-    if (!item || !sk_ASN1_TYPE_push(m_items, item)) {
-        ASN1_TYPE_free(item);
-        fail("OpenSsl error");
-    }
+        ASN1_STRING_clear_free(value);
+    if (item && sk_ASN1_TYPE_push(m_items, item))
+        return;
+    if (item)
+        wipe(item);
+    fail("OpenSsl error");
 }
 
 } // namespace kel

@@ -5,6 +5,7 @@
 #include <Quarn/platform/SystemPath_p.h>
 #include <Quarn/signature/ErrorMark_p.h>
 #include <Quarn/signature/SignatureException.h>
+#include <Quarn/signature/ampleMemory_p.h>
 #include <Quarn/signature/pemText_p.h>
 
 #include <QFile>
@@ -299,8 +300,11 @@ bool SignatureDigest::verify()
         fail("OpenSsl error"); // EVP_VerifyFinal() would answer that the signature doesn't match
     const auto* const bytes = reinterpret_cast<const unsigned char*>(m_signature.constData());
     const auto size = static_cast<unsigned int>(narrow(m_signature.size()));
-    const int result = EVP_VerifyFinal(m_context.get(), bytes, size, key.get());
-    if (result < 0)
+    int result = EVP_VerifyFinal(m_context.get(), bytes, size, key.get());
+    const bool certain = result != 0 || hasAmpleMemory();
+    if (result == 0 && certain)
+        result = EVP_VerifyFinal(m_context.get(), bytes, size, key.get());
+    if (result < 0 || !certain)
         fail("OpenSsl error");
     return result == 1;
 }

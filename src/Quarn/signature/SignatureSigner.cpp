@@ -41,6 +41,8 @@ QByteArray result(const Run& run)
     require(run(nullptr, &size) == 1);
     QByteArray signature(int(size), '\0');
     require(run(reinterpret_cast<unsigned char*>(signature.data()), &size) == 1);
+    // Without memory to encode one, ECDSA claims success all the same, with a size of -1.
+    require(size > 0 && size <= std::size_t(signature.size()));
     signature.truncate(int(size));
     return signature;
 }

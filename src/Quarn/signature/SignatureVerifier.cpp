@@ -10,7 +10,6 @@ namespace {
 
 // More than any key makes. A file that is longer is no signature, which need not be read to tell.
 constexpr qint64 longestSignature = 64 << 10;
-constexpr std::size_t ampleMemory = 1 << 18; // far more than OpenSSL takes for a signature
 
 QByteArray signatureIn(const QString& path)
 {
@@ -29,9 +28,7 @@ bool accepted(Verify verify)
     const ErrorMark mark;
     if (verify() == 1)
         return true;
-    const std::unique_ptr<unsigned char, OpenSslDeleter> ample(
-        static_cast<unsigned char*>(OPENSSL_malloc(ampleMemory)));
-    require(ample != nullptr);
+    requireAmpleMemory();
     return verify() == 1;
 }
 

@@ -10,6 +10,12 @@ inline Certificate certificateFrom(const QByteArray& der)
 {
     const unsigned char* position = bytesOf(der);
     Certificate certificate(d2i_X509(nullptr, &position, long(der.size())));
+    // Without memory OpenSSL makes certificates without a key, as of kinds that it doesn't know.
+    if (!certificate || !X509_get0_pubkey(certificate.get())) {
+        requireAmpleMemory();
+        position = bytesOf(der);
+        certificate.reset(d2i_X509(nullptr, &position, long(der.size())));
+    }
     return position == bytesOf(der) + der.size() ? std::move(certificate) : nullptr;
 }
 

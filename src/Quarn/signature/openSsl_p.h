@@ -3,6 +3,7 @@
 
 #include <Quarn/signature/ErrorMark_p.h>
 #include <Quarn/signature/SignatureException.h>
+#include <Quarn/signature/ampleMemory_p.h>
 
 #include <openssl/bio.h>
 #include <openssl/bn.h>
@@ -40,6 +41,12 @@ inline void require(bool success)
 {
     if (!success)
         fail("OpenSsl error");
+}
+
+/** Before a second attempt at what may have failed for lack of memory. */
+inline void requireAmpleMemory()
+{
+    require(hasAmpleMemory());
 }
 
 inline const unsigned char* bytesOf(const QByteArray& data)

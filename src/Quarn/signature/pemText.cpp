@@ -2,6 +2,7 @@
 
 #include <Quarn/companion/narrow_p.h>
 #include <Quarn/signature/ErrorMark_p.h>
+#include <Quarn/signature/ampleMemory_p.h>
 
 #include <openssl/evp.h>
 #include <openssl/pem.h>
@@ -13,8 +14,6 @@
 
 namespace kel {
 namespace {
-
-constexpr std::size_t ampleMemory = 1 << 18; // far more than OpenSSL takes for a key or certificate
 
 struct Deleter
 {
@@ -58,7 +57,7 @@ public:
         Bio bio = bioFromHere();
         auto result = read(bio.get());
         if (!result) {
-            if (!Bytes(static_cast<unsigned char*>(OPENSSL_malloc(ampleMemory))))
+            if (!hasAmpleMemory())
                 throw std::bad_alloc();
             bio = bioFromHere();
             result = read(bio.get());

@@ -70,12 +70,13 @@ Key ed25519KeyFrom(const unsigned char* der, long size)
         EVP_PKEY_new_raw_private_key(EVP_PKEY_ED25519, nullptr, der + headSize, ed25519Size));
 }
 
-/** With a value of the key in memory that is wiped. */
+/** With a value of the key in memory that is wiped; null when it can't be had. */
 BigNumber numberOf(const EVP_PKEY* key, const char* name)
 {
     BIGNUM* number = BN_secure_new();
-    EVP_PKEY_get_bn_param(key, name, &number);
-    return BigNumber(number);
+    const bool found = number && EVP_PKEY_get_bn_param(key, name, &number);
+    BigNumber owner(number);
+    return found ? std::move(owner) : nullptr;
 }
 
 /** The public point with tag [1], as ECPrivateKey holds it. */
@@ -89,11 +90,14 @@ QByteArray taggedPoint(const QByteArray& point)
     return char(0xa1) + withLength(bits);
 }
 
-/** Gives the contents of a PKCS#8 structure to \a info, which wipes and frees them. */
+/** Gives the contents of a PKCS#8 structure to \a info, which wipes and frees them in any case. */
 void setContents(PKCS8_PRIV_KEY_INFO* info, int type, int parameterType, void* parameter,
                  unsigned char* der, int size)
 {
-    require(PKCS8_pkey_set0(info, OBJ_nid2obj(type), 0, parameterType, parameter, der, size));
+    if (PKCS8_pkey_set0(info, OBJ_nid2obj(type), 0, parameterType, parameter, der, size))
+        return;
+    OPENSSL_clear_free(der, std::size_t(size));
+    fail("OpenSsl error");
 }
 
 void setRsa(PKCS8_PRIV_KEY_INFO* info, const EVP_PKEY* key)
@@ -120,7 +124,9 @@ void setEc(PKCS8_PRIV_KEY_INFO* info, const EVP_PKEY* key)
     SecretSequence sequence;
     sequence.addNumber(version.get());
     sequence.addOctets(secret.get(), (EC_GROUP_order_bits(group.get()) + 7) / 8);
-    sequence.addEncoded(taggedPoint(publicPoint(curve, secret.get())));
+    const QByteArray point = publicPoint(curve, secret.get());
+    require(!point.isEmpty());
+    sequence.addEncoded(taggedPoint(point));
     int size = 0;
     unsigned char* const der = sequence.encode(size);
     setContents(info, NID_X9_62_id_ecPublicKey, V_ASN1_OBJECT, OBJ_nid2obj(OBJ_sn2nid(curve)), der,

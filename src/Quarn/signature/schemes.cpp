@@ -30,6 +30,11 @@ const Traits& traitsOf(SignatureScheme scheme)
     return table[index];
 }
 
+bool isRsa(const Traits& traits)
+{
+    return traits.keyType == std::string("RSA");
+}
+
 /** RSA keys that OpenSSL can work with, and that have room for the digest with its padding. */
 bool rsaFits(EVP_PKEY* key, const Traits& traits)
 {
@@ -42,18 +47,17 @@ bool rsaFits(EVP_PKEY* key, const Traits& traits)
 
 bool fits(EVP_PKEY* key, const Traits& traits)
 {
-    if (traits.keyType != std::string("RSA"))
+    if (!isRsa(traits))
         return EVP_PKEY_is_a(key, traits.keyType);
     return (EVP_PKEY_is_a(key, "RSA") || (traits.pss && EVP_PKEY_is_a(key, "RSA-PSS")))
            && rsaFits(key, traits);
 }
 
-/** With 1 as the public exponent anybody can sign; OpenSSL counts such a key's bits all the same. */
+/** Of an RSA key: with 1 as the public exponent anybody can sign; OpenSSL counts such a key's bits all the same. */
 bool hasSafeExponent(EVP_PKEY* key)
 {
     BIGNUM* number = nullptr;
-    if (!EVP_PKEY_get_bn_param(key, OSSL_PKEY_PARAM_RSA_E, &number))
-        return true; // not RSA
+    require(EVP_PKEY_get_bn_param(key, OSSL_PKEY_PARAM_RSA_E, &number));
     const BigNumber exponent(number);
     return BN_is_odd(number) && !BN_is_one(number);
 }
@@ -87,9 +91,11 @@ void requireUsable(EVP_PKEY* key, SignatureScheme scheme, int minimumSecurityBit
     const ErrorMark mark;
     if (!key)
         fail("Public key expected");
-    if (!fits(key, traitsOf(scheme)))
+    const Traits& traits = traitsOf(scheme);
+    if (!fits(key, traits))
         fail("Key does not fit the scheme");
-    if (EVP_PKEY_get_security_bits(key) < minimumSecurityBits || !hasSafeExponent(key))
+    if (EVP_PKEY_get_security_bits(key) < minimumSecurityBits
+        || (isRsa(traits) && !hasSafeExponent(key)))
         fail("Key too weak");
     beginVerification(key, scheme); // an RSA-PSS key may allow but some digests
 }
