@@ -24,6 +24,7 @@ QT_PLUGIN_PATH=$(qtpaths6 --query QT_INSTALL_PLUGINS) # the other QtCore was bui
 export QT_PLUGIN_PATH
 export LD_LIBRARY_PATH=$qt
 export QT_NO_GLIB=1 # nobody sees what GLib's event loop does either
+export QTEST_FUNCTION_TIMEOUT=1800000 # all takes ten times as long, and more on a busy machine
 # The tests look at this, too, where the sanitizer makes a difference.
 export TSAN_OPTIONS="halt_on_error=1 die_after_fork=0" # QProcess forks, and harmlessly so
 launch=()

@@ -8,8 +8,8 @@
 
 namespace kel {
 
-// The cause is kept and not thrown. NOLINTNEXTLINE(bugprone-throw-keyword-missing)
 ExceptionQt::ExceptionQt(const QString& message, const ExceptionQt* cause)
+    // The cause is kept and not thrown. NOLINTNEXTLINE(bugprone-throw-keyword-missing)
     : m_message(message), m_cause(cause ? cause->clone() : nullptr)
 { }
 
