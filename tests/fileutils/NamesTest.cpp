@@ -46,6 +46,9 @@ private Q_SLOTS:
         check(".hidden.txt", ".hidden.txt", true, false);
         check(".cfg", ".cfg", true, true); // no stem, so exactly
         check("b", "sub/b", false, false);
+        check("link>/", "link.txt", false, true);
+        check("link>/dev/null", "link.txt", false, true);
+        check("link>none", "link.txt", false, false);
         if (!hasPosix)
             return; // Qt's listing drops a byte order mark
         const QString marked = QChar(QChar::ByteOrderMark) + QStringLiteral("abc.txt");
