@@ -1,12 +1,14 @@
 # One zip for Windows: what is installed, and what the library and its dialogs need of others.
 set(libraries Qt${QT_VERSION_MAJOR}::Core)
 if(QUARN_BUILD_DESKTOP)
+  find_package(Qt${QT_VERSION_MAJOR} ${QUARN_OLDEST_QT} REQUIRED COMPONENTS Widgets) # for this folder
   list(APPEND libraries Qt${QT_VERSION_MAJOR}::Gui Qt${QT_VERSION_MAJOR}::Widgets)
 endif()
 install(IMPORTED_RUNTIME_ARTIFACTS ${libraries} RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Dependencies EXCLUDE_FROM_ALL)
 if(TARGET Qt${QT_VERSION_MAJOR}::QWindowsIntegrationPlugin)
+  # Where Qt looks from its own folder on, so that programs in other folders find it, too.
   install(FILES "$<TARGET_FILE:Qt${QT_VERSION_MAJOR}::QWindowsIntegrationPlugin>"
-    DESTINATION "${CMAKE_INSTALL_BINDIR}/platforms" COMPONENT Dependencies EXCLUDE_FROM_ALL)
+    DESTINATION plugins/platforms COMPONENT Dependencies EXCLUDE_FROM_ALL)
 endif()
 if(MINGW)
   foreach(library libgcc_s_seh-1.dll libstdc++-6.dll libwinpthread-1.dll)
@@ -33,4 +35,4 @@ set(CPACK_PACKAGE_FILE_NAME
 set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
 set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY ON)
-set(CPACK_COMPONENTS_ALL Runtime Devel Headers Dependencies)
+set(CPACK_COMPONENTS_ALL Runtime Devel Headers Tools Dependencies)

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Compares what applications were compiled against with a description of it that was stored: the
-# exported symbols, the sizes of the public classes, and the order of their virtual functions.
+# exported symbols, the sizes of the public classes, the order of their virtual functions, the places of
+# their fields and the values of their enumerators.
 # Additions are welcome. What changed or has gone fails, unless abi/allowed.txt names it.
 #
 # Usage: scripts/abi.sh                                 the library, for both Qts
@@ -13,6 +14,41 @@ source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+
+# Prints the fields that applications can use, and the enumerators, from the compiler's debug
+# information as readelf shows it: a line for each entry, with its depth, and one for each attribute.
+fields_and_enumerators() {
+    awk '
+        function scope(name, i) {
+            for (i = 1; i < depth; ++i)
+                if (names[i] != "")
+                    name = name (name == "" ? "" : "::") names[i]
+            return name
+        }
+        function finish(within) {
+            within = scope()
+            if (tag == "member" && place != "" && name !~ /^_vptr/ \
+                && (access == "" ? tags[depth - 1] != "class_type" : access < 3))
+                print "field", within "::" name, "at", place
+            if (tag == "enumerator")
+                print "enumerator", within "::" name, value
+        }
+        / \(DW_TAG_[a-zA-Z_]*\)$/ {
+            finish()
+            split($1, opened, /[<>]/)
+            depth = opened[2]
+            gsub(/.*DW_TAG_|\)$/, "")
+            tags[depth] = tag = $0
+            name = names[depth] = place = access = value = ""
+            next
+        }
+        { attribute = $2; sub(/:$/, "", attribute) }
+        attribute == "DW_AT_name" { sub(/.*: /, ""); name = names[depth] = $0 }
+        attribute == "DW_AT_data_member_location" { place = $NF }
+        attribute == "DW_AT_accessibility" { sub(/.*: */, ""); access = $1 }
+        attribute == "DW_AT_const_value" { value = $NF }
+        END { finish() }' | grep -E '^[a-z]+ (kel::|kelm)'
+}
 
 # describe BUILD_FOLDER QT: the symbols, and GCC's own account of each class in the public headers.
 describe() {
@@ -27,8 +63,8 @@ describe() {
             echo "#include <$header>"
         done
     ) >"$work/all.cpp"
-    g++ -std=c++17 -fPIC -fsyntax-only -fdump-lang-class="$work/classes" \
-        -I"$project_dir/src" -I"$build/include" "${includes[@]}" "$work/all.cpp"
+    g++ -std=c++17 -fPIC -c -g -fno-eliminate-unused-debug-types -fdump-lang-class="$work/classes" \
+        -I"$project_dir/src" -I"$build/include" "${includes[@]}" "$work/all.cpp" -o "$work/all.o"
     awk '
         /QPrivateSignal$/ { next }
         /^Class (kel::|kelm)/ { class = $2 }
@@ -41,6 +77,7 @@ describe() {
             if ($0 !~ /^-?[0-9]+$/) # an offset, which follows from the sizes
                 print "vtable", table, entry++ < 0 ? "has" : entry - 1, $0
         }' "$work/classes"
+    readelf --debug-dump=info "$work/all.o" | fields_and_enumerators
 }
 
 # check BUILD_FOLDER QT

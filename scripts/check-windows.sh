@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Checks that every source of the library compiles as Windows code: the syntax and the types, with
-# the MinGW compiler against the Qt headers of this system, for Qt 5 and Qt 6. Nothing is linked or
-# run. Needs g++-mingw-w64-x86-64 and the development packages of both Qts.
+# Checks that every source of the library and of the relay compiles as Windows code: the syntax and the
+# types, with the MinGW compiler against the Qt headers of this system, for Qt 5 and Qt 6. Nothing is
+# linked or run. Needs g++-mingw-w64-x86-64 and the development packages of both Qts.
 #
 # Usage: scripts/check-windows.sh [5|6]...
 set -euo pipefail
@@ -26,11 +26,12 @@ cat > "$work/include/Quarn/quarn_export.h" << 'HEADER'
 #define QUARN_EXPORT __declspec(dllexport)
 #define QUARN_NO_EXPORT
 HEADER
+echo '#define QUARN_VERSION_STRING ""' > "$work/include/Quarn/quarn_version.h"
 
 # What moc makes of a file: X.moc for a source that includes it, moc_X.cpp for a header.
 run_moc() {
     local moc=$1 generated=$2 file name
-    grep -lrE '^ *Q_(OBJECT|GADGET|NAMESPACE)\b' src/Quarn | while read -r file; do
+    grep -lrE '^ *Q_(OBJECT|GADGET|NAMESPACE)\b' src/Quarn tools/relay | while read -r file; do
         name=$(basename "$file")
         case $file in
             */linux/*) ;;
@@ -70,12 +71,12 @@ check() {
         -DQT_NO_CAST_FROM_ASCII -DQT_NO_CAST_TO_ASCII -DQT_NO_KEYWORDS -DQT_NO_FOREACH
         -DQT_DISABLE_DEPRECATED_BEFORE=0x050F00
         '-DQUARN_DESKTOP_LIBRARY="Quarn-desktop"' -DQUARN_DESKTOP_VERSION=1
-        -Isrc -I"$generated" -isystem "$work/include" -isystem "$headers")
+        -Isrc -Itools/relay -I"$generated" -isystem "$work/include" -isystem "$headers")
     for module in Core Gui Widgets; do
         flags+=(-isystem "$headers/Qt$module")
     done
 
-    mapfile -t sources < <(find src/Quarn "$generated" -name '*.cpp' ! -path '*/linux/*' | sort)
+    mapfile -t sources < <(find src/Quarn tools/relay "$generated" -name '*.cpp' ! -path '*/linux/*' | sort)
     echo "check-windows: Qt $qt: ${#sources[@]} sources"
     printf '%s\0' "${sources[@]}" | xargs -0 -n 1 -P "$(nproc)" "$compiler" "${flags[@]}"
 }

@@ -10,7 +10,6 @@
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QTimer>
 
 namespace {
 
@@ -43,10 +42,12 @@ InboxWindow::InboxWindow(Delivery& delivery)
     resize(560, 320);
     showBadge(tr("pending"), "color: #5c4700; background: #ffe9a8");
 
-    connect(m_reader.get(), &QIODevice::readyRead, this, &InboxWindow::showNext);
+    m_next.setSingleShot(true); // one for all that comes meanwhile
+    connect(&m_next, &QTimer::timeout, this, &InboxWindow::showNext);
+    connect(m_reader.get(), &QIODevice::readyRead, this, [this] { m_next.start(); });
     connect(m_reader.get(), &QIODevice::readChannelFinished, this, [this] {
         m_allCame = true;
-        showNext();
+        m_next.start();
     });
     connect(&m_delivery, &Delivery::verified, this, &InboxWindow::showVerdict);
     connect(&m_delivery, &Delivery::saved, this, &InboxWindow::showSaved);
@@ -118,7 +119,7 @@ void InboxWindow::showNext()
     if (!m_verdict)
         m_status->setText(tr("%1 of %2").arg(inWords(m_reader->size()), inWords(size)));
     if (lines.size() == linesAtOnce)
-        QTimer::singleShot(0, this, &InboxWindow::showNext);
+        m_next.start();
     else if (m_allCame)
         m_allShown = true;
     tellComplete();

@@ -3,6 +3,7 @@
 
 #include "Delivery.h"
 
+#include <QTimer>
 #include <QWidget>
 
 #include <memory>
@@ -57,6 +58,7 @@ private:
     QPushButton* m_cancel;
     QPushButton* m_save;
     QPushButton* m_show;
+    QTimer m_next; // of the lines that are there
     QString m_path; // where it was saved
     std::optional<Delivery::Verdict> m_verdict; // none as long as it is pending
     bool m_allCame = false;

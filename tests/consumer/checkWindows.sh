@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # checkWindows.sh SOURCE BUILD: builds the foreign project against an installation of the build for
 # Windows, and against its zip unpacked elsewhere, and runs it with Wine; with the zip it has no other
-# libraries than those in there.
+# libraries than those in there, as has the relay.
 set -euo pipefail
 source_dir=$1
 build=$2
@@ -31,5 +31,23 @@ mkdir "$work/elsewhere"
 (cd "$work/elsewhere" && cmake -E tar xf "$work"/zip/Quarn-*.zip)
 unpacked=$(echo "$work"/elsewhere/*)
 WINEPATH=$(windows_path "$unpacked/bin") consume unpacked "$unpacked"
+
+# What the relay signs openssl takes, and the other way round.
+export WINEPATH=C:\\windows
+relay() { "$source_dir/scripts/wine.sh" "$build/wine" "$unpacked/bin/quarn-relay.exe" "$@"; }
+printf '%s\n' "-- relay: unpacked"
+cd "$work"
+relay --help | grep -q -- --signature
+openssl genpkey -algorithm RSA -out key 2>/dev/null
+openssl pkey -in key -pubout -out public
+head -c 3000000 /dev/urandom >data
+relay --sign --signature made --key key --save copy data
+cmp data copy
+openssl dgst -sha256 -verify public -signature made data
+relay --json --quiet --signature made --key public - <data | grep '"verdict":"valid"'
+if relay --quiet --signature public --key public --save none data 2>said; then exit 1; fi
+grep -q 'does not match' said
+[ ! -e none ]
+
 du -h "$work"/zip/Quarn-*.zip
 (cd "$unpacked" && find . -maxdepth 3 | sort)

@@ -280,8 +280,8 @@ private Q_SLOTS:
         QVERIFY(FileOperations::copy({folder.at("f")}, folder.path(), options).ok());
         options.newName = QStringLiteral("h");
         QVERIFY(FileOperations::move({folder.at("f")}, folder.path(), options).ok());
-        for (const char* name : {"../h", "sub/x", ".", "..", "/h"}) {
-            options.newName = QLatin1String(name);
+        for (const char* name : {"../h", "sub/x", ".", "..", "/h", ""}) {
+            options.newName = *name ? QLatin1String(name) : QString(QChar(0));
             QVERIFY2(!FileOperations::move({folder.at("g")}, target, options).ok(), name);
             QCOMPARE(entriesOf(folder.root()), (Entries{"g", "h", "to/"}));
         }

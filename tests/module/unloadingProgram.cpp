@@ -36,6 +36,7 @@ int main(int argc, char** argv)
         const QStringList catalogues = QDir(QStringLiteral(":/Translations")).entryList();
         std::printf("%s,%s%s\n", resident ? "loaded" : "gone", widgets ? "widgets," : "",
                     qPrintable(catalogues.join(QLatin1Char(','))));
+        std::fflush(stdout); // a sanitizer has a child that failed to start print what isn't yet
         if (!loaded)
             continue;
         const auto show = reinterpret_cast<void (*)(const QString&, const QString&)>(

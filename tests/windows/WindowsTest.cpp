@@ -8,9 +8,14 @@
 #include <Quarn/multiuser/MultiUserSpool.h>
 #include <Quarn/platform/FolderRemoval_p.h>
 #include <Quarn/platform/Logon_p.h>
+#include <Quarn/platform/OpenFolder_p.h>
+#include <Quarn/platform/SpillFile_p.h>
+#include <Quarn/platform/SystemError_p.h>
 #include <Quarn/platform/Trash_p.h>
 #include <Quarn/platform/windows/SystemCalls_p.h>
 #include <Quarn/platform/windows/SystemPath_p.h>
+#include <Quarn/streams/FileStream.h>
+#include <Quarn/streams/MappedFileStream.h>
 
 #include <QTest>
 
@@ -96,12 +101,17 @@ private Q_SLOTS:
             *token = reinterpret_cast<HANDLE>(quintptr(0x44));
             return recorded.first() != QLatin1String("nobody");
         };
-        void* token = nullptr;
-        QVERIFY(openLogonToken(L"anna", L"secret", &token));
+        void* token = nullptr; // two units make one character
+        QVERIFY(openLogonToken(L"anna\U0001f600", L"\U0001f511secret", &token));
         closeLogonToken(token);
-        QCOMPARE(recorded.join(QLatin1Char(' ')), QStringLiteral("anna . secret 9 0 close 68"));
+        QCOMPARE(recorded.join(QLatin1Char(' ')),
+                 QStringLiteral("anna\U0001f600 . \U0001f511secret 9 0 close 68"));
         recorded.clear();
         QVERIFY(!openLogonToken(L"nobody", L"", &token));
+        recorded.clear(); // none is cut at a zero
+        const std::wstring cut(L"anna\0x", 6);
+        QVERIFY(!openLogonToken(cut, L"secret", &token) && !openLogonToken(L"anna", cut, &token)
+                && recorded.isEmpty());
     }
 
     void showsAFileInPieces()
@@ -154,8 +164,39 @@ private Q_SLOTS:
             QVERIFY2(spool.write(QByteArray(100000, 'x')) == 100000,
                      qPrintable(spool.errorString()));
         }
-        QVERIFY(FileUtils::erase(path.left(folder.path().size() + 51)));
+        const QString top = path.left(folder.path().size() + 51);
+        const QString copied
+            = folder.path() + QStringLiteral("/to") + file.mid(folder.path().size());
+        QVERIFY(QDir().mkdir(folder.at("to")));
+        const FileResult copy = FileOperations::copy({top}, folder.at("to"));
+        QVERIFY2(copy.ok(), qPrintable(copy.what()));
+        FileUtils::saveBytes("new", file);
+        QVERIFY(MappedFileStream(copied).streamSize() == 8 && QFileInfo(file).size() == 3);
+        QVERIFY(FileOperations::remove({folder.at("to")}).ok() && FileUtils::erase(top));
         QVERIFY(entriesOf(folder.root()).isEmpty());
+    }
+
+    /** Where a long ends, and what the system takes in halves goes on. */
+    void beyondFourGigabytes()
+    {
+        const TemporaryFolder folder;
+        constexpr qint64 beyond = (qint64(1) << 32) + 3;
+        const QString path = folder.at("large");
+        FileStream file(path, QIODevice::ReadWrite);
+        QVERIFY(file.setPosition(beyond) && file.writeBlock("far", 3));
+        file.flush();
+        QCOMPARE(FileUtils::dirSize(QDir(folder.path()), {}, QDir::Files, false), beyond + 3);
+        QCOMPARE(FileOperations::measure({path}).bytes, beyond + 3);
+        const MappedFileStream mapped(path);
+        QCOMPARE(QByteArray(reinterpret_cast<const char*>(mapped.data(beyond, 3)), 3),
+                 QByteArray("far"));
+        QString reason;
+        char read[5] = "";
+        SpillFile spill;
+        QVERIFY2(spill.open(folder.path(), &reason) && spill.write(3, "near", 4, &reason)
+                     && spill.write(beyond, "far!", 4, &reason) && spill.read(3, read, 4, &reason),
+                 qPrintable(reason));
+        QCOMPARE(read, "near");
     }
 
     void erasesNoJunctionAndAllNames()
@@ -180,6 +221,28 @@ private Q_SLOTS:
         systemCalls().findNextFile = [](HANDLE search, WIN32_FIND_DATAW* data) {
             return marked(::FindNextFileW(search, data), data);
         };
+        systemCalls().fileInformation
+            = [](HANDLE, FILE_INFO_BY_HANDLE_CLASS, void* data, DWORD) -> BOOL {
+            *static_cast<FILE_ATTRIBUTE_TAG_INFO*>(data)
+                = {FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT,
+                   IO_REPARSE_TAG_MOUNT_POINT};
+            return TRUE;
+        };
+        { // as those see it who walk, copy and move
+            OpenFolder parent, other, inside;
+            EntryStatus status;
+            Entries names;
+            const auto visit = [&](SystemNameView name, EntryType type) {
+                names << (type == EntryType::Link ? '>' : ' ') + displayName(name).toUtf8();
+                return true;
+            };
+            QVERIFY(parent.open(folder.at("t")) == 0 && parent.list(visit) == 0);
+            QVERIFY(other.open(folder.at("u/x")) == 0 && other.list(visit) == 0);
+            for (const char* const name : {">junction", " a", " \ufeffmark"})
+                QVERIFY2(names.contains(name), name);
+            QCOMPARE(inside.enter(parent, L"junction"), systemError::isNoFolder);
+            QVERIFY(parent.status(L"junction", status) == 0 && status.type == EntryType::Link);
+        }
         QVERIFY(!removeFolder(folder.at("t"))); // the rest goes, as beside any link
         QVERIFY(removeFolder(folder.at("u")));
         QVERIFY(removeAll(folder.at("t"))
@@ -247,14 +310,18 @@ private Q_SLOTS:
         const TemporaryFolder folder;
         createEntries(folder.root(), {"f"});
         const QString file = folder.at("f");
-        FileUtils::saveBytes("new\r\n", file);
-        QCOMPARE(QFile(file).size(), qint64(5));
+        QVERIFY(QFile::link(file, folder.at("f.lnk")));
+        for (const QString& saved : {file, folder.at("f.lnk")}) { // a shortcut is no link
+            FileUtils::saveBytes("new\r\n", saved);
+            QCOMPARE(folder.contents(qPrintable(saved.mid(folder.path().size() + 1))),
+                     QByteArray("new\r\n"));
+        }
         {
             const Exclusive open(file);
             QVERIFY_EXCEPTION_THROWN(FileUtils::saveBytes("newer", file), FileException);
         }
         QVERIFY_EXCEPTION_THROWN(FileUtils::saveBytes("x", folder.at("no/f")), FileException);
-        QCOMPARE(entriesOf(folder.root()), Entries{"f"});
+        QCOMPARE(entriesOf(folder.root()), Entries({"f", "f.lnk"}));
         QCOMPARE(FileUtils::readText(file), QStringLiteral("new\n"));
     }
 

@@ -1,5 +1,7 @@
 #include "Channel.h"
 
+#include "platform/spillFolder.h"
+
 #include <Quarn/multiuser/MultiUserBuffer.h>
 #include <Quarn/multiuser/MultiUserSpool.h>
 
@@ -82,9 +84,7 @@ private:
         settings.memoryLimit = memoryLimit;
         settings.keep = kel::MultiUserSpoolSettings::KeepEverything; // for who joins late
         settings.atLimit = kel::MultiUserSpoolSettings::SpillToDisk;
-        settings.spillFolder = qEnvironmentVariable("TMPDIR");
-        if (settings.spillFolder.isEmpty())
-            settings.spillFolder = QStringLiteral("/var/tmp"); // /tmp often is in memory itself
+        settings.spillFolder = spillFolder();
         return settings;
     }
 };

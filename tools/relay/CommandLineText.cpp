@@ -1,6 +1,7 @@
 #include "CommandLineText.h"
 
 #include "Schemes.h"
+#include "platform/spillFolder.h"
 
 namespace {
 
@@ -59,9 +60,9 @@ std::vector<CommandLineOption> relayOptions()
          CommandLineOption::Text, QStringLiteral("BYTES")},
         {QStringLiteral("memory"),
          QStringLiteral("Keeps up to SIZE of INPUT in memory, with K, M or G, %1 unless given, and "
-                        "the rest in a nameless file in TMPDIR or /var/tmp. With 'all' everything "
-                        "stays in memory, and INPUT has to be less than 2 GiB.")
-             .arg(usualMemory),
+                        "the rest in a nameless file in %2. With 'all' everything stays in memory, "
+                        "and INPUT has to be less than 2 GiB.")
+             .arg(usualMemory, spillFolderText()),
          CommandLineOption::Text,
          QStringLiteral("SIZE"),
          {},

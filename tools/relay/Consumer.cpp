@@ -1,7 +1,7 @@
 #include "Consumer.h"
 
 #include "Channel.h"
-#include "StopSwitch.h"
+#include "platform/StopSwitch.h"
 
 #include <Quarn/companion/IOException.h>
 #include <Quarn/interfaces/IRandomAccessIO.h>

@@ -1,6 +1,6 @@
 #include "FollowedFile.h"
 
-#include "StopSwitch.h"
+#include "platform/StopSwitch.h"
 
 #include <QFileInfo>
 

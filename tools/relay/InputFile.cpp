@@ -1,33 +1,13 @@
 #include "InputFile.h"
 
-#include "Console.h"
-#include "StopSwitch.h"
-
-#include <cerrno>
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 InputFile::InputFile(const QString& path, const StopSwitch& stop)
-    : FileStream(path), m_path(path), m_stop(stop)
+    : FileStream(path), m_path(path), m_stop(stop), m_source(*this, stop)
 { }
 
 bool InputFile::openInput()
 {
-    const bool standardInput = m_path == QLatin1String("-");
-    // Without O_NONBLOCK the open of a named pipe would wait for its writer, and nothing ends that.
-    const int descriptor = standardInput ? STDIN_FILENO
-                                         : ::open(QFile::encodeName(m_path).constData(),
-                                                  O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-    struct stat status = {};
-    if (descriptor < 0 || ::fstat(descriptor, &status) != 0)
-        return refuse(systemReason(errno));
-    const FileHandleFlags handling
-        = standardInput ? QFileDevice::DontCloseHandle : QFileDevice::AutoCloseHandle;
-    if (!QFile::open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered, handling))
-        return refuse(errorString());
-    return S_ISDIR(status.st_mode) ? refuse(systemReason(EISDIR)) : true;
+    const QString reason = m_source.open(m_path);
+    return reason.isEmpty() || refuse(reason);
 }
 
 qint64 InputFile::expectedSize() const
@@ -57,7 +37,13 @@ QString InputFile::nameOf(const QString& path)
 
 qint64 InputFile::readData(char* data, qint64 maxSize)
 {
-    return nonBlocking() ? readAvailable(data, maxSize) : FileStream::readData(data, maxSize);
+    if (!nonBlocking())
+        return FileStream::readData(data, maxSize);
+    QString reason;
+    const qint64 count = m_source.read(data, maxSize, &reason);
+    if (count < 0)
+        setErrorString(reason);
+    return count;
 }
 
 const StopSwitch& InputFile::stopSwitch() const
@@ -74,22 +60,4 @@ bool InputFile::refuse(const QString& reason)
 QString InputFile::path() const
 {
     return m_path;
-}
-
-/**
- * One read of what is there, not repeated until all of \a maxSize is. Only the system says where the
- * end is: the size of a file, when it can't be asked for, looks like an empty one's.
- */
-qint64 InputFile::readAvailable(char* data, qint64 maxSize)
-{
-    while (maxSize > 0 && m_stop.waitForInput(handle())) {
-        const ssize_t count = ::read(handle(), data, std::size_t(maxSize));
-        if (count >= 0)
-            return count;
-        if (errno != EINTR && errno != EAGAIN) {
-            setErrorString(systemReason(errno));
-            return -1;
-        }
-    }
-    return 0;
 }

@@ -1,9 +1,9 @@
 #ifndef RELAY_INPUTFILE_H
 #define RELAY_INPUTFILE_H
 
-#include <Quarn/streams/FileStream.h>
+#include "platform/InputSource.h"
 
-class StopSwitch;
+#include <Quarn/streams/FileStream.h>
 
 /**
  * \brief What is relayed: a file, a device, a pipe or standard input.
@@ -41,10 +41,9 @@ protected:
     QString path() const;
 
 private:
-    qint64 readAvailable(char* data, qint64 maxSize);
-
     const QString m_path;
     const StopSwitch& m_stop;
+    InputSource m_source;
     QString m_refusal; // why it could not be opened
 };
 

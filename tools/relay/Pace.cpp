@@ -1,6 +1,6 @@
 #include "Pace.h"
 
-#include "StopSwitch.h"
+#include "platform/StopSwitch.h"
 
 #include <algorithm>
 #include <limits>

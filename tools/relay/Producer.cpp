@@ -3,7 +3,7 @@
 #include "Channel.h"
 #include "FollowedFile.h"
 #include "Pace.h"
-#include "StopSwitch.h"
+#include "platform/StopSwitch.h"
 
 #include <exception>
 #include <memory>

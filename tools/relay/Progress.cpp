@@ -1,6 +1,7 @@
 #include "Progress.h"
 
 #include "Console.h"
+#include "platform/StandardStreams.h"
 
 #include <QStringList>
 
@@ -64,7 +65,7 @@ QString fitted(QStringList parts, qint64 done, qint64 total, int columns)
 
 } // namespace
 
-Progress::Progress() : m_terminal(Console::errorIsTerminal()), m_drawn(false)
+Progress::Progress() : m_terminal(StandardStreams::errorIsTerminal()), m_drawn(false)
 {
     m_clock.start();
     m_samples.push_back({0, 0});
@@ -79,14 +80,14 @@ bool Progress::show(qint64 done, qint64 total, qint64 spilled)
 {
     addSample(done);
     done = total > 0 ? std::min(done, total) : done; // a file may grow after it was measured
-    if (!Console::errorIsReady())
+    if (!StandardStreams::errorIsReady())
         return true;
     const QStringList parts = figures(done, total, spilled, bytesPerSecond());
     m_drawn = m_terminal;
     // The last column stays free: some terminals wrap as soon as it is written.
     const bool written = Console::printError(
         m_terminal ? QStringLiteral("\r%1\x1b[K")
-                         .arg(fitted(parts, done, total, Console::terminalWidth() - 1))
+                         .arg(fitted(parts, done, total, StandardStreams::terminalWidth() - 1))
                    : parts.join(gap).trimmed() + QLatin1Char('\n'));
     return written || errno != EPIPE;
 }

@@ -9,6 +9,7 @@
 #include "Saver.h"
 #include "Signer.h"
 #include "Verifier.h"
+#include "platform/systemReason.h"
 
 #include <Quarn/companion/IOException.h>
 
@@ -16,7 +17,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <system_error>
 
 namespace {
@@ -151,14 +151,14 @@ void Relay::showProgress()
         if (consumer.get() != m_lateReader || m_lateReaderJoined)
             done = std::min(done, consumer->bytes());
     if (!m_progress.show(done, m_producer.inputSize(), m_channel->spilled()))
-        interrupt(SIGPIPE);
+        interrupt(SignalWatch::brokenPipe);
 }
 
 int Relay::conclude()
 {
     m_progress.clear();
     if (m_interruptedBy != 0) {
-        if (m_interruptedBy != SIGPIPE) // nobody reads it
+        if (m_interruptedBy != SignalWatch::brokenPipe) // nobody reads it
             Console::fail(m_saver ? QStringLiteral("interrupted; nothing was saved")
                                   : QStringLiteral("interrupted"));
         return Failed;
@@ -197,7 +197,7 @@ bool Relay::printReport()
                        : Console::print(report.text(verdict())))
         return true;
     if (errno == EPIPE)
-        m_interruptedBy = SIGPIPE;
+        m_interruptedBy = SignalWatch::brokenPipe;
     else
         Console::fail(
             QStringLiteral("cannot write to standard output: %1").arg(systemReason(errno)));

@@ -4,8 +4,8 @@
 #include "Options.h"
 #include "Producer.h"
 #include "Progress.h"
-#include "SignalWatch.h"
-#include "StopSwitch.h"
+#include "platform/SignalWatch.h"
+#include "platform/StopSwitch.h"
 
 #include <QEventLoop>
 #include <QJsonObject>

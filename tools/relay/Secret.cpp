@@ -1,6 +1,6 @@
 #include "Secret.h"
 
-#include <cstring>
+#include "platform/wipe.h"
 
 Secret& Secret::operator=(Secret&& other) noexcept
 {
@@ -11,5 +11,5 @@ Secret& Secret::operator=(Secret&& other) noexcept
 Secret::~Secret()
 {
     if (m_bytes.isDetached())
-        ::explicit_bzero(m_bytes.data(), std::size_t(m_bytes.capacity()));
+        wipe(m_bytes.data(), std::size_t(m_bytes.capacity()));
 }

@@ -5,6 +5,8 @@
 #include "CommandLine.h"
 #include "Console.h"
 #include "Relay.h"
+#include "platform/StandardStreams.h"
+#include "platform/systemReason.h"
 
 #include <Quarn/companion/ExceptionQt.h>
 #include <Quarn/quarn_version.h>
@@ -45,7 +47,7 @@ int run(const Options& options, int& signal)
 
 int main(int argc, char** argv)
 {
-    Console::prepare();
+    StandardStreams::prepare();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("quarn-relay"));
     QCoreApplication::setApplicationVersion(QStringLiteral(QUARN_VERSION_STRING));

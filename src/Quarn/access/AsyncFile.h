@@ -133,7 +133,7 @@ public:
     [[nodiscard]] bool waitForFinished(int waitMsecs = -1);
 
 private:
-    class Queue;
+    class QUARN_NO_EXPORT Queue;
     std::shared_ptr<Queue> m_queue;
 };
 

@@ -182,7 +182,7 @@ void AsyncFile::Queue::startFromCall() noexcept
 void AsyncFile::Queue::start() noexcept
 {
     QThreadPool* const pool = m_isPoolGlobal ? QThreadPool::globalInstance() : m_pool.data();
-    const std::shared_ptr<Queue> self = shared_from_this(); // a continuation may end the file
+    const std::shared_ptr<Queue> self = weak_from_this().lock(); // a continuation may end the file
     try {
         startInBackground(pool, [self](QThreadPool* own) { self->carryOut(own); });
     } catch (const std::bad_alloc&) {

@@ -46,7 +46,8 @@ public:
     void setThreadPool(QThreadPool* pool);
 
     /**
-     * Begins when a thread of the pool is free. A second call does nothing.
+     * Begins when a thread of the pool is free. A second call does nothing. Where there is no thread to
+     * be had, all is done before this returns.
      *
      * \throw std::bad_alloc and nothing has begun
      */

@@ -1,6 +1,7 @@
 #include <Quarn/filejobs/Transfer_p.h>
 
 #include <Quarn/filejobs/EntryPath_p.h>
+#include <Quarn/platform/SystemPath_p.h>
 
 #include <QRandomGenerator>
 
@@ -80,7 +81,8 @@ bool Transfer::takeNewName()
 {
     const QString path = pathIn(m_targetPath, m_options.newName);
     m_newName = systemName(m_options.newName);
-    const bool isName = EntryPath(path).name == m_options.newName;
+    const bool isName
+        = hasSystemForm(m_options.newName) && EntryPath(path).name == m_options.newName;
     if (!isName)
         m_log.fail(path, FileStep::Create, systemError::notPermitted);
     return isName;

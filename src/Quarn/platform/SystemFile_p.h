@@ -34,13 +34,13 @@ public:
     class Wait
     {
     public:
+        virtual ~Wait() = default;
         virtual bool goesOn() = 0;
 
     protected:
         Wait() = default;
         Wait(const Wait&) = default;
         Wait& operator=(const Wait&) = default;
-        virtual ~Wait() = default;
     };
 
     SystemFile();

@@ -30,16 +30,23 @@ Key keyIn(const PemBlocks& block)
     return position == bytesOf(der) + der.size() ? std::move(key) : nullptr;
 }
 
+/** Without memory OpenSSL makes keys that tell of no size, and would never fit any scheme. */
+Key usable(Key key)
+{
+    if (!key || EVP_PKEY_get_bits(key.get()) <= 0)
+        fail("Invalid public key");
+    return key;
+}
+
 /** The SubjectPublicKeyInfo in DER. */
 QByteArray encoded(EVP_PKEY* key)
 {
     const ErrorMark mark;
     unsigned char* bytes = nullptr;
     const int size = i2d_PUBKEY(key, &bytes);
+    const std::unique_ptr<unsigned char, OpenSslDeleter> owner(bytes);
     require(size > 0);
-    const QByteArray der(reinterpret_cast<const char*>(bytes), size);
-    OPENSSL_free(bytes);
-    return der;
+    return QByteArray(reinterpret_cast<const char*>(bytes), size);
 }
 
 } // namespace
@@ -52,10 +59,7 @@ PublicKey PublicKey::fromPem(const QByteArray& pem)
     const auto fits = [](const PemBlocks& block) {
         return block.label() == "PUBLIC KEY" || block.isCertificate();
     };
-    Key key = fromFirstBlock(pem, fits, keyIn);
-    if (!key)
-        fail("Invalid public key");
-    return PublicKey(std::move(key));
+    return PublicKey(usable(fromFirstBlock(pem, fits, keyIn)));
 }
 
 PublicKey PublicKey::fromPemFile(const QString& path)
@@ -68,10 +72,7 @@ PublicKey PublicKey::fromPemFile(const QString& path)
 PublicKey PublicKey::fromCertificate(X509* certificate)
 {
     const ErrorMark mark;
-    Key key(certificate ? X509_get_pubkey(certificate) : nullptr);
-    if (!key)
-        fail("Invalid public key");
-    return PublicKey(std::move(key));
+    return PublicKey(usable(Key(certificate ? X509_get_pubkey(certificate) : nullptr)));
 }
 
 PublicKey PublicKey::fromHandle(EVP_PKEY* key)

@@ -10,6 +10,7 @@ namespace {
 
 // More than any key makes. A file that is longer is no signature, which need not be read to tell.
 constexpr qint64 longestSignature = 64 << 10;
+constexpr std::size_t ampleMemory = 1 << 18; // far more than OpenSSL takes for a signature
 
 QByteArray signatureIn(const QString& path)
 {
@@ -18,15 +19,20 @@ QByteArray signatureIn(const QString& path)
 }
 
 /**
- * What OpenSSL's answer means. It has numbers for signatures that don't match and for those that it
- * can't even decode, which is one to us, and may fail for lack of memory.
+ * Whether \a verify, one of OpenSSL's calls, accepts. It has numbers for signatures that don't match
+ * and for those that it can't even decode, which is one to us, and answers the same for a lack of
+ * memory: so a refusal counts when there is ample memory and the second attempt refuses, too.
  */
-bool accepted(int answer, unsigned long errorBefore)
+template <typename Verify>
+bool accepted(Verify verify)
 {
-    const unsigned long error = ERR_peek_last_error();
-    if (answer != 1 && error != errorBefore && ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE)
-        fail("OpenSsl error");
-    return answer == 1;
+    const ErrorMark mark;
+    if (verify() == 1)
+        return true;
+    const std::unique_ptr<unsigned char, OpenSslDeleter> ample(
+        static_cast<unsigned char*>(OPENSSL_malloc(ampleMemory)));
+    require(ample != nullptr);
+    return verify() == 1;
 }
 
 } // namespace
@@ -40,13 +46,11 @@ SignatureVerifier::SignatureVerifier(const PublicKey& key, SignatureScheme schem
 
 bool SignatureVerifier::verify(const QByteArray& data, const QByteArray& signature) const
 {
-    const DigestContext context = beginVerification(m_key.handle(), m_scheme);
-    const ErrorMark mark;
-    const unsigned long error = ERR_peek_last_error();
-    return accepted(EVP_DigestVerify(context.get(), bytesOf(signature),
-                                     std::size_t(signature.size()), bytesOf(data),
-                                     std::size_t(data.size())),
-                    error);
+    return accepted([&] {
+        const DigestContext context = beginVerification(m_key.handle(), m_scheme);
+        return EVP_DigestVerify(context.get(), bytesOf(signature), std::size_t(signature.size()),
+                                bytesOf(data), std::size_t(data.size()));
+    });
 }
 
 bool SignatureVerifier::verify(QIODevice* device, const QByteArray& signature,
@@ -84,11 +88,10 @@ bool SignatureVerifier::verifyAll(const DataSource& source, const QByteArray& si
         return verify(allOf(source, maxUndigestedSize, progress), signature);
     const DigestContext context = beginVerification(m_key.handle(), m_scheme);
     digestAll(source, context.get(), progress);
-    const ErrorMark mark;
-    const unsigned long error = ERR_peek_last_error();
-    return accepted(
-        EVP_DigestVerifyFinal(context.get(), bytesOf(signature), std::size_t(signature.size())),
-        error);
+    return accepted([&] {
+        return EVP_DigestVerifyFinal(context.get(), bytesOf(signature),
+                                     std::size_t(signature.size()));
+    });
 }
 
 } // namespace kel

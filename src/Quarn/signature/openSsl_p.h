@@ -21,6 +21,7 @@ struct OpenSslDeleter
     void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
     void operator()(EVP_PKEY_CTX* context) const { EVP_PKEY_CTX_free(context); }
     void operator()(X509* certificate) const { X509_free(certificate); }
+    void operator()(unsigned char* bytes) const { OPENSSL_free(bytes); }
 };
 
 using BigNumber = std::unique_ptr<BIGNUM, OpenSslDeleter>;

@@ -51,7 +51,7 @@ int FileAttributes::copy(int source, const struct stat& status, int target)
     }
     if (!isOwnerKept)
         mode &= ~mode_t(S_ISUID);
-    if (!removeInheritedAccess(target, S_ISDIR(status.st_mode)) && !isBeyondTarget(errno))
+    if (!removeInheritedAccess(target, S_ISDIR(status.st_mode)))
         return errno;
     const int error = copyExtended(source, target);
     if (error != 0)

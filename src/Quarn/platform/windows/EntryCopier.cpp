@@ -81,12 +81,13 @@ Outcome EntryCopier::copy(const OpenFolder& source, const SystemName& name,
             = watch(size, size, size, size, 0, 0, nullptr, nullptr, &watched) == PROGRESS_CONTINUE;
     }
     if (!copied) {
-        const Outcome failed = failure(FileStep::Write);
+        const Outcome failed = watched.cancelled ? Outcome{systemError::none, FileStep::Write, true}
+                                                 : failure(FileStep::Write);
         if (failed.error != systemError::alreadyThere)
             target.removeFile(newName);
         if (watched.thrown)
             std::rethrow_exception(watched.thrown);
-        return watched.cancelled ? Outcome{systemError::none, FileStep::Write, true} : failed;
+        return failed;
     }
     Outcome outcome;
     EntryStatus after;

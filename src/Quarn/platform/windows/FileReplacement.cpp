@@ -102,7 +102,8 @@ QString FileReplacement::path() const
 bool FileReplacement::find(const QString& target)
 {
     const QFileInfo info(target);
-    const QString leadsTo = info.isSymLink() ? info.symLinkTarget() : info.absoluteFilePath();
+    // Not of a shortcut, which Qt counts among the links: it is a file like any other.
+    const QString leadsTo = info.isSymbolicLink() ? info.symLinkTarget() : info.absoluteFilePath();
     if (systemPath(target).empty() || QFileInfo(leadsTo).isDir()
         || target.endsWith(QLatin1Char('/'))) {
         ::SetLastError(ERROR_INVALID_NAME);

@@ -2,6 +2,7 @@
 
 #include <Quarn/platform/SystemError_p.h>
 #include <Quarn/platform/windows/OpenFolderHandle_p.h>
+#include <Quarn/platform/windows/SystemCalls_p.h>
 #include <Quarn/platform/windows/SystemPath_p.h>
 
 #include <algorithm>
@@ -40,8 +41,8 @@ EntryType typeOf(DWORD attributes, DWORD tag)
 int typeOf(HANDLE handle, EntryType& type)
 {
     FILE_ATTRIBUTE_TAG_INFO information = {};
-    if (!::GetFileInformationByHandleEx(handle, FileAttributeTagInfo, &information,
-                                        sizeof information))
+    if (!systemCalls().fileInformation(handle, FileAttributeTagInfo, &information,
+                                       sizeof information))
         return lastSystemError();
     type = typeOf(information.FileAttributes, information.ReparseTag);
     return systemError::none;
@@ -100,7 +101,8 @@ int lastSystemError()
 
 QString displayName(SystemNameView name)
 {
-    return QString::fromWCharArray(name.data(), int(name.size()));
+    // Not by a conversion, which would drop a byte order mark.
+    return QString(reinterpret_cast<const QChar*>(name.data()), int(name.size()));
 }
 
 SystemName systemName(const QString& name)
@@ -164,8 +166,8 @@ int OpenFolder::list(const Visitor& visit) const
 {
     WIN32_FIND_DATAW entry;
     const HANDLE search
-        = ::FindFirstFileExW(m_handle->pathOf(L"*").c_str(), FindExInfoBasic, &entry,
-                             FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH);
+        = systemCalls().findFirstFile(m_handle->pathOf(L"*").c_str(), FindExInfoBasic, &entry,
+                                      FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH);
     if (search == INVALID_HANDLE_VALUE)
         return lastSystemError() == systemError::notThere ? systemError::none : lastSystemError();
     const std::unique_ptr<void, decltype(&::FindClose)> close(search, &::FindClose);
@@ -174,7 +176,7 @@ int OpenFolder::list(const Visitor& visit) const
         if (name != L"." && name != L".."
             && !visit(name, typeOf(entry.dwFileAttributes, entry.dwReserved0)))
             return systemError::none;
-    } while (::FindNextFileW(search, &entry));
+    } while (systemCalls().findNextFile(search, &entry));
     return ::GetLastError() == ERROR_NO_MORE_FILES ? systemError::none : lastSystemError();
 }
 

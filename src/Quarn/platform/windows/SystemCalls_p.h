@@ -13,6 +13,7 @@ namespace kel {
 struct SystemCalls
 {
     decltype(&::CloseHandle) closeHandle = &::CloseHandle;
+    decltype(&::GetFileInformationByHandleEx) fileInformation = &::GetFileInformationByHandleEx;
     decltype(&::FindFirstFileExW) findFirstFile = &::FindFirstFileExW;
     decltype(&::FindNextFileW) findNextFile = &::FindNextFileW;
     decltype(&::LogonUserW) logonUser = &::LogonUserW;

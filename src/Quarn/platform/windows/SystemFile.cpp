@@ -5,6 +5,8 @@
 #include <QCoreApplication>
 #include <QFile>
 
+#include <new>
+
 #include <io.h>
 #include <windows.h>
 
@@ -75,15 +77,19 @@ Outcome SystemFile::read(char* target, qint64 size, Wait&)
 
 Outcome SystemFile::write(const char* data, qint64 size, Wait&)
 {
-    if (!m_handle->file.isWritable())
-        return failure(QFileDevice::WriteError, qt_error_string(ERROR_ACCESS_DENIED));
-    m_handle->file.unsetError();
     qint64 count = 0;
-    while (count < size) {
-        const qint64 taken = m_handle->file.write(data + count, size - count);
-        if (taken <= 0)
-            return m_handle->failed(QFileDevice::WriteError, count);
-        count += taken;
+    try {
+        if (!m_handle->file.isWritable())
+            return failure(QFileDevice::WriteError, qt_error_string(ERROR_ACCESS_DENIED));
+        m_handle->file.unsetError();
+        while (count < size) {
+            const qint64 taken = m_handle->file.write(data + count, size - count);
+            if (taken <= 0)
+                return m_handle->failed(QFileDevice::WriteError, count);
+            count += taken;
+        }
+    } catch (const std::bad_alloc&) { // for the text; what is written counts all the same
+        return failure(QFileDevice::WriteError, QStringLiteral("Unknown error"), count);
     }
     return Outcome{count, QFileDevice::NoError, QString()};
 }

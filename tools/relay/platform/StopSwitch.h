@@ -1,9 +1,10 @@
-#ifndef RELAY_STOPSWITCH_H
-#define RELAY_STOPSWITCH_H
+#ifndef RELAY_PLATFORM_STOPSWITCH_H
+#define RELAY_PLATFORM_STOPSWITCH_H
 
 #include <QtGlobal>
 
 #include <atomic>
+#include <cstdint>
 
 /** \brief Tells every thread, also one that waits, to stop. Any thread; cannot be undone. */
 class StopSwitch
@@ -16,11 +17,11 @@ public:
     void stop();
     bool stopped() const;
 
-    /** A descriptor that is readable from the stop on. */
-    int descriptor() const;
-
-    /** Waits until \a descriptor has input or its end; false when stopped. */
-    bool waitForInput(int descriptor) const;
+    /**
+     * What the system's calls wait for: a descriptor that is readable from the stop on, or on Windows
+     * an event that is set.
+     */
+    std::intptr_t waitable() const;
 
     /** Sleeps; false when stopped. */
     bool sleep(int msecs) const;
@@ -29,7 +30,7 @@ private:
     Q_DISABLE_COPY(StopSwitch)
 
     std::atomic<bool> m_stopped;
-    int m_pipe[2];
+    std::intptr_t m_handles[2]; // of a pipe; only the first where one is all
 };
 
 #endif

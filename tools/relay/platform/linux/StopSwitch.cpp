@@ -1,6 +1,6 @@
-#include "StopSwitch.h"
+#include "platform/StopSwitch.h"
 
-#include "Console.h"
+#include "platform/systemReason.h"
 
 #include <Quarn/companion/IOException.h>
 
@@ -12,14 +12,17 @@
 
 StopSwitch::StopSwitch() : m_stopped(false)
 {
-    if (::pipe2(m_pipe, O_CLOEXEC | O_NONBLOCK) != 0)
+    int pipe[2];
+    if (::pipe2(pipe, O_CLOEXEC | O_NONBLOCK) != 0)
         throw kel::IOException(systemReason(errno));
+    m_handles[0] = pipe[0];
+    m_handles[1] = pipe[1];
 }
 
 StopSwitch::~StopSwitch()
 {
-    ::close(m_pipe[0]);
-    ::close(m_pipe[1]);
+    for (const std::intptr_t handle : m_handles)
+        ::close(int(handle));
 }
 
 void StopSwitch::stop()
@@ -27,7 +30,7 @@ void StopSwitch::stop()
     if (m_stopped.exchange(true))
         return;
     const char byte = 0; // never taken out again
-    while (::write(m_pipe[1], &byte, 1) < 0 && errno == EINTR) { }
+    while (::write(int(m_handles[1]), &byte, 1) < 0 && errno == EINTR) { }
 }
 
 bool StopSwitch::stopped() const
@@ -35,21 +38,14 @@ bool StopSwitch::stopped() const
     return m_stopped;
 }
 
-int StopSwitch::descriptor() const
+std::intptr_t StopSwitch::waitable() const
 {
-    return m_pipe[0];
-}
-
-bool StopSwitch::waitForInput(int descriptor) const
-{
-    pollfd polled[] = {{descriptor, POLLIN, 0}, {m_pipe[0], POLLIN, 0}};
-    while (::poll(polled, 2, -1) < 0 && errno == EINTR) { }
-    return !m_stopped;
+    return m_handles[0];
 }
 
 bool StopSwitch::sleep(int msecs) const
 {
-    pollfd polled = {m_pipe[0], POLLIN, 0};
+    pollfd polled = {int(m_handles[0]), POLLIN, 0};
     ::poll(&polled, 1, msecs);
     return !m_stopped;
 }

@@ -1,6 +1,6 @@
-#include "SignalWatch.h"
+#include "platform/SignalWatch.h"
 
-#include "Console.h"
+#include "platform/systemReason.h"
 
 #include <Quarn/companion/IOException.h>
 
@@ -55,12 +55,18 @@ void handle(int signal)
 
 } // namespace
 
+const int SignalWatch::brokenPipe = SIGPIPE;
+
 SignalWatch::SignalWatch()
 {
     if (::pipe2(signalPipe, O_CLOEXEC | O_NONBLOCK) != 0)
         throw kel::IOException(systemReason(errno));
     auto* const notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, this);
-    connect(notifier, &QSocketNotifier::activated, this, &SignalWatch::receive);
+    connect(notifier, &QSocketNotifier::activated, this, [this] {
+        unsigned char signal = 0;
+        if (::read(signalPipe[0], &signal, 1) == 1)
+            Q_EMIT caught(signal);
+    });
     for (const int signal : endingSignals)
         if (!isIgnored(signal))
             setHandler(signal, handle);
@@ -90,11 +96,4 @@ void SignalWatch::endProcess(int signal)
 {
     setHandler(signal, SIG_DFL);
     ::raise(signal);
-}
-
-void SignalWatch::receive()
-{
-    unsigned char signal = 0;
-    if (::read(signalPipe[0], &signal, 1) == 1)
-        Q_EMIT caught(signal);
 }
