@@ -76,7 +76,7 @@ private Q_SLOTS:
 
     void carriesOutInOrder()
     {
-        const QByteArray bytes = testBytes(3 * mebibyte + 5);
+        const QByteArray bytes = testBytes(6 * mebibyte + 5);
         AsyncFile file(m_path);
         file.open(QIODevice::ReadWrite);
         const Request written = file.write(bytes);

@@ -288,6 +288,12 @@ private Q_SLOTS:
         options.newName = QStringLiteral("one"); // several would replace each other
         QVERIFY(FileOperations::move({folder.at("g"), folder.at("h")}, target, options).ok());
         QCOMPARE(entriesOf(folder.root()), (Entries{"to/g", "to/h"}));
+
+        createEntries(folder.root(), {"a.b", ".c", "to/a.b", "to/.c"});
+        QVERIFY(FileOperations::move({folder.at("a.b"), folder.at(".c")}, target,
+                                     by(ConflictPolicy::UniqueName))
+                    .ok());
+        QCOMPARE(entriesOf(target.toUtf8()), (Entries{".c", ".c (2)", "a (2).b", "a.b", "g", "h"}));
     }
 
 #if QUARN_HAS_POSIX
@@ -409,6 +415,7 @@ private Q_SLOTS:
         createEntries(folder.root(), {"f", "t/g", "t/s/"});
         for (const char* name : {"f", "t", "t/g", "t/s"})
             FileUtils::comment(folder.at(name), comment);
+        ::setxattr(folder.root() + "/f", "trusted.a", "b", 1, 0); // which nothing stands in for
         QVERIFY(FileOperations::copy({folder.at("f"), folder.at("t")}, other.path()).ok());
         for (const char* name : {"f", "t", "t/g", "t/s"})
             QCOMPARE(FileUtils::comment(other.at(name)), comment);

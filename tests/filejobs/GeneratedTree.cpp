@@ -16,6 +16,9 @@
 namespace {
 
 constexpr char attribute[] = "user.quarn.test";
+// Only root may set these, and all but the last are copied.
+constexpr const char* rootsAttributes[]
+    = {"trusted.quarn.test", "security.capability", "security.quarn.test"};
 
 class Generator
 {
@@ -65,8 +68,14 @@ private:
         if (m_random() % 2)
             ::lsetxattr(path, attribute, value, size_t(value.size()), 0);
         struct stat status;
-        if (::lstat(path, &status) == 0 && !S_ISLNK(status.st_mode))
+        if (::lstat(path, &status) == 0 && !S_ISLNK(status.st_mode)) {
+            const auto none
+                = QByteArray::fromHex("00000002").leftJustified(20, '\0'); // may be done
+            for (const char* const name : rootsAttributes)
+                if (!S_ISFIFO(status.st_mode)) // a pipe's are not copied
+                    ::setxattr(path, name, none, size_t(none.size()), 0);
             ::chmod(path, S_ISDIR(status.st_mode) ? 0750 : m_random() % 2 ? 0440 : 06711);
+        }
         const timespec times[] = {{1, 0}, {long(m_random() % 1000000000), long(m_random() % 999)}};
         ::utimensat(AT_FDCWD, path, times, AT_SYMLINK_NOFOLLOW);
     }
@@ -107,6 +116,8 @@ Description describe(const QByteArray& root)
               + QByteArray::number(qint64(status.st_mtim.tv_nsec)) + " of "
               + QByteArray::number(status.st_uid) + ' '
               + QByteArray(value, int(qMax<ssize_t>(size, 0)))
+              + QByteArray::number(int(::lgetxattr(path, rootsAttributes[0], nullptr, 0)))
+              + QByteArray::number(int(::lgetxattr(path, rootsAttributes[1], nullptr, 0)))
               + (S_ISDIR(status.st_mode) ? "" : " of " + QByteArray::number(qint64(status.st_size)))
               + (S_ISREG(status.st_mode) && status.st_blocks * 512 < status.st_size - 65536
                      ? " with holes "

@@ -39,10 +39,12 @@ private Q_SLOTS:
     void isGoneWithoutCommit()
     {
         SafeFile file(m_path);
-        QVERIFY(!file.open(QIODevice::ReadOnly) && !file.open(QIODevice::Append));
+        QVERIFY(!file.open(QIODevice::ReadOnly) && !file.open(QIODevice::Append)
+                && !file.open(QIODevice::WriteOnly | QIODevice::NewOnly));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.writeBlock("new", 3));
         file.close();
         QVERIFY(file.open(QIODevice::WriteOnly) && file.writeBlock("newer", 5));
+        QVERIFY(!file.open(QIODevice::WriteOnly)); // it is
         QCOMPARE(entriesOf(m_folder.root()).size(), 2);
     }
 

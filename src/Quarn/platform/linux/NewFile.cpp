@@ -1,7 +1,5 @@
 #include <Quarn/platform/linux/NewFile_p.h>
 
-#include <Quarn/platform/linux/SystemCalls_p.h>
-
 #include <QRandomGenerator>
 
 #include <sys/xattr.h>

@@ -214,8 +214,7 @@ int restoreFromTrash(const QString& path, const QString& target)
     };
     const auto [filesPath, name] = parts(systemPath(path));
     const auto [folderPath, targetName] = parts(systemPath(target));
-    if (!filesPath.endsWith("/files/") || name.isEmpty() || folderPath.isEmpty()
-        || targetName.isEmpty())
+    if (!filesPath.endsWith("/files/") || targetName.isEmpty())
         return EINVAL;
     const FileDescriptor files(::open(filesPath.chopped(1).constData(), folderFlags));
     struct stat status;
