@@ -49,5 +49,18 @@ if relay --quiet --signature public --key public --save none data 2>said; then e
 grep -q 'does not match' said
 [ ! -e none ]
 
+# A program with dialogs, elsewhere; its user sits at Qt's platform for tests, which comes with it.
+if [ -e "$unpacked/bin/Qt6Widgets.dll" ]; then
+    printf '%s\n' "-- dialogs: unpacked"
+    mkdir -p dialogs/platforms
+    cp "$build/bin/DialogsTest.exe" "$cache/prefix/bin/Qt6Test.dll" dialogs
+    cp "$cache/prefix/plugins/platforms/qoffscreen.dll" dialogs/platforms
+    WINEPATH=$(windows_path "$unpacked/bin")
+    "$source_dir/scripts/wine.sh" "$build/wine" dialogs/DialogsTest.exe 2>&1 | grep ' 0 failed'
+    # The plugin in the zip is found, too: without it nothing would be told.
+    "$source_dir/scripts/wine.sh" "$build/wine" dialogs/DialogsTest.exe -platform windows -functions \
+        | grep remembersTheFolder
+fi
+
 du -h "$work"/zip/Quarn-*.zip
 (cd "$unpacked" && find . -maxdepth 3 | sort)
