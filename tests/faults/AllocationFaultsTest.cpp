@@ -52,6 +52,8 @@ constexpr struct
                 {"QRegularExpression::match", Leak},
                 {"QTextStream::", End},
                 {"QThread::QThread", End},
+                {"QThread::start", End},
+                {"QTimer::QTimer", End},
                 {"QThreadPool::start", End | Hang},
                 {"QtPrivate::ResultStoreBase::addResult", Leak}};
 
