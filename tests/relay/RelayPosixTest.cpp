@@ -98,7 +98,7 @@ private Q_SLOTS:
     void outputThatNobodyTakes()
     {
         if (qEnvironmentVariableIsSet("TSAN_OPTIONS")) // of scripts/tsan.sh
-            QSKIP("the sanitizer delivers no signal during a write that would go on after it");
+            QSKIP("the sanitizer delivers no signal during a write that would go on after it", );
         for (const int signal : {SIGPIPE, SIGTERM}) {
             shell("rm -f output; mkfifo output");
             const QByteArray name = QFile::encodeName(m_folder.at("output"));
