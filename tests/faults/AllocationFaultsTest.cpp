@@ -478,7 +478,7 @@ private:
             m_got = QByteArray();
             // What was put in the place of something else, as the texts of errors are, is none.
             const auto grows = [&] { return faultyAllocations::live() - before > kept; };
-            const int patience = grown < 3 ? 5 : 200; // before it counts
+            const int patience = grown < 3 ? 5 : 30; // before it counts
             for (int tries = 0; grows() && tries < patience; ++tries)
                 QThread::msleep(10); // a thread that was waited for frees a little later still
             grown = grows() && grown < 4 ? grown + 1 : 0;
