@@ -37,6 +37,7 @@ Stack certificatesIn(const QByteArray& pem)
     require(stack != nullptr);
     try {
         for (PemBlocks blocks(pem); blocks.next();) {
+            const ErrorMark blockMark; // the queue is short
             if (!blocks.isCertificate())
                 continue;
             if (sk_X509_num(stack.get()) == mostCertificates)

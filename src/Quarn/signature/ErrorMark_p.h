@@ -22,6 +22,13 @@ public:
     ErrorMark(const ErrorMark&) = delete;
     ErrorMark& operator=(const ErrorMark&) = delete;
     ~ErrorMark() { ERR_pop_to_mark(); }
+
+    /** Takes back what was added so far: another attempt would fill the queue. */
+    void renew()
+    {
+        ERR_pop_to_mark();
+        ERR_set_mark();
+    }
 };
 
 } // namespace kel

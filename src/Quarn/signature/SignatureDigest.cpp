@@ -295,15 +295,17 @@ bool SignatureDigest::verify()
         fail("Public key expected");
     if (m_signature.isEmpty())
         fail("Empty Signature");
-    const ErrorMark mark;
+    ErrorMark mark;
     if (!EVP_MD_CTX_get0_md(m_context.get()))
         fail("OpenSsl error"); // EVP_VerifyFinal() would answer that the signature doesn't match
     const auto* const bytes = reinterpret_cast<const unsigned char*>(m_signature.constData());
     const auto size = static_cast<unsigned int>(narrow(m_signature.size()));
     int result = EVP_VerifyFinal(m_context.get(), bytes, size, key.get());
     const bool certain = result != 0 || hasAmpleMemory();
-    if (result == 0 && certain)
+    if (result == 0 && certain) {
+        mark.renew();
         result = EVP_VerifyFinal(m_context.get(), bytes, size, key.get());
+    }
     if (result < 0 || !certain)
         fail("OpenSsl error");
     return result == 1;

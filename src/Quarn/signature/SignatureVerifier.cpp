@@ -25,10 +25,11 @@ QByteArray signatureIn(const QString& path)
 template <typename Verify>
 bool accepted(Verify verify)
 {
-    const ErrorMark mark;
+    ErrorMark mark;
     if (verify() == 1)
         return true;
     requireAmpleMemory();
+    mark.renew();
     return verify() == 1;
 }
 

@@ -53,12 +53,13 @@ public:
     template <typename Read>
     auto next(Read read)
     {
-        const ErrorMark mark; // the queue is short: many damaged blocks would push others out
+        ErrorMark mark; // the queue is short: many damaged blocks would push others out
         Bio bio = bioFromHere();
         auto result = read(bio.get());
         if (!result) {
             if (!hasAmpleMemory())
                 throw std::bad_alloc();
+            mark.renew();
             bio = bioFromHere();
             result = read(bio.get());
         }
