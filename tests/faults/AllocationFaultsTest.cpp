@@ -4,7 +4,6 @@
 #include "support/shell.h"
 
 #include <Quarn/access/AccessTokenKeeper.h>
-#include <Quarn/access/AsyncFile.h>
 #include <Quarn/companion/Log.h>
 #include <Quarn/filejobs/CopyJob.h>
 #include <Quarn/filejobs/FileOperations.h>
@@ -54,8 +53,7 @@ constexpr struct
                 {"QThread::QThread", End},
                 {"QThread::start", End},
                 {"QTimer::QTimer", End},
-                {"QThreadPool::start", End | Hang},
-                {"QtPrivate::ResultStoreBase::addResult", Leak}};
+                {"QThreadPool::start", End | Hang | Leak}};
 
 // Keys of all kinds, and a signature by each.
 constexpr char keys[] = R"(printf %1000s | tr ' ' d >data
@@ -190,24 +188,6 @@ private Q_SLOTS:
             const bool finished = job.waitForFinished();
             QCoreApplication::sendPostedEvents();
             return finished && job.result().ok();
-        });
-    }
-
-    void asyncFile()
-    {
-        check("AsyncFile", [=] {
-            QThreadPool pool; // whose threads go with it
-            AsyncFile file(path("own"), &pool);
-            (void)file.open(QIODevice::ReadWrite);
-            for (const char* const part : {"first", "second"})
-                (void)file.write(part);
-            (void)file.seek(0);
-            const AsyncFile::Request read = file.read(size);
-            (void)file.flush();
-            const AsyncFile::Request closed = file.close();
-            const bool done = closed.result().ok();
-            m_got = read.result().data;
-            return done;
         });
     }
 

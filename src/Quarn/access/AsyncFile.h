@@ -51,8 +51,8 @@ struct AsyncFileResult
  * | was cancelled                              | AbortError; the count tells how far it came    |
  * | is a close(), and one since open() failed  | that of the first failure; the file is closed  |
  *
- * Where there is no memory for its result, a future has an exception instead: std::bad_alloc with Qt 6,
- * QUnhandledException with Qt 5.
+ * Where there is no memory for a request, its call throws std::bad_alloc and nothing is queued. A
+ * request that was made has a result, without memory, too; QFuture never throws.
  *
  * No write follows one that is missing: after a failure nothing is carried out up to the next open()
  * or close(). Who looks at the result of close() alone misses no failure.

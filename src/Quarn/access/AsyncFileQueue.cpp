@@ -2,7 +2,6 @@
 
 #include <Quarn/companion/backgroundTask_p.h>
 #include <Quarn/companion/narrow_p.h>
-#include <Quarn/companion/qtcompat_p.h>
 
 #include <QDeadlineTimer>
 #include <QMutexLocker>
@@ -111,26 +110,26 @@ void AsyncFile::Queue::cancel()
 
 void AsyncFile::Queue::takeBack(const std::function<bool(const AsyncFileRequest&)>& which) noexcept
 {
-    std::vector<QFutureInterface<AsyncFileResult>> promises;
+    std::vector<Request> futures;
     QMutexLocker locker(&m_mutex);
     try {
-        promises.reserve(m_requests.size());
+        futures.reserve(m_requests.size());
     } catch (const std::bad_alloc&) {
-        promises.clear(); // they end in their turn all the same
+        futures.clear(); // they end in their turn all the same
     }
     for (AsyncFileRequest& request : m_requests) {
         if (request.takenBack || !which(request))
             continue;
-        if (promises.size() < promises.capacity())
-            promises.push_back(request.promise);
+        if (futures.size() < futures.capacity())
+            futures.push_back(request.promise.future());
         request.takenBack = true;
         m_bytes -= request.data.size();
         request.data.clear();
     }
     locker.unlock();
-    for (QFutureInterface<AsyncFileResult>& promise : promises) {
+    for (Request& future : futures) {
         try {
-            promise.cancel();
+            future.cancel();
         } catch (const std::bad_alloc&) {
             continue; // it is cancelled, but some watcher could not be told
         }
@@ -201,7 +200,7 @@ void AsyncFile::Queue::carryOut(QThreadPool* pool) noexcept
         }
         setDone();
         for (std::size_t i = 0; i < m_batch.size(); ++i)
-            finish(m_batch[i].promise, m_results[i]);
+            m_batch[i].promise.finish(m_results[i]);
         m_results.clear(); // as large as what was read
         setFinished();
         m_batch.clear(); // with what continuations hold, so without the lock

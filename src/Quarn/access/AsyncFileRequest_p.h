@@ -2,8 +2,7 @@
 #define QUARN_ACCESS_ASYNCFILEREQUEST_P_H
 
 #include <Quarn/access/AsyncFile.h>
-
-#include <QFutureInterface>
+#include <Quarn/companion/Promise_p.h>
 
 namespace kel {
 
@@ -12,12 +11,12 @@ struct AsyncFileRequest
 {
     enum Kind { Open, Read, Write, Seek, Flush, Close };
 
-    explicit AsyncFileRequest(Kind what) : kind(what) { promise.reportStarted(); }
+    explicit AsyncFileRequest(Kind what) : kind(what) { }
 
     bool isTakenBack() const { return takenBack || promise.isCanceled(); }
 
     Kind kind;
-    QFutureInterface<AsyncFileResult> promise;
+    Promise<AsyncFileResult> promise;
     QIODevice::OpenMode mode;
     QByteArray data; // to be written
     qint64 number = 0; // the position to seek; how much to read
