@@ -368,7 +368,7 @@ private Q_SLOTS:
                 (void)file.seek(0);
                 AsyncFile::Request last;
                 if (writing) {
-                    for (const QByteArray& part : {bytes.left(9), bytes.mid(9)})
+                    for (const QByteArray& part : {bytes.left(9), bytes.mid(9, 9), bytes.mid(18)})
                         (void)file.write(part);
                     last = file.flush();
                 } else {

@@ -21,7 +21,7 @@ constexpr int errors[]
 } // namespace
 
 /**
- * Every call of the system that an operation makes fails once, and for good, in eight ways. What a
+ * Every call of the system that an operation makes fails once, and for good, with each error. What a
  * success leaves must be what it leaves without a fault.
  */
 class FileFaultsTest : public FileCases

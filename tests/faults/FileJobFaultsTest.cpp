@@ -37,7 +37,7 @@ using Work = std::function<FileResult()>;
 } // namespace
 
 /**
- * Every call of the system that a job makes fails once, and for good, in four ways, and is the last
+ * Every call of the system that a job makes fails once, and for good, with each error, and is the last
  * one of the process. What is told as a success must be one, each file is whole or isn't there, and
  * none is lost.
  */

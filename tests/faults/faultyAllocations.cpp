@@ -14,6 +14,7 @@
 #include <dlfcn.h>
 #include <link.h>
 #include <malloc.h>
+#include <sys/mman.h>
 #include <unwind.h>
 
 extern "C" {
@@ -53,14 +54,21 @@ constexpr int mostBySameCalls = 1;
 std::atomic<bool> armed{false};
 std::atomic<bool> counting{false}; // what is freed, too, after disarm()
 std::atomic<int> seen{0};
-std::atomic<bool> failed{false};
 int number; // changed while nothing is armed, as the next
 bool forGood;
-Stack failing;
-std::pair<std::size_t, std::size_t> library; // where its code is
-std::size_t base; // of the library
 int last; // of those that are recorded
 std::mutex mutex; // guards what is uncounted; a leaf
+
+/** What a process that made it before it forked can ask when the child is no more. */
+struct Shared
+{
+    std::atomic<bool> failed{false};
+    Stack failing{};
+    std::pair<std::size_t, std::size_t> library; // where its code is
+    std::size_t base = 0; // of the library
+};
+Shared& shared = *new (::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
+                              MAP_SHARED | MAP_ANONYMOUS, -1, 0)) Shared;
 
 template <typename T>
 T& uncounted()
@@ -99,7 +107,7 @@ std::string nameOf(void* address)
 bool isOfLibrary(void* address)
 {
     const auto at = reinterpret_cast<std::size_t>(address);
-    return at >= library.first && at < library.second;
+    return at >= shared.library.first && at < shared.library.second;
 }
 
 /** Whether the library is among the callers. */
@@ -132,8 +140,8 @@ bool isDue()
         record(current);
     if (number == 0 || current < number || (current > number && !forGood))
         return false;
-    if (!failed.exchange(true))
-        failing = stack();
+    if (!shared.failed.exchange(true))
+        shared.failing = stack();
     errno = ENOMEM;
     return true;
 }
@@ -167,9 +175,9 @@ void arm(int nth, bool lasting)
         if (std::strstr(info->dlpi_name, "libQuarn"))
             for (int i = 0; i < info->dlpi_phnum; ++i)
                 if (const auto& part = info->dlpi_phdr[i]; part.p_flags & PF_X)
-                    library = {info->dlpi_addr + part.p_vaddr,
-                               info->dlpi_addr + part.p_vaddr + part.p_memsz},
-                    base = info->dlpi_addr;
+                    shared.library = {info->dlpi_addr + part.p_vaddr,
+                                      info->dlpi_addr + part.p_vaddr + part.p_memsz},
+                    shared.base = info->dlpi_addr;
         return 0;
     };
     ::dl_iterate_phdr(find, nullptr);
@@ -180,7 +188,7 @@ void arm(int nth, bool lasting)
     number = nth;
     forGood = lasting;
     seen = 0;
-    failed = false;
+    shared.failed = false;
     counting = true;
     armed = true;
 }
@@ -188,22 +196,24 @@ void arm(int nth, bool lasting)
 bool disarm()
 {
     armed = false;
-    return failed;
+    return shared.failed;
 }
 
 std::string failedFunction()
 {
+    const Stack& failing = shared.failing;
     const auto caller = std::find_if(failing.begin(), failing.end(), isOfLibrary);
-    return failed && caller != failing.begin() ? nameOf(*std::prev(caller)) : std::string();
+    return shared.failed && caller != failing.begin() ? nameOf(*std::prev(caller)) : std::string();
 }
 
 std::string failure()
 {
     std::string all;
-    for (void* const address : failing) {
+    for (void* const address : shared.failing) {
         char offset[24];
         std::snprintf(offset, sizeof offset, "%#zx",
-                      reinterpret_cast<std::size_t>(address) - (isOfLibrary(address) ? base : 0));
+                      reinterpret_cast<std::size_t>(address)
+                          - (isOfLibrary(address) ? shared.base : 0));
         all += "  " + nameOf(address) + ' ' + offset + '\n';
     }
     return all;

@@ -24,7 +24,7 @@ bool disarm();
  */
 int next(int nth);
 
-/** The function of another library in whose call by the library the first failure was. */
+/** The function of another library in whose call by the library the first failure was, in a child too. */
 std::string failedFunction();
 
 /** The calls that led to the first failure, innermost first, by name where there is one. */
