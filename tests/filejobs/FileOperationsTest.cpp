@@ -1,6 +1,7 @@
 #include "GeneratedTree.h"
 #include "support/Entries.h"
 #include "support/MountedFolder.h"
+#include "support/ResourceLimit.h"
 #include "support/posix.h"
 #include "support/testBytes.h"
 
@@ -18,24 +19,15 @@ namespace {
 const QString memory = QLatin1String(hasPosix ? "/dev/shm" : "Z:/dev/shm"); // as Wine calls it
 const QString disk = QDir::tempPath();
 
-struct Places
-{
-    const char* name;
-    QString from, to;
-};
-const Places places[] = {{"memory to memory", memory, memory},
-                         {"disk to disk", disk, disk},
-                         {"memory to disk", memory, disk},
-                         {"disk to memory", disk, memory}};
-
-void store(const QString& path, const QByteArray& bytes)
-{
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-}
-
 constexpr int isThere = hasPosix ? EEXIST : 183;
 constexpr int isInvalid = hasPosix ? EINVAL : 87;
+
+Description describeBelow(const QByteArray& root)
+{
+    Description description = describe(root);
+    description.erase("");
+    return description;
+}
 
 TransferOptions by(ConflictPolicy policy)
 {
@@ -52,89 +44,43 @@ class FileOperationsTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-#if QUARN_HAS_POSIX
-    void countsAndFinds()
-    {
-        const TemporaryFolder folder;
-        generateTree(folder.root() + "/t", 7);
-        qint64 bytes = 0;
-        QStringList pictures;
-        QSet<ino_t> seen;
-        const Description tree = describe(folder.root() + "/t");
-        for (const auto& [path, text] : tree) {
-            struct stat status;
-            QVERIFY(::lstat(folder.root() + "/t" + path, &status) == 0);
-            if (S_ISREG(status.st_mode) && !seen.contains(status.st_ino)) {
-                seen << status.st_ino;
-                bytes += status.st_size;
-            }
-            if (S_ISREG(status.st_mode) && path.endsWith(".jpg") && !path.contains("/.h/"))
-                pictures << QFile::decodeName(folder.root() + "/t" + path);
-        }
-        const FileResult counted = FileOperations::measure({folder.at("t")});
-        QVERIFY(counted.ok() && counted.entries == qint64(tree.size()) && counted.bytes == bytes);
-
-        for (const QStringList& filters :
-             {QStringList{QStringLiteral("*.JPG")}, {QStringLiteral("*.j[op]g")}}) {
-            QStringList found;
-            FindOptions options;
-            options.nameFilters = filters;
-            QVERIFY(FileOperations::find(folder.at("t"), options, [&](const QString& path) {
-                        if (!QFileInfo(path).isSymLink())
-                            found << path;
-                    }).ok());
-            found.sort();
-            pictures.sort();
-            QCOMPARE(found, pictures);
-        }
-    }
-
-#endif
-
     void copiesMovesAndRemovesTrees()
     {
         unsigned seed = 0;
         const QByteArray large = testBytes(9 << 20); // sent to a disk in pieces
-        for (const Places& place : places) {
-            const char* const name = place.name;
-            const QString &from = place.from, &to = place.to;
-            const TemporaryFolder source(from), target(to);
-            generateTree(source.root() + "/t", ++seed);
-            store(source.at("f"), large);
-            const Description tree = describe(source.root() + "/t");
-            const QStringList given{source.at("t"), source.at("f")};
-            FileProgress last;
-            const Progress watch = [&](const FileProgress& progress) {
-                last = progress;
-                return true;
-            };
-            const auto check = [&](const char* verb, const FileResult& result) {
-                const QByteArray what = QByteArray(name) + ", " + verb + ": ";
-                QVERIFY2(result.ok(), qPrintable(result.what()));
-                const QByteArray wrong = difference(describe(target.root() + "/t"), tree);
-                QVERIFY2(wrong.isEmpty(), what + wrong);
-                QVERIFY(contentsOf(target.at("f")) == large);
-                QCOMPARE(QDir(target.path())
-                             .entryList(QDir::AllEntries | QDir::Hidden | QDir::System
-                                        | QDir::NoDotAndDotDot),
-                         (QStringList{QStringLiteral("f"), QStringLiteral("t")}));
-                QCOMPARE(result.places.size(), 2);
-                QCOMPARE(result.places.at(0).target, target.at("t"));
-            };
-            check("copied", FileOperations::copy(given, target.path(), {}, watch));
-            QVERIFY2(difference(describe(source.root() + "/t"), tree).isEmpty(), name);
-            QCOMPARE(last.entriesDone, qint64(tree.size()) + 1);
-            QCOMPARE(last.entriesTotal, last.entriesDone);
-            QCOMPARE(last.bytesTotal, last.bytesDone);
+        for (const QString& from : {memory, disk}) {
+            for (const QString& to : {memory, disk}) {
+                const TemporaryFolder source(from), target(to);
+                generateTree(source.root() + "/t", ++seed);
+                source.write("f", large);
+                const Description trees = describeBelow(source.root());
+                const QStringList given{source.at("t"), source.at("f")};
+                FileProgress last;
+                const Progress watch = [&](const FileProgress& progress) {
+                    last = progress;
+                    return true;
+                };
+                const auto check = [&](const FileResult& result) {
+                    QVERIFY2(result.ok(), qPrintable(result.what()));
+                    QCOMPARE(difference(describeBelow(target.root()), trees), QByteArray());
+                    QCOMPARE(result.places.size(), 2);
+                    QCOMPARE(result.places.at(0).target, target.at("t"));
+                };
+                check(FileOperations::copy(given, target.path(), {}, watch));
+                QCOMPARE(difference(describeBelow(source.root()), trees), QByteArray());
+                QCOMPARE(last.entriesDone, qint64(trees.size()));
+                QCOMPARE(last.entriesTotal, last.entriesDone);
+                QCOMPARE(last.bytesTotal, last.bytesDone);
 
-            const FileResult gone = FileOperations::remove(
-                {target.at("t"), target.at("f"), target.at("nothing")}, watch);
-            QCOMPARE(gone.entries, qint64(tree.size()) + 1);
-            QVERIFY(gone.failures.size() == 1 && gone.failures.first().code == ENOENT);
-            QVERIFY(entriesOf(target.root()).isEmpty());
+                const FileResult gone = FileOperations::remove(
+                    {target.at("t"), target.at("f"), target.at("nothing")}, watch);
+                QCOMPARE(gone.entries, qint64(trees.size()));
+                QVERIFY(gone.failures.size() == 1 && gone.failures.first().code == ENOENT);
+                QVERIFY(entriesOf(target.root()).isEmpty());
 
-            check("moved", FileOperations::move(given, target.path(), {}, watch));
-            QVERIFY2(entriesOf(source.root()).isEmpty(), name);
+                check(FileOperations::move(given, target.path(), {}, watch));
+                QVERIFY(entriesOf(source.root()).isEmpty());
+            }
         }
     }
 
@@ -212,9 +158,9 @@ private Q_SLOTS:
                     const TemporaryFolder source, target;
                     createEntries(source.root(), {"d/g", "d/h", "f", link});
                     createEntries(target.root(), row.before);
-                    store(source.at("f"), "new");
+                    source.write("f", "new");
                     if (row.before.contains("f"))
-                        store(target.at("f"), "old");
+                        target.write("f", "old");
                     TransferOptions options = by(asks ? P::Fail : row.policy);
                     if (asks)
                         options.ask = [&](const FileConflict& conflict) {
@@ -305,7 +251,7 @@ private Q_SLOTS:
         for (const bool grows : {false, true}) {
             const TemporaryFolder source;
             const QByteArray path = source.root() + "/f";
-            store(source.at("f"), testBytes(9 << 20));
+            source.write("f", testBytes(9 << 20));
             const Progress change = [&](const FileProgress& progress) {
                 const timespec times[] = {{1, 0}, {1, 0}};
                 if (progress.bytesDone > 0)
@@ -471,31 +417,32 @@ private Q_SLOTS:
             return result.failures.size() == 1 && result.failures.first().code == ENOSPC;
         };
         createEntries(folder.root(), {"t/a", "t/b"});
-        store(folder.at("t/a"), QByteArray(3 << 19, 'a'));
-        store(folder.at("b"), QByteArray(1 << 18, 'b'));
+        folder.write("t/a", QByteArray(3 << 19, 'a'));
+        folder.write("b", QByteArray(1 << 18, 'b'));
         const QStringList given{folder.at("t"), folder.at("b")};
         QVERIFY(isFull(FileOperations::copy(given, small.path()))); // found out before
         QVERIFY(QDir(small.path()).isEmpty());
-        store(folder.at("t/a"), QByteArray(1 << 18, 'a'));
+        folder.write("t/a", QByteArray(1 << 18, 'a'));
         // It fills up meanwhile.
         const Progress fill = [&](const FileProgress& progress) {
-            if (progress.bytesDone == 0)
-                QFile(small.at("filler")).open(QIODevice::WriteOnly),
-                    store(small.at("filler"), QByteArray(900 << 10, 'f'));
+            if (progress.bytesDone == 0) {
+                QFile filler(small.at("filler"));
+                filler.open(QIODevice::WriteOnly);
+                filler.write(QByteArray(900 << 10, 'f'));
+            }
             return true;
         };
+        const TransferOptions options = by(ConflictPolicy::Overwrite);
         for (const bool moving : {false, true}) {
-            TransferOptions options = by(ConflictPolicy::Overwrite);
             createEntries(small.root(), {"t/"}); // so that it doesn't look before
             QVERIFY(isFull(moving ? FileOperations::move(given, small.path(), options, fill)
                                   : FileOperations::copy(given, small.path(), options, fill)));
             for (const QByteArray& entry : entriesOf(small.root()))
                 QVERIFY2(entry == "filler" || entry == "t/" || entry == "t/b", entry);
-            QCOMPARE(contentsOf(folder.at("t/a")).size(), 1 << 18);
+            QCOMPARE(folder.contents("t/a").size(), 1 << 18);
         }
     }
 
-    /** Keep this the last one: it takes descriptors away from the program. */
     void reachesTheBottomWithFewDescriptors()
     {
         const TemporaryFolder folder(memory);
@@ -507,8 +454,7 @@ private Q_SLOTS:
             createEntries(above, {""});
             QVERIFY(::rename(top, above + "/t") == 0 && ::rename(above, top) == 0);
         }
-        const rlimit low = {32 + 8, 32 + 8}; // those open before: standard ones, of Qt
-        QCOMPARE(::setrlimit(RLIMIT_NOFILE, &low), 0);
+        const ResourceLimit low(ResourceLimit::OpenFiles, 40);
         QCOMPARE(FileOperations::measure({folder.at("t")}).entries, depth + 2);
         const auto ok = [](const FileResult& result) {
             return result.ok() ? QString() : result.what().right(200);
