@@ -152,6 +152,7 @@ private Q_SLOTS:
         for (const QByteArray& bad :
              {QByteArray(), read("code.key"), root.left(300), root + root.left(300),
               root.left(200) + root, QByteArray(root).replace("CERTIFICATE", "PUBLIC KEY"),
+              QByteArray(root).replace("-----\nM", "----A\nM"),
               QByteArray("-----BEGIN CERTIFICATE-----\n").repeated(100000)}) {
             QCOMPARE(outcome([&] { return CertificateVerifier(bad), true; }), invalid);
             QCOMPARE(verified(authority, bad), invalid);

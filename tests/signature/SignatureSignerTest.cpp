@@ -218,7 +218,7 @@ private Q_SLOTS:
         if (!hasPosix)
             QSKIP("There are no terminals of this kind here", );
         const QByteArray program = QFile::encodeName(QCoreApplication::applicationFilePath());
-        const QByteArray script = "script -qec '" + program
+        const QByteArray script = "timeout 60 script -qec '" + program
                                   + " readsAllForms' shown </dev/null >/dev/null\n"
                                     "! grep -i 'pass phrase' shown >&2";
         QCOMPARE(shellErrors(m_folder.path(), script), QByteArray());
