@@ -71,6 +71,8 @@ for key in rsa dsa ec ed; do
     openssl pkeyutl -sign -rawin $digest -inkey $key.key -in data -out $key.sig
     digest=
 done
+cat rsa.pub dsa.crt >mixed.pem
+cat ec.crt rsa.crt >chain.pem
 openssl rsa -in rsa.key -traditional -aes128 -passout pass:word -out rsa.dek
 openssl req -new -key ec.key -subj /CN=code -out request
 echo extendedKeyUsage=codeSigning >extensions
@@ -300,9 +302,9 @@ private Q_SLOTS:
                 new FileStream(m_keys.at("data"), QIODevice::ReadOnly));
             return told(verifier.verify(m_keys.contents("data"), signer.sign(stream)));
         });
-        for (const auto& item : {std::pair{"rsa.pub", "rsa.sig"},
+        for (const auto& item : {std::pair{"mixed.pem", "rsa.sig"},
                                  {"dsa.crt", "dsa.sig"},
-                                 {"ec.crt", "ec.sig"},
+                                 {"chain.pem", "ec.sig"},
                                  {"ec.crt", "dsa.sig"}}) {
             // NOLINTNEXTLINE(modernize-make-shared): tried again and again
             const auto digest = std::make_shared<SignatureDigest>(QCryptographicHash::Sha256);

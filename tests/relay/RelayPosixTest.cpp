@@ -63,8 +63,6 @@ private Q_SLOTS:
     void refuses()
     {
         checkRefusal("--save copy /proc/self/mem", "/proc/self/mem: Input/output error");
-        checkRefusal("--save copy .", "Is a directory");
-        checkRefusal("--save . data", ".: Is a directory");
         checkRefusal("--save /dev/full data", "/dev/full: It is no regular file");
         m_launcher = QStringList{QStringLiteral("setsid"), QStringLiteral("--wait")};
         checkRefusal("--sign --signature made --key locked.key data", "there is no terminal");
