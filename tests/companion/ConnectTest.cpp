@@ -41,7 +41,6 @@ private Q_SLOTS:
         check("null names", this, nullptr, nullptr, false);
         check("empty names", this, "", "", false);
         check("no code", this, "happened(qint64)", "note(qint64)", false);
-        check("no code of a slot", this, "2happened(qint64)", "note(qint64)", false);
         kel::Log::instance().setStream(kel::Log::Warning, nullptr);
     }
 

@@ -1,5 +1,4 @@
 #include "support/spellings.h"
-#include "support/testBytes.h"
 
 #include <Quarn/companion/kelmBuffer.h>
 #include <Quarn/streams/QRandomAccessIO.h>
@@ -67,33 +66,6 @@ private Q_SLOTS:
         QVERIFY(!stream.setPosition(std::numeric_limits<decltype(bytes.size())>::max()));
         QVERIFY(stream.position() == 1 && stream.readAll() == "bc");
         QVERIFY(stream.setPosition(5) && bytes == QByteArray("abc\0\0", 5));
-    }
-
-    void readsAllThatIsLeft()
-    {
-        QByteArray bytes = testBytes(100000);
-        QRandomAccessIO stream(&bytes);
-        QVERIFY(stream.open(QIODevice::ReadOnly));
-        const auto text = [](const unsigned char* data, std::size_t size) {
-            return QByteArray(reinterpret_cast<const char*>(data), int(size));
-        };
-        for (const int position : {0, 99997, 100000}) {
-            const QByteArray rest = bytes.mid(position);
-            std::vector<unsigned char> vector(5);
-            QVERIFY(stream.setPosition(position));
-            stream.readAll(vector);
-            QCOMPARE(text(vector.data(), vector.size()), rest);
-
-            kelmBuffer buffer(10, 1);
-            QVERIFY(stream.setPosition(position));
-            QCOMPARE(stream.readAll(buffer, 1), int(rest.size()));
-            QCOMPARE(buffer.size(), std::max(int(rest.size()), 10));
-            QCOMPARE(text(buffer.firstByte(), std::size_t(rest.size())), rest);
-
-            QVERIFY(stream.setPosition(position));
-            const boost::shared_ptr<kelmBuffer> made = stream.readAll(1);
-            QCOMPARE(text(made->firstByte(), std::size_t(made->size())), rest);
-        }
     }
 };
 
