@@ -20,7 +20,7 @@ issue() {
     printf '%s\n' subjectKeyIdentifier=hash "$@" >extensions
     signer="-CA $issuer.crt -CAkey $issuer.key"
     test $issuer != $name || signer="-signkey $name.key"
-    openssl x509 -req -in request $signer -CAcreateserial -days ${days:-3650} \
+    openssl x509 -req -in request $signer -CAcreateserial -days ${days:-3650} -${digest:-sha256} \
         -extfile extensions -out $name.crt
 }
 ca=basicConstraints=critical,CA:TRUE code=extendedKeyUsage=codeSigning
@@ -29,13 +29,17 @@ issue other other $ca
 issue middle root $ca
 issue tlsmiddle root $ca extendedKeyUsage=serverAuth
 issue plainmiddle root
+issue signonlymiddle root $ca keyUsage=digitalSignature
+openssl genrsa -out weakmiddle.key 1024
+issue weakmiddle root $ca
 openssl genrsa -out weak.key 1024
 issue weak middle $code
 issue code middle $code keyUsage=digitalSignature
 issue tls middle extendedKeyUsage=serverAuth
 issue usageless middle
 issue agreement middle $code keyUsage=keyAgreement
-for middle in tlsmiddle plainmiddle; do issue by$middle $middle $code; done
+for middle in tlsmiddle plainmiddle signonlymiddle weakmiddle; do issue by$middle $middle $code; done
+digest=sha1 issue sha1 middle $code
 days=1 issue shortlived middle $code)";
 
 QByteArray verified(const CertificateVerifier& authority, const QByteArray& chain)
@@ -84,7 +88,7 @@ private Q_SLOTS:
 
     void decides()
     {
-        const QByteArray middle = read("middle.crt");
+        const QByteArray middle = read("middle.crt"), root = read("root.crt");
         const struct
         {
             const char* certificate;
@@ -94,16 +98,26 @@ private Q_SLOTS:
             const char* trusted = "root.crt";
         } table[] = {
             {"code", middle, ""},
+            {"code", root + middle, ""},
             {"code", read("other.crt") + middle + "\nwhatever\n" + read("code.key"), ""},
             {"code", "", "unable to get"},
+            {"other", "", "self"},
+            {"code", read("other.crt"), "unable to get"},
             {"tls", middle, "certificate purpose"},
             {"tls", middle, "", false},
             {"usageless", middle, "certificate purpose"},
+            {"usageless", middle, "", false},
+            {"agreement", middle, "certificate purpose"},
             {"agreement", middle, "certificate purpose", false},
             {"bytlsmiddle", read("tlsmiddle.crt"), "certificate purpose"},
             {"bytlsmiddle", read("tlsmiddle.crt"), "", false},
             {"byplainmiddle", read("plainmiddle.crt"), "certificate", false},
+            {"bysignonlymiddle", read("signonlymiddle.crt"), "invalid CA", false},
             {"weak", middle, "key too weak"},
+            {"byweakmiddle", read("weakmiddle.crt"), "key too weak"},
+            {"sha1", middle, "too weak"},
+            {"root", "", "certificate purpose"},
+            {"code", middle, "", true, "middle.crt"},
             {"code", middle, "", true, "code.crt"},
         };
         for (const auto& item : table) {
@@ -147,17 +161,28 @@ private Q_SLOTS:
 
     void refusesDamage()
     {
-        const QByteArray root = read("root.crt"), invalid = "Invalid certificate";
+        const QByteArray root = read("root.crt"), code = read("code.crt") + read("middle.crt");
         const CertificateVerifier authority(root);
+        const QByteArray invalid = "Invalid certificate";
         for (const QByteArray& bad :
              {QByteArray(), read("code.key"), root.left(300), root + root.left(300),
               root.left(200) + root, QByteArray(root).replace("CERTIFICATE", "PUBLIC KEY"),
-              QByteArray(root).replace("-----\nM", "----A\nM"),
               QByteArray("-----BEGIN CERTIFICATE-----\n").repeated(100000)}) {
             QCOMPARE(outcome([&] { return CertificateVerifier(bad), true; }), invalid);
             QCOMPARE(verified(authority, bad), invalid);
             QCOMPARE(outcome([&] { return !PublicKey::fromPem(bad).isNull(); }),
                      bad == root + root.left(300) ? QByteArray("true") : "Invalid public key");
+        }
+
+        for (int at = 28; at < code.size(); at += 3) {
+            QByteArray bad = code;
+            bad[at] = code.at(at) == 'A' ? 'B' : 'A';
+            const QByteArray result = verified(authority, bad);
+            QVERIFY2(result == invalid || result.startsWith("Certificate not trusted")
+                         || result == "Invalid public key"
+                         // line ends, and the last bits before padding, don't count
+                         || (result == "true" && (code.at(at) == '\n' || code.at(at + 1) == '=')),
+                     result + bad);
         }
     }
 

@@ -2,7 +2,6 @@
 #include "support/FailingReads.h"
 #include "support/TemporaryFolder.h"
 #include "support/TestStream.h"
-#include "support/Thread.h"
 #include "support/posix.h"
 #include "support/testBytes.h"
 
@@ -13,7 +12,7 @@
 
 #include <boost/make_shared.hpp>
 
-#include <atomic>
+#include <future>
 
 using namespace kel;
 
@@ -21,12 +20,33 @@ namespace {
 
 using Scheme = SignatureScheme;
 
+struct Case
+{
+    Scheme scheme;
+    const char* key;
+    const char* openssl; // how that program says it
+};
+
+#define PSS "-sigopt rsa_padding_mode:pss -sigopt rsa_pss_saltlen:-1 -"
+constexpr Case cases[] = {
+    {Scheme::RsaPkcs1Sha256, "rsa", "-sha256"},    {Scheme::RsaPkcs1Sha384, "rsa", "-sha384"},
+    {Scheme::RsaPkcs1Sha512, "rsa4", "-sha512"},   {Scheme::RsaPssSha256, "rsa", PSS "sha256"},
+    {Scheme::RsaPssSha384, "rsa", PSS "sha384"},   {Scheme::RsaPssSha512, "rsa4", PSS "sha512"},
+    {Scheme::RsaPssSha256, "pss", PSS "sha256"},   {Scheme::EcdsaSha256, "p256", "-sha256"},
+    {Scheme::EcdsaSha384, "p384", "-sha384"},      {Scheme::EcdsaSha512, "p521", "-sha512"},
+    {Scheme::EcdsaSha512, "secp256k1", "-sha512"}, {Scheme::Ed25519, "ed", nullptr},
+};
+
 constexpr char fixtures[] = R"(
 openssl genrsa -out rsa.key 2048
+openssl genrsa -out rsa3.key 3072
+openssl genrsa -out rsa4.key 4096
 openssl genrsa -out weak.key 1024
 openssl genpkey -algorithm RSA-PSS -out pss.key
 openssl genpkey -algorithm ED25519 -out ed.key
-openssl ecparam -name P-256 -genkey -noout -out p256.key
+for curve in P-256 P-384 P-521 secp256k1; do
+    openssl ecparam -name $curve -genkey -noout -out $(echo $curve | tr -d - | tr P p).key
+done
 for key in *.key; do openssl pkey -in $key -pubout -out ${key%.key}.pub; done)";
 
 /** Bytes that come in small pieces, without an end that is known before, and then the result. */
@@ -61,6 +81,18 @@ QByteArray flipped(QByteArray bytes, int bit)
     return bytes;
 }
 
+/** All bits of both ends of so many bytes, and about \a count of those between. */
+std::vector<int> someBits(qint64 size, int count)
+{
+    const int last = int(size) * 8 - 1,
+              step = last / count | 1; // odd: each bit of a byte in its turn
+    std::vector<int> bits;
+    for (int bit = 0; bit <= last; ++bit)
+        if (bit < 8 || bit > last - 8 || bit % step == 0)
+            bits.push_back(bit);
+    return bits;
+}
+
 } // namespace
 
 class SignatureVerifierTest : public QObject
@@ -76,23 +108,53 @@ private Q_SLOTS:
     void init() { ForeignError(); }
     void cleanup() { QVERIFY(ForeignError::isAlone()); }
 
+    void interoperates()
+    {
+        for (const Case& item : cases) {
+            const QByteArray key = item.key, how = item.openssl;
+            if (key != "pss") // the signer doesn't take these
+                SignatureSigner::fromPemFile(at(key + ".key"), {}, item.scheme)
+                    .signFile(at("data"), at("ours"));
+            const QByteArray pkeyutl = "openssl pkeyutl -rawin -in data ";
+            const QByteArray script = how.isEmpty()
+                                          ? pkeyutl + "-sign -inkey ed.key -out sig\n" + pkeyutl
+                                                + "-verify -pubin -inkey ed.pub -sigfile ours"
+                                          : "openssl dgst " + how + " -sign " + key
+                                                + ".key -out sig data\ntest " + key
+                                                + " = pss || openssl dgst " + how + " -verify "
+                                                + key + ".pub -signature ours data";
+            QCOMPARE(shellErrors(m_folder.path(), script), QByteArray());
+            QVERIFY2(verifier(item).verifyFile(at("data"), at("sig")), script.constData());
+        }
+    }
+
     void refusesEveryChange()
     {
-        for (int number = 0; number <= int(Scheme::Ed25519); ++number) {
-            const auto signer = SignatureSigner::generate(Scheme(number));
-            const SignatureVerifier check(signer.publicKey(), Scheme(number));
-            for (const int size : {0, 1, 64, 4097}) {
-                const QByteArray data = testBytes(size), good = signer.sign(data);
-                QVERIFY(check.verify(data, good) && !check.verify(data + '\0', good));
-                for (int bit = 0; bit < good.size() * 8; bit += 7)
-                    QVERIFY2(!check.verify(data, flipped(good, bit)), QByteArray::number(number));
-                for (int bit = 0; bit < size * 8; bit += 1 + size / 4)
-                    QVERIFY2(!check.verify(flipped(data, bit), good), QByteArray::number(number));
-                for (const QByteArray& bad : {QByteArray(), good.left(1), good.chopped(1),
-                                              good + '\0', '\0' + good, good + good})
-                    QVERIFY2(!check.verify(data, bad), QByteArray::number(number));
+        int pairs = 0, flips = 0;
+        for (const QByteArray key :
+             {"rsa", "rsa3", "rsa4", "p256", "p384", "p521", "secp256k1", "ed"})
+            for (int number = 0; number <= int(Scheme::Ed25519); ++number) {
+                const Case item{Scheme(number), key, nullptr};
+                if (outcome([&] { return verifier(item), true; }) != "true")
+                    continue; // no key for that scheme
+                ++pairs;
+                const auto signer = SignatureSigner::fromPemFile(at(key + ".key"), {}, item.scheme);
+                const SignatureVerifier check = verifier(item);
+                for (const int size : {0, 1, 64, 4097}) {
+                    const QByteArray data = testBytes(size), good = signer.sign(data);
+                    QVERIFY(check.verify(data, good) && !check.verify(data + '\0', good));
+                    for (const int bit : someBits(good.size(), 130))
+                        QVERIFY2(++flips && !check.verify(data, flipped(good, bit)), key);
+                    for (const int bit : someBits(data.size(), 40))
+                        QVERIFY2(++flips && !check.verify(flipped(data, bit), good), key);
+                    for (const QByteArray& bad : {QByteArray(), good.left(1), good.chopped(1),
+                                                  good + '\0', '\0' + good, good + good})
+                        QVERIFY2(!check.verify(data, bad), key);
+                }
             }
-        }
+        QCOMPARE(pairs, 3 * 6 + 4 * 3 + 1);
+        qInfo("%d bits flipped", flips);
+        QVERIFY(flips >= 20000);
     }
 
     void readsAllSources()
@@ -102,11 +164,11 @@ private Q_SLOTS:
             const SignatureVerifier check(signer.publicKey(), scheme);
             for (const int size : {0, 1, 256 << 10, (256 << 10) + 1, 5 << 20}) {
                 const QByteArray data = testBytes(size);
-                const QByteArray good = signer.sign(data);
+                const QByteArray good = signer.sign(data), all = "skipped" + data;
                 m_folder.write("sized", data);
                 m_folder.write("sized.sig", good);
-                QBuffer device;
-                device.setData("skipped" + data);
+                QByteArray bytes = all;
+                QBuffer device(&bytes);
                 QVERIFY(device.open(QIODevice::ReadOnly) && device.seek(7));
                 Pipe pipe(data, -1), quietPipe(data, 0);
                 TestStream::Manner shortWinded;
@@ -127,18 +189,20 @@ private Q_SLOTS:
 
     void refusesWhatIsNotRead()
     {
-        m_folder.write("good.sig", m_signer.sign(m_data));
+        const auto signer = SignatureSigner::generate(Scheme::EcdsaSha256);
+        const SignatureVerifier check(signer.publicKey(), Scheme::EcdsaSha256);
+        m_folder.write("good.sig", signer.sign(m_data));
         ::mkfifo(QFile::encodeName(at("fifo")).constData(), 0600);
         const QString null = QLatin1String(hasPosix ? "/dev/null" : "NUL");
         for (const QString& name :
              {at("missing"), at("fifo"), at("."), null, at("data") + QChar(QChar::Null)}) {
             const QByteArray error = "IO: Could not read " + name.toLocal8Bit();
-            QCOMPARE(outcome([&] { return m_check.verifyFile(name, at("good.sig")); }), error);
-            QCOMPARE(outcome([&] { return m_check.verifyFile(at("data"), name); }), error);
+            QCOMPARE(outcome([&] { return check.verifyFile(name, at("good.sig")); }), error);
+            QCOMPARE(outcome([&] { return check.verifyFile(at("data"), name); }), error);
             QCOMPARE(outcome([&] { return PublicKey::fromPemFile(name), true; }), error);
         }
         QCOMPARE(outcome([&] {
-                     return m_check.verifiedContents(at("data"), at("good.sig"), 9999).isNull();
+                     return check.verifiedContents(at("data"), at("good.sig"), 9999).isNull();
                  }),
                  "IO: Could not read " + at("data").toLocal8Bit());
         for (const bool once : {false, true}) {
@@ -146,29 +210,32 @@ private Q_SLOTS:
                 break;
             const FailingReads failing(3, once); // 200 bytes of the signature and 100 of the data
             const QByteArray result
-                = outcome([&] { return m_check.verifyFile(at("data"), at("good.sig")); });
+                = outcome([&] { return check.verifyFile(at("data"), at("good.sig")); });
             QVERIFY(failing.happened() && (once || result.startsWith("IO: Could not read")));
         }
-        const QByteArray good = m_signer.sign(QByteArray()), error = "IO: Could not read data";
+        const QByteArray good = signer.sign(QByteArray()), error = "IO: Could not read data";
         Pipe broken(QByteArray(), -1, "broken"), brokenLater(QByteArray(), 0, "broken");
         QFile closed(at("data"));
         for (QIODevice* const device :
-             std::initializer_list<QIODevice*>{&broken, &brokenLater, &closed, nullptr})
-            QCOMPARE(outcome([&] { return m_check.verify(device, good); }), error);
+             {static_cast<QIODevice*>(&broken), static_cast<QIODevice*>(&brokenLater),
+              static_cast<QIODevice*>(&closed), (QIODevice*)nullptr})
+            QCOMPARE(outcome([&] { return check.verify(device, good); }), error);
         TestStream::Manner failing;
         failing.failAfter = 0;
         for (const auto& stream : {boost::make_shared<TestStream>("x", failing), {}})
-            QCOMPARE(outcome([&] { return m_check.verify(stream, good); }), error);
+            QCOMPARE(outcome([&] { return check.verify(stream, good); }), error);
     }
 
     void noticesChangesAndCancels()
     {
+        const auto signer = SignatureSigner::generate(Scheme::EcdsaSha256);
+        const SignatureVerifier check(signer.publicKey(), Scheme::EcdsaSha256);
         const QByteArray data = testBytes(4 << 20);
-        m_folder.write("changing.sig", m_signer.sign(data));
+        m_folder.write("changing.sig", signer.sign(data));
         const auto during = [&](const TransferProgress& progress) {
             m_folder.write("changing", data);
             return outcome(
-                [&] { return m_check.verifyFile(at("changing"), at("changing.sig"), progress); });
+                [&] { return check.verifyFile(at("changing"), at("changing.sig"), progress); });
         };
         qint64 last = 0;
         QCOMPARE(during([&](qint64 done, qint64 size) {
@@ -202,6 +269,11 @@ private Q_SLOTS:
 
     void refusesUnfitKeys()
     {
+        const char begin[] = "-----BEGIN PUBLIC KEY-----\n", end[] = "-----END PUBLIC KEY-----\n";
+        const QByteArray text = m_folder.contents("rsa.pub").replace(begin, "").replace(end, "");
+        QByteArray der = QByteArray::fromBase64(text); // the exponent becomes an even number
+        der.replace(QByteArray("\x02\x03\x01\x00\x01", 5), QByteArray("\x02\x03\x01\x00\x00", 5));
+        m_folder.write("even.pub", begin + der.toBase64() + '\n' + end);
         const char unfit[] = "Key does not fit the scheme", weak[] = "Key too weak";
         const struct
         {
@@ -214,13 +286,13 @@ private Q_SLOTS:
             {"rsa.pub", Scheme::Ed25519, unfit},
             {"p256.pub", Scheme::RsaPssSha256, unfit},
             {"pss.pub", Scheme::RsaPkcs1Sha256, unfit},
-            {"pss.pub", Scheme::RsaPssSha256, "true"},
             {"p256.pub", Scheme(99), unfit},
             {"weak.pub", Scheme::RsaPkcs1Sha256, weak},
             {"p256.pub", Scheme::EcdsaSha512, "true"},
             {"p256.pub", Scheme::EcdsaSha256, weak, 129},
             {"weak.pub", Scheme::RsaPssSha512, unfit, 80},
             {"weak.pub", Scheme::RsaPkcs1Sha256, "true", 80},
+            {"even.pub", Scheme::RsaPssSha256, weak},
         };
         for (const auto& item : table) {
             const PublicKey key = PublicKey::fromPemFile(at(item.key));
@@ -233,28 +305,29 @@ private Q_SLOTS:
 
     void servesSeveralThreads()
     {
-        std::atomic<int> valid{0};
+        const auto signer = SignatureSigner::generate(Scheme::EcdsaSha256);
+        const SignatureVerifier check(signer.publicKey(), Scheme::EcdsaSha256);
         const auto verify = [&] {
-            QBuffer device;
-            device.setData(testBytes(3 << 20));
-            const QByteArray good = m_signer.sign(device.data());
-            valid += device.open(QIODevice::ReadOnly) && m_check.verify(&device, good);
+            QByteArray data = testBytes(3 << 20);
+            QBuffer device(&data);
+            return device.open(QIODevice::ReadOnly) && check.verify(&device, signer.sign(data));
         };
-        {
-            Threads threads;
-            for (int i = 0; i < 4; ++i)
-                threads.start(verify);
-        }
-        QCOMPARE(valid, 4);
+        std::vector<std::future<bool>> results(4);
+        for (std::future<bool>& result : results)
+            result = std::async(std::launch::async, verify);
+        for (std::future<bool>& result : results)
+            QVERIFY(result.get());
     }
 
 private:
-    QString at(const char* name) const { return m_folder.at(name); }
+    QString at(const QByteArray& name) const { return m_folder.filePath(QLatin1String(name)); }
+    SignatureVerifier verifier(const Case& item) const
+    {
+        return {PublicKey::fromPemFile(at(item.key + QByteArray(".pub"))), item.scheme};
+    }
 
     TemporaryFolder m_folder;
     const QByteArray m_data = testBytes(10000);
-    const SignatureSigner m_signer = SignatureSigner::generate(Scheme::EcdsaSha256);
-    const SignatureVerifier m_check{m_signer.publicKey(), Scheme::EcdsaSha256};
 };
 
 QTEST_GUILESS_MAIN(SignatureVerifierTest)
