@@ -56,7 +56,7 @@ make_peak_input() {
         xargs touch)
     openssl genrsa -out "$scratch/private.pem" 2048 2>/dev/null
     openssl rsa -in "$scratch/private.pem" -pubout -out "$scratch/key.pem" 2>/dev/null
-    openssl dgst -sha1 -sign "$scratch/private.pem" -out "$scratch/data.sig" "$scratch/data"
+    openssl dgst -sha256 -sign "$scratch/private.pem" -out "$scratch/data.sig" "$scratch/data"
 }
 
 measure_peaks() {
@@ -73,7 +73,7 @@ measure_peaks() {
     # What the programs of a pipeline take together.
     add_peak cat "$data"
     add_peak tee "$scratch/copy" <"$data"
-    add_peak openssl dgst -sha1 -verify "$scratch/key.pem" -signature "$data.sig" "$data"
+    add_peak openssl dgst -sha256 -verify "$scratch/key.pem" -signature "$data.sig" "$data"
     printf '"%s","cat, tee and openssl",%d\n' "$what" "$peak" >>"$output/peaks.csv"
 
     for by in quarn qt std; do
