@@ -60,7 +60,7 @@ AsyncFile::Queue::Queue(const QString& fileName, QThreadPool* pool)
     m_results.reserve(1);
 }
 
-AsyncFile::Request AsyncFile::Queue::add(AsyncFileRequest request)
+AsyncFile::Request AsyncFile::Queue::add(AsyncFileRequest&& request)
 {
     Request future = request.promise.future();
     QMutexLocker locker(&m_mutex);
@@ -72,7 +72,7 @@ AsyncFile::Request AsyncFile::Queue::add(AsyncFileRequest request)
 }
 
 /** With the lock held; whether the queue is to be started then. */
-bool AsyncFile::Queue::append(AsyncFileRequest request)
+bool AsyncFile::Queue::append(AsyncFileRequest&& request)
 {
     const qint64 bytes = request.data.size();
     m_requests.push_back(std::move(request));

@@ -26,7 +26,7 @@ class AsyncFile::Queue : public std::enable_shared_from_this<AsyncFile::Queue>
 public:
     Queue(const QString& fileName, QThreadPool* pool);
 
-    Request add(AsyncFileRequest request);
+    Request add(AsyncFileRequest&& request);
     /** The file is gone: nobody wants to read any more, and it is to be closed. */
     void abandon() noexcept;
     /** Takes back all that has not begun. */
@@ -41,7 +41,7 @@ private:
     using Requests = std::vector<AsyncFileRequest>;
     using Results = std::vector<AsyncFileResult>;
 
-    bool append(AsyncFileRequest request);
+    bool append(AsyncFileRequest&& request);
     void takeBack(const std::function<bool(const AsyncFileRequest&)>& which) noexcept;
     bool goesOnWaiting(const AsyncFileRequest& request) const;
 

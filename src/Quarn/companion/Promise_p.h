@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <utility>
 
 namespace kel {
 
@@ -25,18 +26,15 @@ public:
     Promise()
     {
         auto result = std::make_unique<Result>();
-        m_prepared.addResult(0, static_cast<const void*>(result.get()));
-        m_result = result.release();
+        m_prepared->store.addResult(0, static_cast<const void*>(result.get()));
+        m_prepared->result = result.release();
         m_promise.reportStarted();
     }
     Promise(Promise&& other) noexcept
-        : m_promise(other.m_promise), m_prepared(other.m_prepared), m_result(other.m_result)
-    {
-        other.m_prepared = Store(); // a store that goes has to be empty
-    }
-    Promise(const Promise&) = delete;
-    Promise& operator=(const Promise&) = delete;
-    ~Promise() { m_prepared.template clear<Result>(); }
+        : m_promise(std::move(other.m_promise)), m_prepared(std::move(other.m_prepared))
+    { }
+    Promise& operator=(Promise&&) = delete;
+    ~Promise() = default;
 
     QFuture<Result> future() { return m_promise.future(); }
     bool isCanceled() const { return m_promise.isCanceled(); }
@@ -44,11 +42,11 @@ public:
     /** Once. Watchers are told, and with Qt 6 continuations run, before this returns. */
     void finish(const Result& result) noexcept
     {
-        *m_result = result;
+        *m_prepared->result = result;
         try {
             const std::lock_guard<QMutex> lock(mutex());
-            m_promise.resultStoreBase() = m_prepared;
-            m_prepared = Store();
+            m_promise.resultStoreBase() = m_prepared->store;
+            m_prepared->store = Store(); // a store that goes has to be empty
             m_promise.reportResultsReady(0, 1); // not when cancelled
         } catch (const std::bad_alloc&) { } // some watcher could not be told
         try {
@@ -58,6 +56,19 @@ public:
 
 private:
     using Store = QtPrivate::ResultStoreBase;
+
+    struct Prepared
+    {
+        ~Prepared()
+        {
+            if (!result)
+                store = Store(); // without memory it may hold what isn't its own
+            store.template clear<Result>();
+        }
+
+        Store store;
+        Result* result = nullptr; // the store's
+    };
 
     QMutex& mutex() const
     {
@@ -69,8 +80,7 @@ private:
     }
 
     QFutureInterface<Result> m_promise;
-    Store m_prepared; // as it is to be in the end
-    Result* m_result; // there
+    std::unique_ptr<Prepared> m_prepared = std::make_unique<Prepared>();
 };
 
 } // namespace kel
